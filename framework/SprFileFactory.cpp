@@ -1,0 +1,74 @@
+// Registration, ordering and lookup of the built-in formats.
+#include "framework/SprFileFactory.h"
+
+#include <cstring>
+#include <iterator>
+#include <set>
+
+namespace {
+
+struct ByFilter {
+    bool operator()(const ZmImportFileFormatInfo& a, const ZmImportFileFormatInfo& b) const {
+        return std::strcmp(a.filter, b.filter) < 0;
+    }
+};
+
+using Registry = std::set<ZmImportFileFormatInfo, ByFilter>;
+
+// Created on first use so that registration works whatever the order in which static
+// objects are constructed; never destroyed, because records are handed out by pointer.
+Registry& GetRegistry() {
+    static Registry* registry = new Registry;
+    return *registry;
+}
+
+const ZmImportFileFormatInfo* RecordAt(int index) {
+    Registry& registry = GetRegistry();
+    if (registry.empty()) return nullptr;
+    if (index < 2) return &*registry.begin();
+    if (static_cast<size_t>(index) > registry.size()) return nullptr;
+    return &*std::next(registry.begin(), index - 1);
+}
+
+}  // namespace
+
+SprFileFactory::SprFileFactory(const char* name, const char* filter, const char* saveFilter,
+                               int extensionCount, const char* extensions, char canWrite,
+                               char canRead, char multiFile, char flag4, char flag5,
+                               char priority) {
+    Registry& registry = GetRegistry();
+    for (auto it = registry.begin(); it != registry.end(); ++it) {
+        if (std::strcmp(it->name, name) != 0) continue;
+        if (it->factory->GetPriority() > static_cast<signed char>(priority)) return;
+        registry.erase(it);
+        break;
+    }
+    ZmImportFileFormatInfo record{};
+    record.name = name;
+    record.filter = filter;
+    record.saveFilter = saveFilter;
+    record.extensionCount = extensionCount;
+    record.extensions = extensions;
+    record.canWrite = canWrite;
+    record.canRead = canRead;
+    record.multiFile = multiFile;
+    record.flag4 = flag4;
+    record.flag5 = flag5;
+    record.factory = this;
+    registry.insert(record);  // an equal filter is already present: silently not inserted
+}
+
+int SprFileFactory::SizeInfos() { return static_cast<int>(GetRegistry().size()); }
+
+SprFileFactory::MyKindOfFile SprFileFactory::IsMyKindOfFile(int index, const char* file) {
+    const ZmImportFileFormatInfo* record = RecordAt(index);
+    if (record == nullptr || file == nullptr) return kNotMine;
+    return record->factory->IsMyKindOfFile(file);
+}
+
+SpreadsheetFile* SprFileFactory::GetSpreadsheetFile(int index) {
+    const ZmImportFileFormatInfo* record = RecordAt(index);
+    return record != nullptr ? record->factory->GetSpreadsheetFile() : nullptr;
+}
+
+const ZmImportFileFormatInfo* SprFileFactory::GetInfo(int index) { return RecordAt(index); }

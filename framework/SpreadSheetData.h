@@ -1,0 +1,51 @@
+// The cell sink a reader fills and the cell source a writer empties.
+#pragma once
+
+#include <string>
+
+#include "framework/ZmExport.h"
+
+// Common base of sinks and sources: the extent of the table they hold.
+class ZMIMPORT_API SpreadSheetDataBase {
+public:
+    virtual ~SpreadSheetDataBase() = default;
+    virtual int GetNumberOfColumns() = 0;
+    virtual int GetNumberOfRows() = 0;
+};
+
+// Target of a read. Columns and rows are 1-based; the sink's own number type is the
+// 32-bit float, so the wider overloads narrow unless a sink overrides them.
+class ZMIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
+public:
+    virtual void Set(int col, int row, int value) { Set(col, row, static_cast<float>(value)); }
+    virtual void Set(int col, int row, long long value) {
+        Set(col, row, static_cast<float>(value));
+    }
+    virtual void Set(int col, int row, double value) { Set(col, row, static_cast<float>(value)); }
+    virtual void Set(int col, int row, const char* text) = 0;
+    virtual void Set(int col, int row, float value) = 0;
+    // Lets a sink renumber rows: a later row skips lines, a negative one ends the read.
+    virtual int MapRow(int rowCounter) { return rowCounter + 1; }
+    virtual void SetDataSize(int cols, int rows) = 0;
+};
+
+// Source of a write.
+class ZMIMPORT_API WriteSpreadSheetData : public virtual SpreadSheetDataBase {
+public:
+    virtual float GetNumber(int col, int row) = 0;
+    virtual std::string GetText(int col, int row) = 0;
+    // Where the numeric block begins; the column before holds row names, the row above
+    // column names. False when the source cannot say.
+    virtual bool GetDataOrigin(int* col, int* row) = 0;
+    virtual bool IsNumber(int col, int row) = 0;
+    virtual bool IsMissing(int col, int row) = 0;
+    virtual bool IsText(int col, int row) = 0;
+};
+
+// The host's description of what to take from a file holding several data sets. The
+// library only ever touches `accepted`, telling the host whether the reader used it.
+class ZMIMPORT_API ImportSpecBase {
+public:
+    bool accepted = false;
+    virtual ~ImportSpecBase() = default;
+};

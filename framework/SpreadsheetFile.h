@@ -1,0 +1,56 @@
+// Abstract reader/writer of one file format, with sticky status codes.
+#pragma once
+
+#include "framework/SpreadSheetData.h"
+#include "framework/ZmExport.h"
+#include "framework/ZmImportTypes.h"
+
+// Codes shared by every format; each format numbers its own codes in a block of its own.
+enum ZmCommonStatus {
+    kStatusOk = 0,
+    kStatusNotImplemented = 1,
+    kStatusSizeFailed = 2,
+    kStatusWrongMode = 3,
+    kStatusAborted = 4,
+    kStatusBadOptions = 5,
+};
+
+// One object per opened file. Calling order for reading: Open(true, ...) ->
+// GetNumCols/GetNumRows (which size the table once) -> Read(sink) -> Close. Every
+// operation first returns a nonzero stored status unchanged; Close clears it.
+class ZMIMPORT_API SpreadsheetFile {
+public:
+    SpreadsheetFile() = default;
+    SpreadsheetFile(const SpreadsheetFile&) = default;
+    SpreadsheetFile& operator=(const SpreadsheetFile&) = default;
+
+    virtual ~SpreadsheetFile();
+    virtual void Close();
+    virtual int GetNumCols();
+    virtual int GetNumRows();
+    virtual int GetStatus();
+    virtual void GetErrorMessage(char* buffer, unsigned int bufferSize) = 0;
+    virtual const char* GetWarningMessage();
+    virtual ZmImportOpenOptions* GetFileReadOptions(const char* file, bool flag);
+    virtual int Open(bool readMode, const char* file, ZmImportOpenOptions* options) = 0;
+    virtual int Read(ReadSpreadSheetData* sink) = 0;
+    virtual const char* GetReadFile();
+    virtual int Write(WriteSpreadSheetData* source);
+    virtual int operator!() const;
+    virtual void SetImportSpec(ImportSpecBase* spec);
+
+private:
+    virtual int EstablishSize() = 0;
+
+protected:
+    // Stores `code` unless an earlier error is already stored; returns the stored status.
+    int SetStatus(int code) {
+        if (status == 0) status = code;
+        return status;
+    }
+
+    int numCols = -1;
+    int numRows = -1;
+    bool sizeEstablished = false;
+    int status = 0;
+};

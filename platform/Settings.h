@@ -1,0 +1,67 @@
+// The settings document carried by options records: an XML configuration of sections
+// and keys, on a xerces-c DOM. One shape for every format:
+//   <Configuration><Settings><Delimiter>;</Delimiter></Settings></Configuration>
+// A list is one key whose items are <Item> children. Values keep every character.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/ZmExport.h"
+#include "framework/ZmImportTypes.h"
+
+namespace zm {
+
+class ZMIMPORT_API SettingsDocument {
+public:
+    SettingsDocument();  // an empty <Configuration/>
+    ~SettingsDocument();
+    SettingsDocument(const SettingsDocument&) = delete;
+    SettingsDocument& operator=(const SettingsDocument&) = delete;
+
+    // Parses a settings document; throws zm::Exception when the text is not one.
+    static std::unique_ptr<SettingsDocument> Parse(const std::string& xml);
+    std::string ToXml() const;
+
+    bool HasKey(const std::string& section, const std::string& key) const;
+    // Absent keys read as absent (nullopt); malformed numbers and booleans too.
+    std::optional<std::string> GetString(const std::string& section, const std::string& key) const;
+    std::optional<bool> GetBool(const std::string& section, const std::string& key) const;
+    std::optional<long long> GetInt(const std::string& section, const std::string& key) const;
+    std::optional<double> GetDouble(const std::string& section, const std::string& key) const;
+    std::optional<std::vector<std::string>> GetList(const std::string& section,
+                                                    const std::string& key) const;
+
+    void SetString(const std::string& section, const std::string& key, const std::string& value);
+    void SetBool(const std::string& section, const std::string& key, bool value);
+    void SetInt(const std::string& section, const std::string& key, long long value);
+    void SetDouble(const std::string& section, const std::string& key, double value);
+    void SetList(const std::string& section, const std::string& key,
+                 const std::vector<std::string>& items);
+    void RemoveKey(const std::string& section, const std::string& key);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+// Options records: one binary string holding the settings document's XML.
+enum class OptionsDecode { kNoOptions, kDecoded, kMalformed };
+
+// Decodes a record. A null record or size 0 is kNoOptions; bytes that are not a framed
+// settings document are kMalformed (readers answer code 5).
+ZMIMPORT_API OptionsDecode DecodeOptions(const ZmImportOpenOptions* options,
+                                         std::unique_ptr<SettingsDocument>& document);
+// The framed bytes of a document.
+ZMIMPORT_API std::string EncodeOptions(const SettingsDocument& document);
+// Replaces the record's bytes with the document; the bytes are allocated with new[]
+// and belong to the record's receiver. Any earlier bytes are not freed (not ours).
+ZMIMPORT_API void StoreOptions(ZmImportOpenOptions* options, const SettingsDocument& document);
+// A new record holding the document (new'd record, new[]'d bytes).
+ZMIMPORT_API ZmImportOpenOptions* NewOptionsRecord(const SettingsDocument& document);
+// Releases a record made by this library.
+ZMIMPORT_API void FreeOptionsRecord(ZmImportOpenOptions* options);
+
+}  // namespace zm

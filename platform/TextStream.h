@@ -1,0 +1,61 @@
+// A text file read or written in a named encoding, converted to and from UTF-8 with ICU
+// in large blocks. UTF-8 and ASCII input take a no-conversion path. A byte-order mark is
+// consumed and never reaches the caller.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "framework/ZmExport.h"
+
+namespace zm {
+
+class ZMIMPORT_API TextStream {
+public:
+    enum class Mode { kRead, kWrite };
+
+    // `encodingKey` is a key of the text encoding table ("utf8", "windows1252", ...).
+    // The empty key is the local code page: UTF-8 where the file's opening bytes are
+    // valid UTF-8, otherwise windows-1252. A byte-order mark wins over the key.
+    // Writing UTF-16/32 starts with a byte-order mark.
+    TextStream(const std::string& path, const std::string& encodingKey, Mode mode);
+    ~TextStream();
+    TextStream(const TextStream&) = delete;
+    TextStream& operator=(const TextStream&) = delete;
+
+    // True when the file could not be opened or the encoding is unknown.
+    bool Failed() const;
+    // The next line in UTF-8 without its LF and one CR before it; false at the end of
+    // the file when nothing is left.
+    bool GetLine(std::string& line);
+    // The next Unicode code point; false at the end of the file.
+    bool GetChar(char32_t& codePoint);
+    bool EndOfFile();
+    // Writes UTF-8 text converted to the stream's encoding.
+    bool WriteString(const std::string& utf8);
+    // The key actually in use (after byte-order mark and local code page resolution).
+    const std::string& EncodingKey() const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+// The encoding named by a byte-order mark at the start of `data` ("utf8", "utf16le",
+// "utf16be", "utf32le", "utf32be") and the mark's length; empty when there is none.
+ZMIMPORT_API std::string GetBomEncoding(const uint8_t* data, size_t size, size_t* bomLength);
+
+// ICU's guess of a file's encoding, mapped back to a key of the encoding table, with
+// ICU's confidence (0..100). An empty key with confidence 0 when nothing fits.
+struct EncodingGuess {
+    std::string key;
+    int confidence = 0;
+};
+ZMIMPORT_API EncodingGuess GetEncoding(const std::string& path);
+
+// The ICU converter name for a key of the encoding table; empty for an unknown key.
+ZMIMPORT_API std::string IcuConverterName(const std::string& key);
+
+}  // namespace zm
