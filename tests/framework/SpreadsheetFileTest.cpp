@@ -1,0 +1,129 @@
+// Default behaviour of the reader base: answers of a fresh reader, sticky status,
+// sizing on demand and the common error texts.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "framework/SpreadsheetFile.h"
+#include "tests/support/RecordingSink.h"
+#include "tests/support/ScriptedReader.h"
+
+namespace {
+
+using zmtest::ScriptedReader;
+
+std::string Message(SpreadsheetFile& reader, unsigned int size = 256) {
+    char buffer[256];
+    std::memset(buffer, 'Z', sizeof buffer);
+    reader.GetErrorMessage(buffer, size);
+    return buffer;
+}
+
+TEST(SpreadsheetFile, AFreshReaderHasNothingToSay) {
+    ScriptedReader reader;
+    EXPECT_EQ(reader.GetStatus(), 0);
+    EXPECT_EQ(!reader, 0);
+    EXPECT_EQ(reader.SpreadsheetFile::GetWarningMessage(), nullptr);
+    EXPECT_EQ(reader.SpreadsheetFile::GetReadFile(), nullptr);
+    EXPECT_EQ(reader.GetFileReadOptions("/no/such/file", true), nullptr);
+    EXPECT_EQ(Message(reader), "");
+
+    ImportSpecBase spec;
+    spec.accepted = true;
+    reader.SetImportSpec(&spec);
+    EXPECT_FALSE(spec.accepted);
+    reader.SetImportSpec(nullptr);
+}
+
+TEST(SpreadsheetFile, SizesOnceAndAnswersFromTheStoredSize) {
+    ScriptedReader reader;
+    EXPECT_EQ(reader.GetNumRows(), 7);
+    EXPECT_EQ(reader.GetNumCols(), 3);
+    EXPECT_EQ(reader.GetNumRows(), 7);
+    EXPECT_EQ(reader.sizeCalls, 1);
+}
+
+TEST(SpreadsheetFile, FailedSizingAnswersMinusOneAndRetries) {
+    ScriptedReader reader;
+    reader.sizeResult = 2;
+    EXPECT_EQ(reader.GetNumCols(), -1);
+    EXPECT_FALSE(reader.SizeEstablished());
+    EXPECT_EQ(reader.GetNumRows(), -1);
+    EXPECT_EQ(reader.sizeCalls, 2);
+    EXPECT_EQ(reader.GetStatus(), 2);
+    EXPECT_EQ(Message(reader),
+              "An error occurred when trying to establish the size of the data in the file.");
+}
+
+TEST(SpreadsheetFile, StatusIsStickyUntilClose) {
+    ScriptedReader reader;
+    reader.openResult = 517;
+    EXPECT_EQ(reader.Open(true, "x", nullptr), 517);
+    reader.openResult = 0;
+    EXPECT_EQ(reader.Open(true, "x", nullptr), 517);  // the first error wins
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(reader.Read(&sink), 517);
+    EXPECT_TRUE(sink.cells.empty());
+    EXPECT_EQ(reader.Write(nullptr), 517);  // not overwritten by "not implemented"
+    EXPECT_EQ(!reader, 517);
+    reader.Close();
+    EXPECT_EQ(reader.GetStatus(), 0);
+    EXPECT_EQ(reader.Open(true, "x", nullptr), 0);
+}
+
+TEST(SpreadsheetFile, WriteIsNotImplementedByDefault) {
+    ScriptedReader reader;
+    EXPECT_EQ(reader.Write(nullptr), 1);
+    EXPECT_EQ(reader.GetStatus(), 1);
+    EXPECT_EQ(Message(reader), "This function is not implemented for this file format.");
+}
+
+TEST(SpreadsheetFile, CommonCodesHaveTheirTexts) {
+    const struct {
+        int code;
+        const char* text;
+    } kTexts[] = {
+        {0, ""},
+        {1, "This function is not implemented for this file format."},
+        {2, "An error occurred when trying to establish the size of the data in the file."},
+        {3, "Tried to write to the file when it was opened for reading or vice versa."},
+        {4, "AbortedByUser"},
+        {5, "Incorrect format of file open options"},
+        {6, "No further information available."},
+        {-1, "No further information available."},
+        {2816, "No further information available."},
+    };
+    for (const auto& t : kTexts) {
+        ScriptedReader reader;
+        reader.Fail(t.code);
+        EXPECT_EQ(Message(reader), t.text) << t.code;
+    }
+}
+
+TEST(SpreadsheetFile, ErrorTextsAreCutToTheCallersBuffer) {
+    ScriptedReader reader;
+    reader.Fail(1);
+    EXPECT_EQ(Message(reader, 10), "This func");
+    EXPECT_EQ(Message(reader, 1), "");
+    char untouched[2] = {'Q', 0};
+    reader.GetErrorMessage(untouched, 0);
+    EXPECT_EQ(untouched[0], 'Q');
+    reader.GetErrorMessage(nullptr, 255);  // tolerated
+}
+
+TEST(SpreadsheetFile, CopiesKeepTheFourMembers) {
+    ScriptedReader reader;
+    ASSERT_EQ(reader.GetNumCols(), 3);
+    reader.Fail(9);
+    ScriptedReader copy(reader);
+    EXPECT_EQ(copy.GetStatus(), 9);
+    EXPECT_EQ(copy.GetNumRows(), 7);  // sized already: no new sizing
+    EXPECT_EQ(copy.sizeCalls, 1);
+    ScriptedReader assigned;
+    assigned = reader;
+    EXPECT_EQ(assigned.GetStatus(), 9);
+    EXPECT_TRUE(assigned.SizeEstablished());
+}
+
+}  // namespace
