@@ -1,0 +1,28 @@
+// Loading shared libraries and resolving their exported functions by name.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zm {
+
+// The host executable itself as a module (its exported symbols and those of the
+// libraries it was linked with), or null.
+void* OpenExecutableModule();
+// Loads a library with every symbol bound now and kept local to it; null on failure.
+void* OpenModule(const std::string& path);
+// The address of an exported symbol of `module`, or null.
+void* FindSymbol(void* module, const char* name);
+
+template <typename Function>
+Function FindFunction(void* module, const char* name) {
+    return reinterpret_cast<Function>(FindSymbol(module, name));
+}
+
+// The full path of the running executable; empty when it cannot be read.
+std::string ExecutablePath();
+// The regular files (links followed) named "*.so" in `folder`, sorted by name so that
+// every run lists them in the same order. A folder that cannot be read gives none.
+std::vector<std::string> ListSharedLibraries(const std::string& folder);
+
+}  // namespace zm
