@@ -7,13 +7,14 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "framework/ZmExport.h"
 
 namespace zm {
 
 class ZMIMPORT_API TextStream {
-public:
+  public:
     enum class Mode { kRead, kWrite };
 
     // `encodingKey` is a key of the text encoding table ("utf8", "windows1252", ...).
@@ -30,15 +31,26 @@ public:
     // The next line in UTF-8 without its LF and one CR before it; false at the end of
     // the file when nothing is left.
     bool GetLine(std::string& line);
+    // The same without a copy: `line` points into the stream's buffer and stays valid
+    // until the next read from the stream.
+    bool GetLine(std::string_view& line);
+    // Everything converted so far and not yet consumed, at least one byte unless the file
+    // is at its end (false then). A chunk ends at a character boundary except where the
+    // file itself ends inside a character. Valid until the next read from the stream.
+    bool ReadChunk(std::string_view& chunk);
     // The next Unicode code point; false at the end of the file.
     bool GetChar(char32_t& codePoint);
     bool EndOfFile();
     // Writes UTF-8 text converted to the stream's encoding.
     bool WriteString(const std::string& utf8);
+    bool WriteString(std::string_view utf8);
+    // Flushes pending output (and a stateful encoding's closing shift) and closes the
+    // file; false when a write failed. The destructor does the same.
+    bool Close();
     // The key actually in use (after byte-order mark and local code page resolution).
     const std::string& EncodingKey() const;
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl;
 };
@@ -46,6 +58,8 @@ private:
 // The encoding named by a byte-order mark at the start of `data` ("utf8", "utf16le",
 // "utf16be", "utf32le", "utf32be") and the mark's length; empty when there is none.
 ZMIMPORT_API std::string GetBomEncoding(const uint8_t* data, size_t size, size_t* bomLength);
+// The same for the first bytes of a file; empty when it has none or cannot be read.
+ZMIMPORT_API std::string GetBomEncoding(const std::string& path);
 
 // ICU's guess of a file's encoding, mapped back to a key of the encoding table, with
 // ICU's confidence (0..100). An empty key with confidence 0 when nothing fits.
