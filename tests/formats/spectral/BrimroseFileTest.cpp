@@ -204,6 +204,31 @@ TEST(BrimroseFile, MainHeaderShortenedAfterOpenFailsSizing) {
     std::filesystem::remove(path);
 }
 
+TEST(BrimroseFile, EveryCutPointGivesTheCodeOfThePartCut) {
+    const std::string whole = Slurp(Fixture("two-spectra.dat"));
+    const size_t record = 128 + 4 * 3;
+    const auto path = std::filesystem::path(::testing::TempDir()) / "brimrose-cut.dat";
+    std::ofstream(path, std::ios::binary).write(whole.data(), whole.size());
+    // Shortening one file in place is far cheaper than writing a file per length.
+    for (size_t length = whole.size(); length-- > 0;) {
+        std::filesystem::resize_file(path, length);
+        BrimroseFile reader;
+        zmtest::RecordingSink sink;
+        const int code = zmtest::ReadAll(reader, path.string(), sink);
+        if (length < 512) {
+            EXPECT_EQ(code, 2822) << length;
+            continue;
+        }
+        const size_t complete = (length - 512) / record;
+        const size_t rest = (length - 512) % record;
+        EXPECT_EQ(code, rest < 128 ? 2819 : 2820) << length;
+        // Row 1 holds the names, so the last complete spectrum is row complete + 1.
+        EXPECT_TRUE(sink.Has(1, static_cast<int>(complete) + 1)) << length;
+        EXPECT_FALSE(sink.Has(1, static_cast<int>(complete) + 2)) << length;
+    }
+    std::filesystem::remove(path);
+}
+
 TEST(BrimroseFile, ErrorTextsAndTruncation) {
     const std::pair<int, const char*> texts[] = {
         {0, ""},
