@@ -1,0 +1,155 @@
+// Parsing of the command line: "zmimport COMMAND [FILE...] [--option VALUE...]".
+#include "cli/Arguments.h"
+
+#include <string_view>
+
+namespace zmcli {
+
+namespace {
+
+struct CommandInfo {
+    std::string_view name;
+    Command command;
+    int minFiles;
+    int maxFiles;  // -1: no limit
+};
+
+constexpr CommandInfo kCommands[] = {
+    {"formats", Command::kFormats, 0, 0},
+    {"detect", Command::kDetect, 1, 1},
+    {"read", Command::kRead, 1, -1},
+    {"options", Command::kOptions, 1, 1},
+};
+
+const CommandInfo* FindCommand(std::string_view name) {
+    for (const CommandInfo& info : kCommands) {
+        if (info.name == name)
+            return &info;
+    }
+    return nullptr;
+}
+
+// Which options each command accepts.
+bool Accepts(Command command, std::string_view option) {
+    if (option == "--format")
+        return command == Command::kRead || command == Command::kOptions;
+    return command == Command::kRead;  // --options, --to, -o
+}
+
+// Splits "--name=value"; a plain "--name" leaves `value` empty and `hasValue` false.
+void SplitOption(std::string_view arg, std::string_view& name, std::string_view& value,
+                 bool& hasValue) {
+    const size_t eq = arg.find('=');
+    hasValue = arg.rfind("--", 0) == 0 && eq != std::string_view::npos;
+    name = hasValue ? arg.substr(0, eq) : arg;
+    value = hasValue ? arg.substr(eq + 1) : std::string_view();
+}
+
+}  // namespace
+
+Arguments ParseArguments(int argc, const char* const* argv) {
+    Arguments args;
+    if (argc < 2)
+        throw UsageError("no command given");
+    const std::string_view first = argv[1];
+    if (first == "--help" || first == "-h" || first == "help")
+        return args;
+    if (first == "--version") {
+        args.command = Command::kVersion;
+        return args;
+    }
+    const CommandInfo* info = FindCommand(first);
+    if (info == nullptr)
+        throw UsageError("unknown command '" + std::string(first) + "'");
+    args.command = info->command;
+
+    bool onlyFiles = false;
+    for (int i = 2; i < argc; ++i) {
+        const std::string_view arg = argv[i];
+        if (onlyFiles || arg.empty() || arg[0] != '-' || arg == "-") {
+            args.files.emplace_back(arg);
+            continue;
+        }
+        if (arg == "--") {
+            onlyFiles = true;
+            continue;
+        }
+        if (arg == "--help" || arg == "-h") {
+            args.command = Command::kHelp;
+            return args;
+        }
+        std::string_view name, value;
+        bool hasValue;
+        SplitOption(arg, name, value, hasValue);
+        if (name != "--format" && name != "--options" && name != "--to" && name != "-o") {
+            throw UsageError("unknown option '" + std::string(name) + "'");
+        }
+        if (!Accepts(args.command, name)) {
+            throw UsageError("option '" + std::string(name) + "' does not apply to '" +
+                             std::string(info->name) + "'");
+        }
+        if (!hasValue) {
+            if (i + 1 >= argc)
+                throw UsageError("option '" + std::string(name) + "' needs a value");
+            value = argv[++i];
+        }
+        if (name == "--format") {
+            args.format = value;
+        } else if (name == "--options") {
+            args.optionsFile = value;
+        } else if (name == "-o") {
+            args.output = value;
+        } else if (auto to = ParseOutputFormat(value)) {
+            args.to = *to;
+        } else {
+            throw UsageError("--to takes csv, tsv or json, not '" + std::string(value) + "'");
+        }
+    }
+
+    const int count = static_cast<int>(args.files.size());
+    if (count < info->minFiles) {
+        throw UsageError("'" + std::string(info->name) + "' needs a file");
+    }
+    if (info->maxFiles >= 0 && count > info->maxFiles) {
+        throw UsageError(info->maxFiles == 0 ? "'" + std::string(info->name) + "' takes no file"
+                                             : "'" + std::string(info->name) + "' takes one file");
+    }
+    return args;
+}
+
+std::string UsageText() {
+    return R"(usage: zmimport COMMAND [ARGUMENTS]
+
+Commands:
+  zmimport formats
+      List the registered formats in registry order: index, name, open-dialog
+      filter, extensions, and whether the format reads and writes.
+  zmimport detect FILE
+      Show every format's answer for FILE (surely, plausible, can read, no) and,
+      on the last line, the format a read would choose. Exit status 1 when none.
+  zmimport read FILE... [--format NAME|INDEX] [--options SETTINGS.xml]
+                        [--to csv|tsv|json] [-o OUT]
+      Read FILE into a sheet and print it (default CSV on standard output).
+      Several files are read together by formats that take several files.
+      --format   the format's exact name or its 1-based index (see 'formats');
+                 without it the format is chosen as 'detect' shows
+      --options  a settings document (XML) handed to the reader
+      --to       csv:  comma-separated, fields with a comma, quote, CR or LF
+                       are quoted with inner quotes doubled; LF line ends
+                 tsv:  tab-separated, LF line ends; in texts a backslash, tab,
+                       LF and CR are written as \\, \t, \n and \r
+                 json: {"columns": C, "rows": R, "cells": [[...], ...]} with one
+                       array per row, missing cells and NaN/inf as null
+                 Missing cells are empty in CSV and TSV; NaN/inf print as NaN,
+                 inf and -inf. Numbers print in their shortest exact form.
+      -o         write to OUT instead of standard output
+  zmimport options FILE [--format NAME|INDEX]
+      Print the settings (XML) the format's reader uses for FILE by default.
+  zmimport --help      this text
+  zmimport --version   the program's version
+
+Exit status: 0 success, 1 the file could not be read, 2 wrong command line.
+)";
+}
+
+}  // namespace zmcli

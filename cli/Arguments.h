@@ -1,0 +1,34 @@
+// The command line's grammar: a command, its files and its options.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "cli/SheetWriters.h"
+
+namespace zmcli {
+
+enum class Command { kHelp, kVersion, kFormats, kDetect, kRead, kOptions };
+
+struct Arguments {
+    Command command = Command::kHelp;
+    std::vector<std::string> files;
+    std::string format;       // --format: a name or a 1-based index; empty: by content
+    std::string optionsFile;  // --options: a settings document
+    OutputFormat to = OutputFormat::kCsv;
+    std::string output;  // -o: empty writes to stdout
+};
+
+// A command line that does not follow the grammar; the program exits with status 2.
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// Parses argv[1..argc-1]; throws UsageError.
+Arguments ParseArguments(int argc, const char* const* argv);
+
+std::string UsageText();
+
+}  // namespace zmcli

@@ -1,0 +1,180 @@
+// The formats, detect and options commands, and the dispatch of every command.
+#include "cli/Commands.h"
+
+#include <algorithm>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "cli/FormatChoice.h"
+#include "cli/FormatTable.h"
+#include "cli/ReaderSession.h"
+
+namespace zmcli {
+
+namespace {
+
+// Prints rows of texts as columns two blanks apart; the first column is right-aligned.
+void PrintTable(const std::vector<std::vector<std::string>>& rows, std::ostream& out) {
+    std::vector<size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()), 0);
+        for (size_t c = 0; c < row.size(); ++c)
+            widths[c] = std::max(widths[c], row[c].size());
+    }
+    for (const auto& row : rows) {
+        std::string line;
+        for (size_t c = 0; c < row.size(); ++c) {
+            const std::string pad(widths[c] - row[c].size(), ' ');
+            if (c == 0) {
+                line += pad + row[c];
+            } else {
+                line += "  " + row[c];
+                if (c + 1 < row.size())
+                    line += pad;
+            }
+        }
+        out << line << '\n';
+    }
+}
+
+std::string Join(const std::vector<std::string>& items, const char* separator) {
+    std::string joined;
+    for (size_t i = 0; i < items.size(); ++i) {
+        if (i > 0)
+            joined += separator;
+        joined += items[i];
+    }
+    return joined;
+}
+
+// The format named by --format, or chosen by content. 0 after printing why not.
+int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
+    if (!args.format.empty()) {
+        const int index = ResolveFormat(args.format);
+        if (index == 0) {
+            err << "zmimport: unknown format '" << args.format
+                << "' (see 'zmimport formats' for names and indexes)\n";
+            exitStatus = kExitUsage;
+        }
+        return index;
+    }
+    const int index = ChooseFormat(args.files);
+    if (index == 0) {
+        err << "zmimport: " << args.files.front()
+            << ": no format recognises this file; name one with --format\n";
+        exitStatus = kExitFailure;
+    }
+    return index;
+}
+
+}  // namespace
+
+int RunFormats(std::ostream& out) {
+    std::vector<std::vector<std::string>> rows{
+        {"#", "name", "filter", "extensions", "read", "write"}};
+    for (int index = 1; index <= FormatCount(); ++index) {
+        const ZmImportFileFormatInfo* info = FormatInfo(index);
+        rows.push_back({std::to_string(index), info->name ? info->name : "",
+                        info->filter ? info->filter : "", Join(ExtensionsOf(*info), " "),
+                        info->canRead ? "yes" : "no", info->canWrite ? "yes" : "no"});
+    }
+    PrintTable(rows, out);
+    return kExitOk;
+}
+
+int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err) {
+    const std::string& file = args.files.front();
+    std::vector<std::vector<std::string>> rows{{"#", "name", "answer"}};
+    for (int index = 1; index <= FormatCount(); ++index) {
+        rows.push_back(
+            {std::to_string(index), FormatInfo(index)->name, AnswerName(AskFormat(index, file))});
+    }
+    PrintTable(rows, out);
+    const int chosen = ChooseFormat(args.files);
+    if (chosen == 0) {
+        out << "chosen: none\n";
+        err << "zmimport: " << file << ": no format recognises this file\n";
+        return kExitFailure;
+    }
+    out << "chosen: " << chosen << " " << FormatInfo(chosen)->name << '\n';
+    return kExitOk;
+}
+
+int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
+    int exitStatus = kExitOk;
+    const int index = FormatFor(args, err, exitStatus);
+    if (index == 0)
+        return exitStatus;
+    const std::string& file = args.files.front();
+    const char* name = FormatInfo(index)->name;
+
+    // Readers write their defaults into an empty record.
+    OptionsRecord record;
+    ReaderPtr reader = CreateReader(index);
+    const bool opened = reader->Open(true, file.c_str(), record.Get()) == 0;
+    std::string xml;
+    if (!record.DecodeXml(xml)) {
+        err << "zmimport: " << file << ": the reader wrote options that cannot be decoded\n";
+        return kExitFailure;
+    }
+    if (xml.empty()) {
+        std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> fileOptions(
+            CreateReader(index)->GetFileReadOptions(file.c_str(), false),
+            [](ZmImportOpenOptions* o) {
+                if (o != nullptr)
+                    delete[] o->data;
+                delete o;
+            });
+        if (fileOptions) {
+            OptionsRecord copy;
+            *copy.Get() = *fileOptions;
+            fileOptions->data = nullptr;  // now owned by `copy`
+            if (!copy.DecodeXml(xml)) {
+                err << "zmimport: " << file << ": the file's options cannot be decoded\n";
+                return kExitFailure;
+            }
+        }
+    }
+    if (!xml.empty()) {
+        out << xml;
+        if (xml.back() != '\n')
+            out << '\n';
+        return kExitOk;
+    }
+    if (!opened) {
+        err << "zmimport: " << file << ": " << ErrorTextOf(*reader) << '\n';
+        return kExitFailure;
+    }
+    out << "The format \"" << name << "\" has no options.\n";
+    return kExitOk;
+}
+
+int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+    Arguments args;
+    try {
+        args = ParseArguments(argc, argv);
+    } catch (const UsageError& e) {
+        err << "zmimport: " << e.what() << "\nTry 'zmimport --help'.\n";
+        return kExitUsage;
+    }
+    switch (args.command) {
+        case Command::kHelp:
+            out << UsageText();
+            return kExitOk;
+        case Command::kVersion:
+            out << "zmimport " << ZMIMPORT_VERSION << '\n';
+            return kExitOk;
+        case Command::kFormats:
+            return RunFormats(out);
+        case Command::kDetect:
+            return RunDetect(args, out, err);
+        case Command::kRead:
+            return RunRead(args, out, err);
+        case Command::kOptions:
+            return RunOptions(args, out, err);
+    }
+    return kExitUsage;
+}
+
+}  // namespace zmcli

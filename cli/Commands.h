@@ -1,0 +1,22 @@
+// The commands of the zmimport program. Each returns the process exit status.
+#pragma once
+
+#include <iosfwd>
+
+#include "cli/Arguments.h"
+
+namespace zmcli {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;  // a file could not be read or no format fits
+constexpr int kExitUsage = 2;    // the command line is wrong
+
+int RunFormats(std::ostream& out);
+int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err);
+int RunRead(const Arguments& args, std::ostream& out, std::ostream& err);
+int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err);
+
+// Parses the command line and runs its command.
+int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
+
+}  // namespace zmcli

@@ -1,0 +1,116 @@
+// Reader driving for the command line, in the calling order every reader expects.
+#include "cli/ReaderSession.h"
+
+#include <exception>
+#include <fstream>
+#include <sstream>
+
+#include "framework/SprFileFactory.h"
+#include "platform/FileNames.h"
+#include "platform/Settings.h"
+
+namespace zmcli {
+
+OptionsRecord::~OptionsRecord() {
+    if (record.data != ownBytes)
+        delete[] record.data;
+    delete[] ownBytes;
+}
+
+bool OptionsRecord::Load(const std::string& path, std::string& error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        error = "cannot open the settings file";
+        return false;
+    }
+    std::ostringstream text;
+    text << in.rdbuf();
+    try {
+        std::unique_ptr<zm::SettingsDocument> document = zm::SettingsDocument::Parse(text.str());
+        std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> made(
+            zm::NewOptionsRecord(*document), zm::FreeOptionsRecord);
+        if (record.data != ownBytes)
+            delete[] record.data;
+        delete[] ownBytes;
+        record = *made;
+        ownBytes = made->data;
+        made->data = nullptr;
+        return true;
+    } catch (const std::exception& e) {
+        error = std::string("not a settings document: ") + e.what();
+        return false;
+    }
+}
+
+bool OptionsRecord::DecodeXml(std::string& xml) const {
+    xml.clear();
+    std::unique_ptr<zm::SettingsDocument> document;
+    switch (zm::DecodeOptions(&record, document)) {
+        case zm::OptionsDecode::kNoOptions:
+            return true;
+        case zm::OptionsDecode::kDecoded:
+            xml = document->ToXml();
+            return true;
+        default:
+            return false;
+    }
+}
+
+void ReaderCloser::operator()(SpreadsheetFile* reader) const {
+    if (reader == nullptr)
+        return;
+    reader->Close();
+    delete reader;
+}
+
+ReaderPtr CreateReader(int formatIndex) {
+    return ReaderPtr(SprFileFactory::GetSpreadsheetFile(formatIndex));
+}
+
+std::string ErrorTextOf(SpreadsheetFile& reader) {
+    char buffer[1024] = {};
+    reader.GetErrorMessage(buffer, sizeof(buffer));
+    std::string text = buffer;
+    if (text.empty())
+        text = "the reader failed without saying why";
+    return text;
+}
+
+ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
+                         ZmImportOpenOptions* options, SheetSink& sink) {
+    ReadOutcome outcome;
+    try {
+        ReaderPtr reader = CreateReader(formatIndex);
+        if (!reader) {
+            outcome.error = "no reader for this format";
+            return outcome;
+        }
+        const std::string joined = zm::JoinFileNames(files);
+        if (reader->Open(true, joined.c_str(), options) != 0) {
+            outcome.error = ErrorTextOf(*reader);
+            return outcome;
+        }
+        const int rows = reader->GetNumRows();
+        const int cols = reader->GetNumCols();
+        if (rows < 0 || cols < 0) {
+            outcome.error = ErrorTextOf(*reader);
+            return outcome;
+        }
+        sink.SetDataSize(cols, rows);
+        const int status = reader->Read(&sink);
+        sink.FinishProgress();
+        if (const char* warning = reader->GetWarningMessage())
+            outcome.warning = warning;
+        if (status != 0) {
+            outcome.error = ErrorTextOf(*reader);
+            return outcome;
+        }
+        outcome.ok = true;
+    } catch (const std::exception& e) {
+        outcome.error = std::string("unexpected failure: ") + e.what();
+    }
+    sink.FinishProgress();
+    return outcome;
+}
+
+}  // namespace zmcli

@@ -1,0 +1,58 @@
+// Driving one reader through open, size, read and close, and the options records it takes.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/SheetSink.h"
+#include "framework/SpreadsheetFile.h"
+#include "framework/ZmImportTypes.h"
+
+namespace zmcli {
+
+// An options record whose bytes this program owns. Readers write their defaults into
+// an empty record with new[]; those bytes are released here too.
+class OptionsRecord {
+  public:
+    OptionsRecord() = default;
+    ~OptionsRecord();
+    OptionsRecord(const OptionsRecord&) = delete;
+    OptionsRecord& operator=(const OptionsRecord&) = delete;
+
+    // Loads a settings document file; false with `error` set when it cannot be read or
+    // is not a settings document.
+    bool Load(const std::string& path, std::string& error);
+    ZmImportOpenOptions* Get() { return &record; }
+    // The settings document in the record as XML; empty when the record holds none.
+    // False when the bytes are not a settings document.
+    bool DecodeXml(std::string& xml) const;
+
+  private:
+    ZmImportOpenOptions record{0, nullptr};
+    unsigned char* ownBytes = nullptr;  // what Load stored, if a reader replaced it
+};
+
+// What became of a read.
+struct ReadOutcome {
+    bool ok = false;
+    std::string error;    // the reader's error text when !ok
+    std::string warning;  // the reader's warning, if any
+};
+
+// Closes and deletes a reader, the way every reader is released.
+struct ReaderCloser {
+    void operator()(SpreadsheetFile* reader) const;
+};
+using ReaderPtr = std::unique_ptr<SpreadsheetFile, ReaderCloser>;
+
+ReaderPtr CreateReader(int formatIndex);
+// The reader's error text for its current status.
+std::string ErrorTextOf(SpreadsheetFile& reader);
+
+// Opens the format's reader on the files (joined for formats that take several), sizes
+// the sink from the reader and reads into it.
+ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
+                         ZmImportOpenOptions* options, SheetSink& sink);
+
+}  // namespace zmcli
