@@ -1,0 +1,176 @@
+#!/usr/bin/python3
+"""Runs the built zmimport program on files made here and checks its output and exit status.
+
+Usage: end_to_end.py PATH/TO/zmimport
+"""
+import os
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ZMIMPORT = None
+
+FORMATS = [
+    ("Brimrose File", "Brimrose Files (*.dat)"),
+    ("Brookside File", "Brookside Files (*.trn; *.pkg)"),
+    ("Brookside Ver. 2.6 XML File", "Brookside Ver. 2.6 XML Files (*.xml)"),
+    ("Bruker OPUS File", "Bruker OPUS File (*.*)"),
+    ("Bruker OPUS Interpolated File", "Bruker OPUS Interpolated File (*.*)"),
+    ("CSV File", "CSV Files (*.csv)"),
+    ("DEXAN File", "DEXAN Files (*.mip; *.dat)"),
+    ("DIF File", "DIF Files (*.dif)"),
+    ("Excel File", "Excel 97-2003 Workbook (*.xl*)"),
+    ("Excel2007 File", "Excel Workbook (*.xlsx; *.xlsb)"),
+    ("GalacticSPC File", "Galactic SPC Files (*.spc)"),
+    ("HPLC ChemStation File", "HPLC ChemStation Files (*.ch, *.uv)"),
+    ("JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)"),
+    ("Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)"),
+    ("Matlab File", "Matlab Files (*.mat)"),
+    ("NSAS File", "NSAS Files (*.da)"),
+    ("NetCDF Files", "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)"),
+    ("TAVIX project file", "TAVIX project file (*.tvp)"),
+    ("Text File", "Text Files (*.txt; *.dat)"),
+    ("Text UTF-8 File", "Text UTF-8 Files (*.txt; *.dat)"),
+    ("Thermo SIEVE File", "Thermo SIEVE Files (*.txt)"),
+    ("Unscrambler File", "Unscrambler Files (*.uns; *.inp)"),
+]
+
+
+def brimrose(spectra, first=1100.0, increment=2.0):
+    """A Brimrose spectra file: 512-byte header, then per spectrum a 128-byte sub-header
+    (time stamp, label) and one float32 per point."""
+    points = len(spectra[0][1]) if spectra else 3
+    header = bytearray(512)
+    struct.pack_into("<I", header, 0, 0x0D0C10FF)
+    struct.pack_into("<fff", header, 29, first, first + increment * (points - 1), increment)
+    struct.pack_into("<H", header, 41, points)
+    struct.pack_into("<H", header, 45, len(spectra))
+    body = bytes(header)
+    for stamp, values in spectra:
+        sub = bytearray(128)
+        struct.pack_into("<I", sub, 0, stamp)
+        sub[4:10] = b"label\0"
+        body += bytes(sub) + struct.pack("<%df" % len(values), *values)
+    return body
+
+
+def run(*args):
+    env = dict(os.environ, TZ="UTC")
+    done = subprocess.run([ZMIMPORT, *args], capture_output=True, env=env, timeout=60)
+    return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+
+
+class CommandLine(unittest.TestCase):
+    def setUp(self):
+        self.dir = tempfile.TemporaryDirectory()
+        self.spectra = self.write("spectra.dat", brimrose([
+            (0, [0.1, 0.5, -1.25]),
+            (86400 + 3661, [1e-3, 2.0, float("nan")]),
+        ]))
+
+    def tearDown(self):
+        self.dir.cleanup()
+
+    def write(self, name, data):
+        path = os.path.join(self.dir.name, name)
+        with open(path, "wb") as f:
+            f.write(data)
+        return path
+
+    def test_formats_lists_the_registry_in_order(self):
+        status, out, _ = run("formats")
+        self.assertEqual(status, 0)
+        lines = out.splitlines()
+        header = lines[0]
+        starts = [header.index(c) for c in ("name", "filter", "extensions", "read", "write")]
+        rows = []
+        for line in lines[1:]:
+            cells = [line[:starts[0]]] + [line[a:b] for a, b in zip(starts, starts[1:] + [None])]
+            rows.append([c.strip() for c in cells])
+        self.assertEqual([(r[1], r[2]) for r in rows], FORMATS)
+        self.assertEqual([r[0] for r in rows], [str(i) for i in range(1, 23)])
+        self.assertEqual(rows[13][3], ".wks .wk1 .wrk .wr1")
+        self.assertEqual((rows[18][4], rows[18][5]), ("yes", "yes"))  # Text File
+        self.assertEqual((rows[19][4], rows[19][5]), ("no", "yes"))   # Text UTF-8 File
+
+    def test_detect_chooses_brimrose_by_content(self):
+        status, out, _ = run("detect", self.spectra)
+        self.assertEqual(status, 0)
+        self.assertRegex(out, r"(?m)^ 1  Brimrose File +surely$")
+        self.assertEqual(out.splitlines()[-1], "chosen: 1 Brimrose File")
+
+    def test_detect_without_a_claim_fails(self):
+        status, out, err = run("detect", self.write("x.unclaimed", b"\x00\x01"))
+        self.assertEqual(status, 1)
+        self.assertEqual(out.splitlines()[-1], "chosen: none")
+        self.assertIn("no format recognises this file", err)
+
+    def test_read_to_csv(self):
+        status, out, err = run("read", self.spectra)
+        self.assertEqual((status, err), (0, ""))
+        self.assertEqual(out, "SampleNo,DateTime,w1100,w1102,w1104\n"
+                              "1,1970-01-01/00:00:00,0.1,0.5,-1.25\n"
+                              "2,1970-01-02/01:01:01,0.001,2,NaN\n")
+
+    def test_read_to_json_and_tsv_file(self):
+        status, out, _ = run("read", self.spectra, "--to", "json", "--format", "1")
+        self.assertEqual(status, 0)
+        self.assertEqual(out, '{"columns": 5, "rows": 3, "cells": [\n'
+                              '  ["SampleNo", "DateTime", "w1100", "w1102", "w1104"],\n'
+                              '  [1, "1970-01-01/00:00:00", 0.1, 0.5, -1.25],\n'
+                              '  [2, "1970-01-02/01:01:01", 0.001, 2, null]\n'
+                              ']}\n')
+        target = os.path.join(self.dir.name, "out.tsv")
+        status, out, _ = run("read", self.spectra, "--to=tsv", "-o", target)
+        self.assertEqual((status, out), (0, ""))
+        with open(target, encoding="utf-8") as f:
+            self.assertEqual(f.readline(), "SampleNo\tDateTime\tw1100\tw1102\tw1104\n")
+
+    def test_reader_errors_exit_with_status_1_and_the_readers_text(self):
+        missing = os.path.join(self.dir.name, "missing.dat")
+        status, out, err = run("read", missing, "--format", "Brimrose File")
+        self.assertEqual((status, out), (1, ""))
+        self.assertEqual(err, "zmimport: %s: The file does not seem to be a valid Brimrose file.\n"
+                         % missing)
+
+        with open(self.spectra, "rb") as f:
+            cut = self.write("cut.dat", f.read()[:700])
+        status, _, err = run("read", cut)
+        self.assertEqual(status, 1)
+        self.assertIn("Could not read the whole sub header", err)
+
+        project = self.write("a.tvp", b"data")
+        status, _, err = run("read", project, "--format", "TAVIX project file")
+        self.assertEqual(status, 1)
+        self.assertEqual(err, "zmimport: %s: This function is not implemented for this file "
+                         "format.\n" % project)
+
+    def test_usage_errors_exit_with_status_2(self):
+        for args in ([], ["read", self.spectra, "--format", "No Such Format"],
+                     ["read", self.spectra, "--format", "23"], ["read", self.spectra, "--to", "xml"],
+                     ["convertify"], ["detect"]):
+            status, out, err = run(*args)
+            self.assertEqual(status, 2, args)
+            self.assertTrue(err.startswith("zmimport: "), args)
+
+    def test_help_and_version(self):
+        status, out, _ = run("--help")
+        self.assertEqual(status, 0)
+        for command in ("formats", "detect FILE", "read FILE", "options FILE"):
+            self.assertIn("zmimport " + command, out)
+        status, out, _ = run("--version")
+        self.assertEqual(status, 0)
+        self.assertRegex(out, r"^zmimport \d+\.\d+\.\d+\n$")
+
+    def test_options_of_a_format_without_options(self):
+        status, out, _ = run("options", self.spectra, "--format", "Brimrose File")
+        self.assertEqual(status, 0)
+        self.assertEqual(out, 'The format "Brimrose File" has no options.\n')
+
+
+if __name__ == "__main__":
+    ZMIMPORT = sys.argv.pop(1)
+    unittest.main(verbosity=1)
