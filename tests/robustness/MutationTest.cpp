@@ -1,0 +1,234 @@
+// Every fixture under tests/data, cut short and with bytes overwritten, goes through
+// every registered format by way of the exported functions. Nothing may crash, hang or
+// write outside the announced table, and every failure must come with a status and a
+// text.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "framework/SpreadsheetFile.h"
+#include "framework/ZmHostData.h"
+#include "framework/ZmImport.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Generator scripts, notes and expected dumps sit beside the fixtures; they are not input.
+bool IsFixture(const fs::path& path) {
+    static const std::set<std::string> kSkipped = {".md", ".tsv", ".py", ".sh", ".cmake"};
+    if (kSkipped.count(path.extension().string()) != 0)
+        return false;
+    if (path.filename().string().find(".expected") != std::string::npos)
+        return false;
+    for (const auto& part : path) {
+        if (part == "scripts")
+            return false;
+    }
+    return true;
+}
+
+std::vector<std::string> Fixtures() {
+    std::vector<std::string> out;
+    const fs::path root = ZM_TEST_DATA;
+    std::error_code ec;
+    for (auto it = fs::recursive_directory_iterator(root, ec); !ec && it != fs::end(it);
+         it.increment(ec)) {
+        if (it->is_regular_file() && IsFixture(it->path()))
+            out.push_back(fs::relative(it->path(), root).string());
+    }
+    std::sort(out.begin(), out.end());
+    if (out.empty())
+        out.push_back("");  // keeps the suite instantiated on an empty tree
+    return out;
+}
+
+std::string ReadFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A stable seed per fixture, so that a failure repeats.
+uint32_t Seed(const std::string& name) {
+    uint32_t h = 2166136261u;
+    for (unsigned char c : name)
+        h = (h ^ c) * 16777619u;
+    return h;
+}
+
+// One damaged copy: its bytes and what was done to them.
+struct Mutation {
+    std::string what;
+    std::string bytes;
+};
+
+// Truncations at evenly spread offsets (always 0, 1, 2 and length - 1) and byte
+// overwrites with 0x00, 0xFF and seeded random values. Bigger files get fewer copies so
+// the run stays short under the sanitizers.
+std::vector<Mutation> Mutations(const std::string& name, const std::string& original) {
+    const size_t n = original.size();
+    const size_t perKind = n <= 64 * 1024 ? 40 : n <= 1024 * 1024 ? 12 : 4;
+    std::set<size_t> cuts = {0, 1, 2};
+    if (n > 0)
+        cuts.insert(n - 1);
+    const size_t step = std::max<size_t>(1, n / perKind);
+    for (size_t at = 3; at < n && cuts.size() < perKind + 4; at += step)
+        cuts.insert(at);
+
+    std::vector<Mutation> out;
+    for (size_t at : cuts) {
+        if (at < n)
+            out.push_back({"cut at " + std::to_string(at), original.substr(0, at)});
+    }
+    if (n == 0)
+        return out;
+    std::mt19937 random(Seed(name));
+    std::uniform_int_distribution<size_t> offset(0, n - 1);
+    std::uniform_int_distribution<int> byte(0, 255);
+    // The opening bytes hold magic numbers and counts: hit each of the first 16 once.
+    for (size_t i = 0; i < perKind; ++i) {
+        const size_t at = i < 16 && i < n ? i : offset(random);
+        const int value = i % 3 == 0 ? 0x00 : i % 3 == 1 ? 0xFF : byte(random);
+        std::string bytes = original;
+        bytes[at] = static_cast<char>(value);
+        if (bytes == original)
+            continue;
+        out.push_back({"byte " + std::to_string(at) + " := " + std::to_string(value), bytes});
+    }
+    return out;
+}
+
+// A host that keeps no cells, only checks that each lands inside the announced table.
+class CheckingHost : public ZmHostReadTarget {
+  public:
+    void SetNumber(int row, int col, float) override { Count(row, col); }
+    void SetText(int row, int col, const char* text) override {
+        Count(row, col);
+        if (text == nullptr) {
+            ++nullTexts;
+        } else {
+            textBytes += std::strlen(text);  // touches every byte of the text
+        }
+    }
+    void SetSize(int r, int c) override {
+        rows = r;
+        cols = c;
+        ++sizeCalls;
+    }
+    void Count(int row, int col) {
+        ++cells;
+        if (row < 1 || col < 1 || row > rows || col > cols)
+            ++outside;
+    }
+    long long cells = 0;
+    long long outside = 0;
+    long long nullTexts = 0;
+    size_t textBytes = 0;
+    int sizeCalls = 0;
+};
+
+int StatusOf(void* handle) {
+    return static_cast<SpreadsheetFile*>(handle)->GetStatus();
+}
+
+// Drives one format over one file the way a host does and checks every answer.
+void Exercise(int format, const std::string& file) {
+    const char type = ZmImportIsCorrectFileType(format, file.c_str());
+    EXPECT_TRUE(type == 0 || type == 1 || type == 2) << "detection " << int(type);
+
+    if (ZmImportOpenOptions* options = ZmImportGetFileOptions(format, file.c_str(), true)) {
+        delete[] options->data;
+        delete options;
+    }
+
+    void* handle = nullptr;
+    const bool opened = ZmImportOpen(format, file.c_str(), true, &handle, nullptr);
+    ASSERT_NE(handle, nullptr);
+    if (!opened) {
+        EXPECT_NE(StatusOf(handle), 0) << "failed open without a status";
+        EXPECT_STRNE(ZmImportGetLastError(format, handle), "") << "failed open without a text";
+        ZmImportClose(format, handle);
+        return;
+    }
+
+    int rows = -2, cols = -2;
+    const bool sized = ZmImportEstablishSize(format, handle, &rows, &cols);
+    EXPECT_TRUE(rows == -1 || rows >= 0) << rows;
+    EXPECT_TRUE(cols == -1 || cols >= 0) << cols;
+    EXPECT_EQ(sized, rows >= 0 && cols >= 0);
+    if (!sized) {
+        EXPECT_NE(StatusOf(handle), 0) << "failed sizing without a status";
+        EXPECT_STRNE(ZmImportGetLastError(format, handle), "");
+    }
+
+    CheckingHost host;
+    host.SetSize(std::max(rows, 0), std::max(cols, 0));
+    const bool read = ZmImportRead(format, handle, &host);
+    EXPECT_EQ(host.outside, 0) << host.outside << " of " << host.cells
+                               << " cells outside the table of " << host.rows << " x " << host.cols;
+    EXPECT_EQ(host.nullTexts, 0);
+    if (!read) {
+        EXPECT_NE(StatusOf(handle), 0) << "failed read without a status";
+        EXPECT_STRNE(ZmImportGetLastError(format, handle), "") << "failed read without a text";
+    } else {
+        EXPECT_TRUE(sized) << "read succeeded on a table that could not be sized";
+    }
+    if (const char* warning = ZmImportGetWarning(format, handle))
+        (void)std::strlen(warning);
+    if (const char* what = ZmImportGetFileRead(handle))
+        (void)std::strlen(what);
+    (void)std::strlen(ZmImportGetLastError(format, handle));
+    ZmImportClose(format, handle);
+}
+
+class Mutated : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(Mutated, EveryFormatSurvivesDamagedCopies) {
+    if (GetParam().empty())
+        GTEST_SKIP() << "no fixtures";
+    const fs::path source = fs::path(ZM_TEST_DATA) / GetParam();
+    const std::string original = ReadFile(source);
+    const fs::path dir =
+        fs::temp_directory_path() / ("zmimport-mutation-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    // The copy keeps the fixture's name and extension: some formats look at them.
+    const std::string copy = (dir / source.filename()).string();
+
+    const int formats = ZmImportSizeFileFormatsSupported();
+    std::vector<Mutation> mutations = Mutations(GetParam(), original);
+    mutations.insert(mutations.begin(), Mutation{"unchanged", original});
+    for (const Mutation& m : mutations) {
+        std::ofstream(copy, std::ios::binary | std::ios::trunc) << m.bytes;
+        for (int format = 1; format <= formats; ++format) {
+            SCOPED_TRACE(m.what + ", format " + ZmImportGetFileFormatInfo(format)->name);
+            Exercise(format, copy);
+            if (HasFailure())
+                break;
+        }
+        if (HasFailure())
+            break;  // one report per fixture is enough to start from
+    }
+    fs::remove_all(dir);
+}
+
+std::string TestName(const ::testing::TestParamInfo<std::string>& info) {
+    std::string name = info.param.empty() ? "none" : info.param;
+    for (char& c : name) {
+        if (!std::isalnum(static_cast<unsigned char>(c)))
+            c = '_';
+    }
+    return name + "_" + std::to_string(info.index);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fixtures, Mutated, ::testing::ValuesIn(Fixtures()), TestName);
+
+}  // namespace
