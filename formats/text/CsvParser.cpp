@@ -1,0 +1,367 @@
+// The CSV state machine, a byte-scanning route for ASCII dialects, and delivery to a sink.
+#include "formats/text/CsvParser.h"
+
+#include <algorithm>
+#include <climits>
+#include <system_error>
+
+#include "platform/Exception.h"
+#include "platform/TextStream.h"
+#include "platform/Translate.h"
+
+namespace {
+
+// Parser states.
+enum : unsigned {
+    kAfterRecordCr = 0,  // a carriage return ended the record; a line feed may follow
+    kStartRecord = 1,
+    kStartField = 2,
+    kInField = 3,
+    kAfterQuotedCr = 4,  // a carriage return inside quotes; a line feed may follow
+    kInQuotedField = 5,
+    kEscapeInField = 6,
+    kEscapeInQuotedField = 7,
+    kQuoteInQuotedField = 8,
+};
+
+constexpr unsigned kCr = 13;
+constexpr unsigned kLf = 10;
+constexpr unsigned kSpace = 32;
+
+std::string ToUtf8(char32_t c) {
+    std::string out;
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x110000) {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out = "\xEF\xBF\xBD";  // not a code point: the replacement character
+    }
+    return out;
+}
+
+// Decodes one UTF-8 sequence at `p`; an invalid byte yields U+FFFD and is skipped alone.
+char32_t NextCodePoint(const unsigned char*& p, const unsigned char* end) {
+    const unsigned char b = *p++;
+    if (b < 0x80)
+        return b;
+    int extra = b >= 0xF0 ? 3 : b >= 0xE0 ? 2 : b >= 0xC0 ? 1 : -1;
+    if (extra < 0 || end - p < extra)
+        return 0xFFFD;
+    char32_t c = b & (0x3F >> extra);
+    for (int i = 0; i < extra; ++i) {
+        if ((p[i] & 0xC0) != 0x80)
+            return 0xFFFD;
+        c = (c << 6) | (p[i] & 0x3F);
+    }
+    p += extra;
+    return c;
+}
+
+}  // namespace
+
+CsvParser::CsvParser(const CsvDialect& dialect_, const std::filesystem::path& path,
+                     const std::string& encoding, int maxRows_)
+    : dialect(dialect_), maxRows(maxRows_) {
+    BuildScanTables();
+    ParseFile(path, encoding);
+    Finish();
+}
+
+CsvParser::CsvParser(const CsvDialect& dialect_, std::string_view utf8, int maxRows_,
+                     bool byCodePoint)
+    : dialect(dialect_), maxRows(maxRows_) {
+    BuildScanTables();
+    rows.ReserveText(utf8.size() + 1);
+    ParseUtf8(utf8, byCodePoint);
+    Finish();
+}
+
+void CsvParser::BuildScanTables() {
+    for (bool* table : {unquotedStop, quotedStop}) {
+        table[kCr] = true;
+        table[kLf] = true;
+        if (dialect.escapeChar != 0 && dialect.escapeChar < 0x80)
+            table[dialect.escapeChar] = true;
+    }
+    if (dialect.delimiter < 0x80)
+        unquotedStop[dialect.delimiter] = true;
+    if (dialect.quoting && dialect.quoteChar < 0x80)
+        quotedStop[dialect.quoteChar] = true;
+}
+
+bool CsvParser::CanScanBytes() const {
+    return dialect.delimiter < 0x80 && dialect.escapeChar < 0x80 &&
+           (dialect.quoteChar < 0x80 || !dialect.quoting);
+}
+
+void CsvParser::ParseFile(const std::filesystem::path& path, const std::string& encoding) {
+    zm::TextStream stream(path.string(), encoding, zm::TextStream::Mode::kRead);
+    if (stream.Failed()) {
+        streamFailed = true;
+        return;
+    }
+    // Field text is never longer than the UTF-8 input plus one byte; other encodings
+    // may widen when converted. Reserved but untouched pages cost no memory.
+    std::error_code error;
+    const uintmax_t fileSize = std::filesystem::file_size(path, error);
+    if (!error) {
+        const bool utf8 = stream.EncodingKey() == "utf8";
+        rows.ReserveText(static_cast<size_t>(utf8 ? fileSize + 64 : fileSize / 2 * 3 + 64));
+    }
+
+    if (CanScanBytes() && dialect.escapeChar == 0) {
+        // Lines come without their line feed and one carriage return before it. Giving
+        // back a plain line feed parses the same: outside an escape, CR LF and LF end
+        // a record (or make a quoted line break) alike.
+        std::string line;
+        static const unsigned char lf = '\n';
+        while (!stopped && stream.GetLine(line)) {
+            const auto* p = reinterpret_cast<const unsigned char*>(line.data());
+            ProcessBytes(p, p + line.size());
+            ProcessBytes(&lf, &lf + 1);
+        }
+        return;
+    }
+    char32_t c = 0;
+    while (!stopped && stream.GetChar(c))
+        ProcessCodePoint(c);
+}
+
+void CsvParser::ParseUtf8(std::string_view utf8, bool byCodePoint) {
+    auto p = reinterpret_cast<const unsigned char*>(utf8.data());
+    const auto end = p + utf8.size();
+    if (!byCodePoint && CanScanBytes()) {
+        ProcessBytes(p, end);
+        return;
+    }
+    while (p < end && !stopped)
+        ProcessCodePoint(NextCodePoint(p, end));
+}
+
+void CsvParser::ProcessBytes(const unsigned char* p, const unsigned char* end) {
+    while (p < end && !stopped) {
+        if (state == kInField || state == kInQuotedField) {
+            // Copy the run of ordinary characters in one piece.
+            const bool* stop = state == kInField ? unquotedStop : quotedStop;
+            const unsigned char* q = p;
+            while (q < end && !stop[*q])
+                ++q;
+            if (q != p)
+                rows.AppendToField(reinterpret_cast<const char*>(p), q - p);
+            p = q;
+            if (p == end)
+                return;
+        }
+        const unsigned char b = *p++;
+        if (b < 0x80) {
+            ProcessCodePoint(b);
+        } else {
+            ProcessOrdinaryByte(b);
+        }
+    }
+}
+
+// A byte of a multi-byte UTF-8 sequence: never a special character, so it takes the
+// "anything else" row of whatever state the parser is in.
+void CsvParser::ProcessOrdinaryByte(unsigned char byte) {
+    switch (state) {
+        case kAfterQuotedCr:
+        case kInQuotedField:
+        case kEscapeInQuotedField:
+            state = kInQuotedField;
+            break;
+        case kQuoteInQuotedField:
+            if (dialect.strict)
+                ThrowStrictError();
+            state = kInField;
+            break;
+        default:
+            state = kInField;
+            break;
+    }
+    rows.AppendToField(static_cast<char>(byte));
+}
+
+void CsvParser::ProcessCodePoint(unsigned c) {
+    const bool lineEnd = c == kCr || c == kLf;
+    const bool isEscape = dialect.escapeChar != 0 && c == dialect.escapeChar;
+    const bool isQuote = dialect.quoting && c == dialect.quoteChar;
+    for (;;) {
+        switch (state) {
+            case kAfterRecordCr:
+                state = kStartRecord;
+                if (c == kLf)
+                    return;
+                continue;
+            case kStartRecord:
+                if (lineEnd) {
+                    AddRow(true);  // an empty line makes an empty row
+                    state = c == kCr ? kAfterRecordCr : kStartRecord;
+                    return;
+                }
+                state = kStartField;
+                continue;
+            case kStartField:
+                if (lineEnd) {
+                    AddValueToCurrentRow();
+                    EndOfLine(c);
+                } else if (isQuote) {
+                    state = kInQuotedField;
+                } else if (isEscape) {
+                    state = kEscapeInField;
+                } else if (c == kSpace && dialect.skipInitialSpace) {
+                    // leading blank dropped
+                } else if (c == dialect.delimiter) {
+                    AddValueToCurrentRow();
+                } else {
+                    AddCodePoint(c);
+                    state = kInField;
+                }
+                return;
+            case kInField:
+                if (lineEnd) {
+                    AddValueToCurrentRow();
+                    EndOfLine(c);
+                } else if (isEscape) {
+                    state = kEscapeInField;
+                } else if (c == dialect.delimiter) {
+                    AddValueToCurrentRow();
+                    state = kStartField;
+                } else {
+                    AddCodePoint(c);  // a quote in an unquoted field is ordinary
+                }
+                return;
+            case kAfterQuotedCr:
+                state = kInQuotedField;
+                if (c == kLf)
+                    return;
+                continue;
+            case kInQuotedField:
+                if (c == kCr) {
+                    AddCodePoint(kLf);
+                    state = kAfterQuotedCr;
+                } else if (c == kLf) {
+                    AddCodePoint(kLf);
+                } else if (isEscape) {
+                    state = kEscapeInQuotedField;
+                } else if (isQuote) {
+                    state = dialect.doubleQuote ? kQuoteInQuotedField : kInField;
+                } else {
+                    AddCodePoint(c);
+                }
+                return;
+            case kEscapeInField:
+                AddCodePoint(c);
+                state = kInField;
+                return;
+            case kEscapeInQuotedField:
+                AddCodePoint(c);
+                state = kInQuotedField;
+                return;
+            case kQuoteInQuotedField:
+                if (isQuote) {
+                    AddCodePoint(c);  // a doubled quote
+                    state = kInQuotedField;
+                } else if (c == dialect.delimiter) {
+                    AddValueToCurrentRow();
+                    state = kStartField;
+                } else if (lineEnd) {
+                    AddValueToCurrentRow();
+                    EndOfLine(c);
+                } else if (dialect.strict) {
+                    ThrowStrictError();
+                } else {
+                    AddCodePoint(c);  // text after a closing quote joins the field
+                    state = kInField;
+                }
+                return;
+            default:
+                state = kStartRecord;
+                continue;
+        }
+    }
+}
+
+void CsvParser::AddCodePoint(unsigned c) {
+    if (c < 0x80) {
+        rows.AppendToField(static_cast<char>(c));
+        return;
+    }
+    const std::string bytes = ToUtf8(c);
+    rows.AppendToField(bytes.data(), bytes.size());
+}
+
+void CsvParser::EndOfLine(unsigned c) {
+    AddRow(true);
+    state = c == kCr ? kAfterRecordCr : kStartRecord;
+}
+
+void CsvParser::AddValueToCurrentRow() {
+    rows.EndField();
+}
+
+void CsvParser::AddRow(bool force) {
+    if (!force && rows.CurrentRowFields() == 0)
+        return;
+    rows.EndRow();
+    if (rows.RowCount() >= static_cast<size_t>(std::max(maxRows, 0)))
+        stopped = true;
+}
+
+void CsvParser::Finish() {
+    switch (state) {
+        case kAfterRecordCr:
+        case kStartRecord:
+            AddRow(false);
+            break;
+        case kStartField:
+        case kInField:
+        case kQuoteInQuotedField:
+            AddValueToCurrentRow();
+            AddRow(false);
+            break;
+        default:
+            // Inside an unterminated quoted field or after a trailing escape: the open
+            // field and its row are lost.
+            rows.DropOpenRow();
+            break;
+    }
+    state = kStartRecord;
+}
+
+void CsvParser::ThrowStrictError() const {
+    throw zm::Exception(zm::FormatMessage(zm::Translate("'%1%' expected after '%2%'"),
+                                          ToUtf8(dialect.delimiter), ToUtf8(dialect.quoteChar)));
+}
+
+void CsvParser::GetData(ReadSpreadSheetData& sink, int maxCols, int maxRowsWanted) const {
+    const long long rowCount =
+        std::min<long long>(static_cast<long long>(rows.RowCount()), maxRowsWanted);
+    if (rowCount <= 0)
+        return;
+    const long long cols = std::min<long long>(static_cast<long long>(rows.LongestRow()), maxCols);
+    sink.SetDataSize(static_cast<int>(cols), static_cast<int>(rowCount));
+
+    const char* text = rows.Text();
+    size_t field = 0;
+    for (long long r = 0; r < rowCount; ++r) {
+        const size_t fields = rows.FieldsInRow(static_cast<size_t>(r));
+        for (size_t f = 0; f < fields; ++f, ++field) {
+            if (static_cast<long long>(f) < cols) {
+                sink.Set(static_cast<int>(f + 1), static_cast<int>(r + 1), text);
+            }
+            text += rows.FieldLength(field) + 1;
+        }
+    }
+}

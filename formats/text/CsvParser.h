@@ -1,0 +1,66 @@
+// Character-level CSV parser: quoted fields, doubled quotes, line breaks inside quotes
+// and an optional escape character, driven by a CsvDialect.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "formats/text/CsvDialect.h"
+#include "formats/text/CsvRows.h"
+#include "framework/SpreadSheetData.h"
+#include "framework/ZmExport.h"
+
+// Parses a whole file (or text) into memory in the constructor; GetData then hands the
+// rows to a sink, every field as text. A quoted line break reaches the field as one
+// line feed. An unterminated quoted field at the end of the input is dropped together
+// with its row. A strict dialect throws zm::Exception on text after a closing quote.
+class ZMIMPORT_API CsvParser {
+  public:
+    // Reads the file through a text stream in `encoding` (a key of the encoding table;
+    // empty for the local code page). Parsing stops once `maxRows` rows are finished.
+    CsvParser(const CsvDialect& dialect, const std::filesystem::path& path,
+              const std::string& encoding, int maxRows);
+    // Parses UTF-8 text held in memory. `byCodePoint` forces the one-character-at-a-time
+    // route even where the dialect allows the faster byte scanning.
+    CsvParser(const CsvDialect& dialect, std::string_view utf8, int maxRows,
+              bool byCodePoint = false);
+    CsvParser(const CsvParser&) = delete;
+    CsvParser& operator=(const CsvParser&) = delete;
+
+    // Sizes the sink (columns first) and delivers every field of the first `maxRows`
+    // rows within the first `maxCols` columns. Nothing at all when there is no row.
+    void GetData(ReadSpreadSheetData& sink, int maxCols, int maxRows) const;
+
+    // True when the file could not be opened as text in the encoding.
+    bool StreamFailed() const { return streamFailed; }
+    size_t RowCount() const { return rows.RowCount(); }
+    size_t LongestRow() const { return rows.LongestRow(); }
+
+  private:
+    void ParseFile(const std::filesystem::path& path, const std::string& encoding);
+    void ParseUtf8(std::string_view utf8, bool byCodePoint);
+    void BuildScanTables();
+    // Whether every special character is ASCII and the input can be scanned as UTF-8
+    // bytes: multi-byte sequences then never meet a special character.
+    bool CanScanBytes() const;
+    void ProcessBytes(const unsigned char* p, const unsigned char* end);
+    void ProcessOrdinaryByte(unsigned char byte);
+    void ProcessCodePoint(unsigned codePoint);
+    void AddCodePoint(unsigned codePoint);
+    void AddRow(bool force);
+    void AddValueToCurrentRow();
+    void EndOfLine(unsigned codePoint);
+    void Finish();
+    [[noreturn]] void ThrowStrictError() const;
+
+    CsvDialect dialect;
+    unsigned state = 1;
+    CsvRows rows;
+    int maxRows;
+    bool stopped = false;
+    bool streamFailed = false;
+    // Bytes that end a run of ordinary characters in an unquoted and a quoted field.
+    bool unquotedStop[256] = {};
+    bool quotedStop[256] = {};
+};
