@@ -1,8 +1,6 @@
 // Registry rows of the text formats whose readers are not built yet.
 #include "framework/PendingFormat.h"
 
-ZM_PENDING_FORMAT(CsvFileFactory, "CSV File", "CSV Files (*.csv)", nullptr, 1, ".csv\0", 0, 1, 0,
-                  1, 1, 1)
 ZM_PENDING_FORMAT(DexanFileFactory, "DEXAN File", "DEXAN Files (*.mip; *.dat)", nullptr, 2,
                   ".mip\0.dat\0", 0, 1, 0, 1, 0, 1)
 ZM_PENDING_FORMAT(DiffFileFactory, "DIF File", "DIF Files (*.dif)", "DIF Files (*.dif)", 1,

@@ -1,0 +1,124 @@
+// The CSV reader and its registry entry.
+#include "formats/text/CsvFile.h"
+
+#include <algorithm>
+#include <climits>
+#include <exception>
+
+#include "formats/text/CsvParser.h"
+#include "framework/SprFileFactory.h"
+#include "platform/ErrorText.h"
+#include "platform/TextStream.h"
+#include "platform/Translate.h"
+
+int CsvFile::Open(bool readMode, const char* file, ZmImportOpenOptions* record) {
+    if (status != 0)
+        return status;
+    if (!readMode)
+        return SetStatus(kCannotWrite);
+    openOptions = record;
+    fileName = file != nullptr ? file : "";
+    return status;
+}
+
+int CsvFile::EstablishSize() {
+    numCols = 1;
+    numRows = 1;
+    return status;
+}
+
+int CsvFile::Read(ReadSpreadSheetData* sink) {
+    if (status == 0)
+        SetOptions(openOptions);
+    if (status != 0)
+        return status;
+    if (sink == nullptr)
+        return status;
+    try {
+        CsvDialect dialect = CsvDialect::Pelmora();
+        if (!options.GetDelimiter().empty()) {
+            dialect.delimiter = static_cast<unsigned char>(options.GetDelimiter()[0]);
+        }
+        const CsvParser parser(dialect, fileName, options.GetEncoding(), INT_MAX);
+        if (parser.StreamFailed())
+            return SetStatus(kOpenStreamFailed);
+        parser.GetData(*sink, INT_MAX, INT_MAX);
+    } catch (const std::exception&) {
+        return SetStatus(kReadFailed);
+    }
+    return status;
+}
+
+void CsvFile::SetOptions(ZmImportOpenOptions* record) {
+    try {
+        CsvFileOptions local;
+        if (record == nullptr || record->size == 0 || record->data == nullptr) {
+            local = GetCsvFileOptions();
+            if (status == kStatusAborted)
+                return;
+            // An empty record gets the defaults, so that the host can show them.
+            if (record != nullptr)
+                local.Write(record);
+        } else if (!local.Read(record)) {
+            SetStatus(kStatusBadOptions);
+        }
+        options.SetEncoding(local.GetEncoding());
+        options.SetDelimiter(local.GetDelimiter());
+        options.SetIgnoreConsecutiveDelimiters(local.GetIgnoreConsecutiveDelimiters());
+    } catch (const std::exception&) {
+        SetStatus(kOpenStreamFailed);
+    }
+}
+
+char CsvFile::GetDelimiter() {
+    zm::TextStream stream(fileName, options.GetEncoding(), zm::TextStream::Mode::kRead);
+    std::string line;
+    if (stream.Failed() || !stream.GetLine(line))
+        return ',';
+    const auto commas = std::count(line.begin(), line.end(), ',');
+    const auto semicolons = std::count(line.begin(), line.end(), ';');
+    return semicolons > commas ? ';' : ',';
+}
+
+void CsvFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
+    const char* text = nullptr;
+    switch (status) {
+        case kOpenStreamFailed:
+            text = "Failed to open stream for reading.";
+            break;
+        case kReadFailed:
+            text = "Failed to read file.";
+            break;
+        case kCannotWrite:
+            text = "Can not write csv files.";
+            break;
+        case kCanceled:
+            text = "Read canceled by user.";
+            break;
+        case kNotCsv:
+            text =
+                "The file is not a correct .csv file. It contains non printable characters or #.";
+            break;
+        default:
+            SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
+            return;
+    }
+    zm::CopyErrorText(zm::Translate(text), buffer, bufferSize);
+}
+
+namespace {
+
+// CSV cannot be told from its content; the extension decides.
+class CsvFileFactory : public SprFileFactory {
+  public:
+    CsvFileFactory()
+        : SprFileFactory("CSV File", "CSV Files (*.csv)", nullptr, 1, ".csv\0", 0, 1, 0, 1, 1, 1) {}
+
+  protected:
+    MyKindOfFile IsMyKindOfFile(const char*) override { return kPlausible; }
+    SpreadsheetFile* GetSpreadsheetFile() override { return new CsvFile; }
+};
+
+CsvFileFactory theCsvFileFactory;
+
+}  // namespace
