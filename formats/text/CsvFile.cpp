@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <climits>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 
 #include "formats/text/CsvParser.h"
 #include "framework/SprFileFactory.h"
@@ -18,6 +20,9 @@ int CsvFile::Open(bool readMode, const char* file, ZmImportOpenOptions* record) 
         return SetStatus(kCannotWrite);
     openOptions = record;
     fileName = file != nullptr ? file : "";
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(fileName, error))
+        return SetStatus(kOpenStreamFailed);
     return status;
 }
 

@@ -19,7 +19,7 @@ class ZMIMPORT_API CsvFileOptions : public TextFileOptions {
 // counted from 1; every field reaches the sink as text. The file is not sized in
 // advance: the size query answers 1 x 1 and the true size reaches the sink through
 // SetDataSize during Read. Only the first byte of the delimiter option is used.
-// Codes: 768 stream or options failure, 769 the file could not be parsed, 770 opened
+// Codes: 768 missing file, stream or options failure, 769 the file could not be parsed, 770 opened
 // for writing; 771 and 773 keep their texts for hosts.
 class ZMIMPORT_API CsvFile : public SpreadsheetFile {
   public:
@@ -33,8 +33,9 @@ class ZMIMPORT_API CsvFile : public SpreadsheetFile {
 
     int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     int Read(ReadSpreadSheetData* sink) override;
-    int GetNumCols() override { return 1; }
-    int GetNumRows() override { return 1; }
+    // The file is not sized in advance: 1 x 1 whatever it holds, -1 once in error.
+    int GetNumCols() override { return status == 0 ? 1 : -1; }
+    int GetNumRows() override { return status == 0 ? 1 : -1; }
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     // Proposes ';' when the first line holds more semicolons than commas, else ','.
     char GetDelimiter();

@@ -126,9 +126,10 @@ TEST_F(CsvFileTest, CodesAndMessages) {
     EXPECT_EQ(writer.GetStatus(), 0);
 
     CsvFile missing;
-    EXPECT_EQ(missing.Open(true, (dir / "none.csv").c_str(), nullptr), 0);
-    EXPECT_EQ(missing.Read(&sink), 768);
+    EXPECT_EQ(missing.Open(true, (dir / "none.csv").c_str(), nullptr), 768);
     EXPECT_EQ(Message(missing), "Failed to open stream for reading.");
+    EXPECT_EQ(missing.GetNumRows(), -1);
+    EXPECT_EQ(missing.Read(&sink), 768);
 
     CsvFile reader;
     char small[10];
