@@ -108,6 +108,8 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
         outcome.ok = true;
     } catch (const std::exception& e) {
         outcome.error = std::string("unexpected failure: ") + e.what();
+    } catch (...) {
+        outcome.error = "unexpected failure inside the reader";
     }
     sink.FinishProgress();
     return outcome;

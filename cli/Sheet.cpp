@@ -24,9 +24,7 @@ Cell* Sheet::Slot(int col, int row) {
         return nullptr;
     }
     if (cachedCells == nullptr || cachedRow != row) {
-        auto [it, inserted] = rows.try_emplace(row);
-        if (inserted)
-            it->second.reserve(static_cast<size_t>(announcedCols));
+        auto it = rows.try_emplace(row).first;
         cachedRow = row;
         cachedCells = &it->second;
     }
