@@ -48,7 +48,8 @@ std::string Join(const std::vector<std::string>& items, const char* separator) {
     return joined;
 }
 
-// The format named by --format, or chosen by content. 0 after printing why not.
+}  // namespace
+
 int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
     if (!args.format.empty()) {
         const int index = ResolveFormat(args.format);
@@ -67,8 +68,6 @@ int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
     }
     return index;
 }
-
-}  // namespace
 
 int RunFormats(std::ostream& out) {
     std::vector<std::vector<std::string>> rows{

@@ -11,6 +11,10 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;  // a file could not be read or no format fits
 constexpr int kExitUsage = 2;    // the command line is wrong
 
+// The format named by --format, or else chosen by content: its 1-based index, or 0
+// after telling `err` why there is none and setting `exitStatus`.
+int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus);
+
 int RunFormats(std::ostream& out);
 int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err);
 int RunRead(const Arguments& args, std::ostream& out, std::ostream& err);

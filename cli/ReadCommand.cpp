@@ -5,7 +5,6 @@
 #include <ostream>
 
 #include "cli/Commands.h"
-#include "cli/FormatChoice.h"
 #include "cli/FormatTable.h"
 #include "cli/ReaderSession.h"
 
@@ -26,22 +25,10 @@ std::string FilesLabel(const std::vector<std::string>& files) {
 }  // namespace
 
 int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
-    int index = 0;
-    if (!args.format.empty()) {
-        index = ResolveFormat(args.format);
-        if (index == 0) {
-            err << "zmimport: unknown format '" << args.format
-                << "' (see 'zmimport formats' for names and indexes)\n";
-            return kExitUsage;
-        }
-    } else {
-        index = ChooseFormat(args.files);
-        if (index == 0) {
-            err << "zmimport: " << args.files.front()
-                << ": no format recognises this file; name one with --format\n";
-            return kExitFailure;
-        }
-    }
+    int exitStatus = kExitOk;
+    const int index = FormatFor(args, err, exitStatus);
+    if (index == 0)
+        return exitStatus;
     const ZmImportFileFormatInfo& info = *FormatInfo(index);
     if (args.files.size() > 1 && !info.multiFile) {
         err << "zmimport: the format \"" << info.name << "\" reads one file at a time\n";
