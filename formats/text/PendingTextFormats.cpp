@@ -5,10 +5,6 @@ ZM_PENDING_FORMAT(DexanFileFactory, "DEXAN File", "DEXAN Files (*.mip; *.dat)", 
                   ".mip\0.dat\0", 0, 1, 0, 1, 0, 1)
 ZM_PENDING_FORMAT(DiffFileFactory, "DIF File", "DIF Files (*.dif)", "DIF Files (*.dif)", 1,
                   ".dif\0", 1, 1, 0, 1, 1, 1)
-ZM_PENDING_FORMAT(TextFileFactory, "Text File", "Text Files (*.txt; *.dat)", "Text File (*.txt)",
-                  2, ".txt\0.dat\0", 1, 1, 0, 1, 1, 1)
-ZM_PENDING_FORMAT(TextUTF8FileFactory, "Text UTF-8 File", "Text UTF-8 Files (*.txt; *.dat)",
-                  "Text UTF-8 File (*.txt)", 2, ".txt\0.dat\0", 1, 0, 0, 1, 1, 1)
 ZM_PENDING_FORMAT(ThermoSIEVEFileFactory, "Thermo SIEVE File", "Thermo SIEVE Files (*.txt)",
                   "Thermo SIEVE File (*.txt)", 1, ".txt\0", 0, 1, 0, 1, 1, 1)
 ZM_PENDING_FORMAT(UnscramblerFileFactory, "Unscrambler File", "Unscrambler Files (*.uns; *.inp)",
