@@ -1,0 +1,74 @@
+// Several threads creating the list, detecting formats and reading files at once; built
+// with ThreadSanitizer, which fails the test on any data race.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+#include "tests/loader/LoaderSupport.h"
+#include "tests/support/RecordingSink.h"
+
+namespace {
+
+// What one thread saw of one file: the chosen format and the cells read.
+std::string Outcome(ImportDLLLoader& loader, const std::string& file) {
+    const int index = loader.GetSpreadsheetFileIndex(file.c_str());
+    const ZmImportFileFormatInfo* info = loader.GetInfo(index);
+    std::string seen = info != nullptr ? info->name : "<none>";
+    std::error_code error;
+    if (info == nullptr || !std::filesystem::exists(file, error))
+        return seen;
+    std::unique_ptr<SpreadsheetFile> reader(loader.GetSpreadsheetFile(index));
+    zmtest::RecordingSink sink;
+    const int status = zmtest::ReadAll(*reader, file, sink);
+    reader->Close();
+    return seen + " status " + std::to_string(status) + "\n" + sink.Dump();
+}
+
+TEST(ImportDLLLoaderThreads, DetectAndReadDifferentFilesAtOnce) {
+    zmtest::ScratchDir dir;
+    const std::vector<std::string> files = {
+        dir.Write("x.txt", zmtest::BrimroseBytes(
+                               900, 4, 16,
+                               std::vector<std::vector<float>>(5, std::vector<float>(16, 0.25f)))),
+        std::string(ZM_EXAMPLE_DATA) + "/sample.xy",
+        dir.Write("pairs.xy", "1 10\n2 20\n3 30\n"),
+        dir.Write("both.dup", "DUP"),
+        dir.Write("some.twin", "twin"),
+        dir.File("missing.twin"),
+    };
+
+    constexpr int kThreads = 6;
+    constexpr int kRounds = 12;
+    std::vector<std::vector<std::string>> seen(kThreads);
+    std::atomic<bool> go{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            while (!go.load())
+                std::this_thread::yield();
+            ImportDLLLoader loader;
+            loader.Init(ZM_TEST_PLUGINS);  // the first of them creates the list
+            for (int r = 0; r < kRounds; ++r)
+                seen[t].push_back(Outcome(loader, files[(t + r) % files.size()]));
+        });
+    }
+    go = true;
+    for (std::thread& thread : threads)
+        thread.join();
+
+    // Every thread saw what a single thread sees now.
+    ImportDLLLoader loader;
+    std::vector<std::string> expected;
+    for (const std::string& file : files)
+        expected.push_back(Outcome(loader, file));
+    EXPECT_EQ(expected[0].rfind("Brimrose File status 0\n", 0), 0u) << expected[0];
+    EXPECT_EQ(expected[1].rfind("XY Spectrum status 0\n", 0), 0u) << expected[1];
+    for (int t = 0; t < kThreads; ++t) {
+        for (int r = 0; r < kRounds; ++r)
+            EXPECT_EQ(seen[t][r], expected[(t + r) % files.size()]) << t << " " << r;
+    }
+}
+
+}  // namespace
