@@ -120,16 +120,12 @@ void CsvParser::ParseFile(const std::filesystem::path& path, const std::string& 
         rows.ReserveText(static_cast<size_t>(utf8 ? fileSize + 64 : fileSize / 2 * 3 + 64));
     }
 
-    if (CanScanBytes() && dialect.escapeChar == 0) {
-        // Lines come without their line feed and one carriage return before it. Giving
-        // back a plain line feed parses the same: outside an escape, CR LF and LF end
-        // a record (or make a quoted line break) alike.
-        std::string line;
-        static const unsigned char lf = '\n';
-        while (!stopped && stream.GetLine(line)) {
-            const auto* p = reinterpret_cast<const unsigned char*>(line.data());
-            ProcessBytes(p, p + line.size());
-            ProcessBytes(&lf, &lf + 1);
+    if (CanScanBytes()) {
+        // The stream hands out UTF-8 in blocks that end at character boundaries.
+        std::string_view chunk;
+        while (!stopped && stream.ReadChunk(chunk)) {
+            const auto* p = reinterpret_cast<const unsigned char*>(chunk.data());
+            ProcessBytes(p, p + chunk.size());
         }
         return;
     }

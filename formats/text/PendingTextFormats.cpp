@@ -3,8 +3,6 @@
 
 ZM_PENDING_FORMAT(DexanFileFactory, "DEXAN File", "DEXAN Files (*.mip; *.dat)", nullptr, 2,
                   ".mip\0.dat\0", 0, 1, 0, 1, 0, 1)
-ZM_PENDING_FORMAT(DiffFileFactory, "DIF File", "DIF Files (*.dif)", "DIF Files (*.dif)", 1,
-                  ".dif\0", 1, 1, 0, 1, 1, 1)
 ZM_PENDING_FORMAT(ThermoSIEVEFileFactory, "Thermo SIEVE File", "Thermo SIEVE Files (*.txt)",
                   "Thermo SIEVE File (*.txt)", 1, ".txt\0", 0, 1, 0, 1, 1, 1)
 ZM_PENDING_FORMAT(UnscramblerFileFactory, "Unscrambler File", "Unscrambler Files (*.uns; *.inp)",
