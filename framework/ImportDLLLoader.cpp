@@ -249,6 +249,17 @@ int ImportDLLLoader::GetSpreadsheetFileIndex(const char* file) {
     return SelectFormat(matches.empty() ? possible : matches);
 }
 
+char ImportDLLLoader::IsCorrectFileType(int index, const char* file) {
+    std::lock_guard<std::recursive_mutex> lock(GetMutex());
+    const std::vector<InstanceInfo>& list = GetList();
+    if (file == nullptr || index < 1 || static_cast<size_t>(index) > list.size())
+        return 0;
+    const InstanceInfo& entry = list[index - 1];
+    auto isCorrect =
+        zm::FindFunction<ZmImportIsCorrectFileTypeFn>(entry.module, "ZmImportIsCorrectFileType");
+    return isCorrect != nullptr ? isCorrect(entry.formatIndex, file) : 1;
+}
+
 int ImportDLLLoader::GetFormatIndex(const std::string& file, bool forWrite, bool forRead) {
     std::lock_guard<std::recursive_mutex> lock(GetMutex());
     const std::string extension = ExtensionOf(file.c_str());

@@ -40,6 +40,9 @@ class ZMIMPORT_API ImportDLLLoader {
     SpreadsheetFile* GetSpreadsheetFile(int index);
     // The format that should read `file`, chosen by content and extension, or -1.
     int GetSpreadsheetFileIndex(const char* file);
+    // The content test of the format at `index` for `file`: 2 surely, 1 possibly, 0 not.
+    // A library without the test answers 1, as when choosing a format; outside the list 0.
+    char IsCorrectFileType(int index, const char* file);
     // The 1-based position, among the formats that pass the filters, of the first one
     // whose extensions hold the file's extension; -1 when none or the name has no dot.
     int GetFormatIndex(const std::string& file, bool forWrite, bool forRead);
