@@ -31,6 +31,8 @@ const CommandInfo* FindCommand(std::string_view name) {
 
 // Which options each command accepts.
 bool Accepts(Command command, std::string_view option) {
+    if (option == "--plugins")
+        return true;
     if (option == "--format")
         return command == Command::kRead || command == Command::kOptions;
     return command == Command::kRead;  // --options, --to, -o
@@ -81,7 +83,8 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         std::string_view name, value;
         bool hasValue;
         SplitOption(arg, name, value, hasValue);
-        if (name != "--format" && name != "--options" && name != "--to" && name != "-o") {
+        if (name != "--format" && name != "--options" && name != "--to" && name != "-o" &&
+            name != "--plugins") {
             throw UsageError("unknown option '" + std::string(name) + "'");
         }
         if (!Accepts(args.command, name)) {
@@ -97,6 +100,8 @@ Arguments ParseArguments(int argc, const char* const* argv) {
             args.format = value;
         } else if (name == "--options") {
             args.optionsFile = value;
+        } else if (name == "--plugins") {
+            args.pluginDir = value;
         } else if (name == "-o") {
             args.output = value;
         } else if (auto to = ParseOutputFormat(value)) {
@@ -122,11 +127,13 @@ std::string UsageText() {
 
 Commands:
   zmimport formats
-      List the registered formats in registry order: index, name, open-dialog
-      filter, extensions, and whether the format reads and writes.
+      List the formats in the order the application lists them (this program's
+      own, then those of plug-in libraries): index, name, open-dialog filter,
+      extensions, and whether the format reads and writes.
   zmimport detect FILE
       Show every format's answer for FILE (surely, plausible, can read, no) and,
       on the last line, the format a read would choose. Exit status 1 when none.
+      Plug-in formats answer surely, can read or no.
   zmimport read FILE... [--format NAME|INDEX] [--options SETTINGS.xml]
                         [--to csv|tsv|json] [-o OUT]
       Read FILE into a sheet and print it (default CSV on standard output).
@@ -145,6 +152,9 @@ Commands:
       -o         write to OUT instead of standard output
   zmimport options FILE [--format NAME|INDEX]
       Print the settings (XML) the format's reader uses for FILE by default.
+  Every command takes --plugins DIR: a folder of plug-in libraries whose
+  formats are listed, detected and read beside this program's own (the
+  libraries beside the program are always searched).
   zmimport --help      this text
   zmimport --version   the program's version
 

@@ -18,6 +18,7 @@ struct Arguments {
     std::string optionsFile;  // --options: a settings document
     OutputFormat to = OutputFormat::kCsv;
     std::string output;  // -o: empty writes to stdout
+    std::string pluginDir;  // --plugins: a further folder of plug-in libraries
 };
 
 // A command line that does not follow the grammar; the program exits with status 2.

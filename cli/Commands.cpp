@@ -8,6 +8,7 @@
 
 #include "cli/FormatChoice.h"
 #include "cli/FormatTable.h"
+#include "cli/LoaderFormats.h"
 #include "cli/ReaderSession.h"
 
 namespace zmcli {
@@ -57,13 +58,21 @@ int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
             err << "zmimport: unknown format '" << args.format
                 << "' (see 'zmimport formats' for names and indexes)\n";
             exitStatus = kExitUsage;
+            return 0;
+        }
+        // The files pass the same check as in the application's open dialog.
+        std::string error;
+        if (CheckFiles(args.files, index, error) == 0) {
+            err << "zmimport: " << args.files.front() << ": " << error << '\n';
+            exitStatus = kExitFailure;
+            return 0;
         }
         return index;
     }
-    const int index = ChooseFormat(args.files);
+    std::string why;
+    const int index = ChooseFormat(args.files, &why);
     if (index == 0) {
-        err << "zmimport: " << args.files.front()
-            << ": no format recognises this file; name one with --format\n";
+        err << "zmimport: " << args.files.front() << ": " << why << '\n';
         exitStatus = kExitFailure;
     }
     return index;
@@ -90,10 +99,11 @@ int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err) {
             {std::to_string(index), FormatInfo(index)->name, AnswerName(AskFormat(index, file))});
     }
     PrintTable(rows, out);
-    const int chosen = ChooseFormat(args.files);
+    std::string why;
+    const int chosen = ChooseFormat(args.files, &why);
     if (chosen == 0) {
         out << "chosen: none\n";
-        err << "zmimport: " << file << ": no format recognises this file\n";
+        err << "zmimport: " << file << ": " << why << '\n';
         return kExitFailure;
     }
     out << "chosen: " << chosen << " " << FormatInfo(chosen)->name << '\n';
@@ -157,6 +167,7 @@ int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
         err << "zmimport: " << e.what() << "\nTry 'zmimport --help'.\n";
         return kExitUsage;
     }
+    UsePluginFolder(args.pluginDir);
     switch (args.command) {
         case Command::kHelp:
             out << UsageText();

@@ -6,10 +6,10 @@
 
 namespace zmcli {
 
-// The 1-based index of the format to read the files with, or 0 when no format claims
-// them. The first file decides: the first format sure of its content wins; otherwise a
-// format whose extension list holds the file's extension, one that finds the file
-// plausible before one that merely can read it.
-int ChooseFormat(const std::vector<std::string>& files);
+// The 1-based index of the format to read the files with, or 0 when there is none, as
+// the application chooses it: the import driver checks the files (they must exist and
+// be no folders) and the plug-in loader decides by the first file's content, then by its
+// extension. When there is none, `why` (if given) receives the driver's text.
+int ChooseFormat(const std::vector<std::string>& files, std::string* why = nullptr);
 
 }  // namespace zmcli

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "cli/LoaderFormats.h"
 #include "platform/FileNames.h"
 
 namespace zmcli {
@@ -21,14 +22,11 @@ std::string Lower(std::string text) {
 }  // namespace
 
 int FormatCount() {
-    return SprFileFactory::SizeInfos();
+    return ListedFormatCount();
 }
 
 const ZmImportFileFormatInfo* FormatInfo(int index) {
-    // The registry maps indexes below 1 to the first format; the command line does not.
-    if (index < 1 || index > FormatCount())
-        return nullptr;
-    return SprFileFactory::GetInfo(index);
+    return ListedFormatInfo(index);
 }
 
 int ResolveFormat(const std::string& nameOrIndex) {
@@ -71,7 +69,17 @@ SprFileFactory::MyKindOfFile AskFormat(int index, const std::string& file) {
     if (FormatInfo(index) == nullptr)
         return SprFileFactory::kNotMine;
     try {
-        return SprFileFactory::IsMyKindOfFile(index, file.c_str());
+        // This program's own formats answer in full; a plug-in only says 2, 1 or 0.
+        if (const int registryIndex = RegistryIndexOf(index))
+            return SprFileFactory::IsMyKindOfFile(registryIndex, file.c_str());
+        switch (AskListedFormat(index, file)) {
+            case 2:
+                return SprFileFactory::kSurely;
+            case 1:
+                return SprFileFactory::kCanRead;
+            default:
+                return SprFileFactory::kNotMine;
+        }
     } catch (...) {
         return SprFileFactory::kNotMine;
     }

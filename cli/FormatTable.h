@@ -1,4 +1,4 @@
-// Looking up the registered formats: by index, by name, by extension.
+// Looking up the formats the loader lists: by index, by name, by extension.
 #pragma once
 
 #include <string>

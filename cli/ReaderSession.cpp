@@ -5,7 +5,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "framework/SprFileFactory.h"
+#include "cli/LoaderFormats.h"
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
 
@@ -64,7 +64,7 @@ void ReaderCloser::operator()(SpreadsheetFile* reader) const {
 }
 
 ReaderPtr CreateReader(int formatIndex) {
-    return ReaderPtr(SprFileFactory::GetSpreadsheetFile(formatIndex));
+    return ReaderPtr(NewListedReader(formatIndex));
 }
 
 std::string ErrorTextOf(SpreadsheetFile& reader) {

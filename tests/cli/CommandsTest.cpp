@@ -2,7 +2,10 @@
 // registered only in this test program.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -108,6 +111,32 @@ struct CliRun {
     std::string out, err;
 };
 
+// The driver checks that files exist before any format sees them, so the tests run in a
+// folder of their own that holds every file they name (their contents do not matter to
+// the stand-in formats). "absent.zzf" is the one file that does not exist.
+class FilesFolder : public testing::Environment {
+  public:
+    void SetUp() override {
+        folder = std::filesystem::path(testing::TempDir()) /
+                 ("zmimport-cli-" + std::to_string(getpid()));
+        std::filesystem::create_directories(folder);
+        previous = std::filesystem::current_path();
+        std::filesystem::current_path(folder);
+        for (const char* name : {"a.zzf", "b.zzf", "missing.zzf", "fileopts.zzf", "noopts.zzf",
+                                 "x.zzq", "x.ZZC", "x.zzp", "y.zzc", "a-sure.zzq",
+                                 "x.nothing-claims-this", "no-extension"})
+            std::ofstream(name) << "data\n";
+    }
+    void TearDown() override {
+        std::filesystem::current_path(previous);
+        std::filesystem::remove_all(folder);
+    }
+
+  private:
+    std::filesystem::path folder, previous;
+};
+testing::Environment* const filesFolder = testing::AddGlobalTestEnvironment(new FilesFolder);
+
 CliRun RunCli(std::vector<const char*> args) {
     args.insert(args.begin(), "zmimport");
     std::ostringstream out, err;
@@ -149,18 +178,23 @@ TEST(Arguments, MalformedCommandLinesAreUsageErrors) {
     EXPECT_EQ(RunCli({"read", "a.zzf", "--format", "0"}).status, kExitUsage);
 }
 
-TEST(FormatChoice, SureBeatsPlausibleBeatsCanReadAndExtensionsDecide) {
+TEST(FormatChoice, SureWinsThenExtensionsDecideAmongPossibleFormats) {
     const int canRead = ResolveFormat("ZZ CanRead");
     const int plausible = ResolveFormat("ZZ Plausible");
-    ASSERT_LT(canRead, plausible);  // the weaker claim comes first in registry order
-    EXPECT_EQ(ChooseFormat({"x.zzq"}), plausible);
+    ASSERT_LT(canRead, plausible);
+    // Both weak claims count as "possible"; of two with the extension, the first listed.
+    EXPECT_EQ(ChooseFormat({"x.zzq"}), canRead);
     EXPECT_EQ(ChooseFormat({"x.ZZC"}), canRead);
     EXPECT_EQ(ChooseFormat({"x.zzp", "y.zzc"}), plausible);  // the first file decides
     EXPECT_EQ(ChooseFormat({"a-sure.zzq"}), ResolveFormat("ZZ Surely"));
-    EXPECT_EQ(ChooseFormat({"x.nothing-claims-this"}), 0);
-    EXPECT_EQ(ChooseFormat({"no-extension"}), 0);
-    EXPECT_EQ(ChooseFormat({}), 0);
     EXPECT_EQ(ResolveFormat(std::to_string(plausible)), plausible);
+
+    std::string why;
+    EXPECT_EQ(ChooseFormat({"absent.zzq"}, &why), 0);
+    EXPECT_EQ(why, "The file does not exist.");
+    EXPECT_EQ(ChooseFormat({".", "x.zzq"}, &why), 0);
+    EXPECT_EQ(why, "Directories can not be imported.");
+    EXPECT_EQ(ChooseFormat({}), 0);
 }
 
 TEST(Commands, ReadPrintsTheSheetAndTheReadersWarning) {
@@ -192,7 +226,9 @@ TEST(Commands, ReaderErrorsAndMultiFileMisuseExitWithTheirStatus) {
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "zmimport: missing.zzf: Fake file is missing.\n");
     EXPECT_EQ(RunCli({"read", "a.zzf", "b.zzf", "--format", "ZZ Fake Sheet"}).status, kExitUsage);
-    EXPECT_EQ(RunCli({"read", "x.nothing-claims-this"}).status, kExitFailure);
+    const CliRun absent = RunCli({"read", "absent.zzf", "--format", "ZZ Fake Sheet"});
+    EXPECT_EQ(absent.status, kExitFailure);
+    EXPECT_EQ(absent.err, "zmimport: absent.zzf: The file does not exist.\n");
 }
 
 TEST(Commands, OptionsComeFromTheOpenRecordThenFromTheFileThenNowhere) {
@@ -215,11 +251,12 @@ TEST(Commands, DetectListsEveryAnswerAndTheChoiceLast) {
     EXPECT_EQ(run.status, kExitOk);
     EXPECT_NE(run.out.find("ZZ CanRead                     can read\n"), std::string::npos);
     const std::string last =
-        "chosen: " + std::to_string(ResolveFormat("ZZ Plausible")) + " ZZ Plausible\n";
+        "chosen: " + std::to_string(ResolveFormat("ZZ CanRead")) + " ZZ CanRead\n";
     ASSERT_GE(run.out.size(), last.size());
     EXPECT_EQ(run.out.substr(run.out.size() - last.size()), last);
 
-    const CliRun none = RunCli({"detect", "x.nothing-claims-this"});
+    const CliRun none = RunCli({"detect", "absent.zzq"});
     EXPECT_EQ(none.status, kExitFailure);
     EXPECT_NE(none.out.find("chosen: none\n"), std::string::npos);
+    EXPECT_EQ(none.err, "zmimport: absent.zzq: The file does not exist.\n");
 }

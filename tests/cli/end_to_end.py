@@ -102,11 +102,15 @@ class CommandLine(unittest.TestCase):
         self.assertRegex(out, r"(?m)^ 1  Brimrose File +surely$")
         self.assertEqual(out.splitlines()[-1], "chosen: 1 Brimrose File")
 
-    def test_detect_without_a_claim_fails(self):
-        status, out, err = run("detect", self.write("x.unclaimed", b"\x00\x01"))
+    def test_detect_without_a_file_fails(self):
+        missing = os.path.join(self.dir.name, "x.unclaimed")
+        status, out, err = run("detect", missing)
         self.assertEqual(status, 1)
         self.assertEqual(out.splitlines()[-1], "chosen: none")
-        self.assertIn("no format recognises this file", err)
+        self.assertEqual(err, "zmimport: %s: The file does not exist.\n" % missing)
+        status, _, err = run("read", self.dir.name)
+        self.assertEqual(status, 1)
+        self.assertIn("Directories can not be imported.", err)
 
     def test_read_to_csv(self):
         status, out, err = run("read", self.spectra)
@@ -130,11 +134,11 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(f.readline(), "SampleNo\tDateTime\tw1100\tw1102\tw1104\n")
 
     def test_reader_errors_exit_with_status_1_and_the_readers_text(self):
-        missing = os.path.join(self.dir.name, "missing.dat")
-        status, out, err = run("read", missing, "--format", "Brimrose File")
+        other = self.write("other.dat", b"1,2,3\n")
+        status, out, err = run("read", other, "--format", "Brimrose File")
         self.assertEqual((status, out), (1, ""))
         self.assertEqual(err, "zmimport: %s: The file does not seem to be a valid Brimrose file.\n"
-                         % missing)
+                         % other)
 
         with open(self.spectra, "rb") as f:
             cut = self.write("cut.dat", f.read()[:700])
