@@ -1,7 +1,8 @@
 // A plug-in whose behaviour each test file scripts, so that driver tests can provoke empty
 // tables, failures with a chosen text, warnings and multi-file reads.
 //
-// A file of this plug-in starts with the line "#dtf"; further lines are directives:
+// A file of this plug-in starts with the line "#dtf" (the series format's name ends in
+// ".dts"); further lines are directives:
 //   rows N / cols N      table size (default 3 x 2); row 1 holds texts "C<col>", row r of
 //                        later rows the number r * 100 + col + 0.5
 //   fail open|size|read  that operation reports failure
@@ -102,8 +103,14 @@ const ZmImportFileFormatInfo* ZmImportGetFileFormatInfo(int index) {
     return &formats[index < 2 ? 0 : (index > kFormatCount ? kFormatCount - 1 : index - 1)];
 }
 
-char ZmImportIsCorrectFileType(int, const char* file) {
-    std::ifstream in(Split(file).empty() ? std::string() : Split(file).front());
+// Both formats know the content; the name tells them apart (".dts" is the series).
+char ZmImportIsCorrectFileType(int index, const char* file) {
+    const std::vector<std::string> files = Split(file);
+    const std::string first = files.empty() ? std::string() : files.front();
+    const bool series = first.size() > 4 && first.compare(first.size() - 4, 4, ".dts") == 0;
+    if (series != (index == 2))
+        return 0;
+    std::ifstream in(first);
     std::string line;
     return in && std::getline(in, line) && line == "#dtf" ? 2 : 0;
 }
