@@ -61,6 +61,24 @@ TEST(ZmImport, EveryFormatOpensAMissingFileAsAFailureWithAText) {
     }
 }
 
+TEST(ZmImport, AFailedOpenExplainsItselfInTheFormatsOwnWords) {
+    // The exported text is the one the format's reader gives for the same failure.
+    for (int i = 1; i <= ZmImportSizeFileFormatsSupported(); ++i) {
+        SCOPED_TRACE(ZmImportGetFileFormatInfo(i)->name);
+        SpreadsheetFile* direct = SprFileFactory::GetSpreadsheetFile(i);
+        ASSERT_NE(direct, nullptr);
+        EXPECT_NE(direct->Open(true, kMissing, nullptr), 0);
+        char expected[255];
+        direct->GetErrorMessage(expected, sizeof expected);
+        delete direct;
+
+        void* handle = nullptr;
+        ASSERT_FALSE(ZmImportOpen(i, kMissing, true, &handle, nullptr));
+        EXPECT_STREQ(ZmImportGetLastError(i, handle), expected);
+        ZmImportClose(i, handle);
+    }
+}
+
 TEST(ZmImport, PendingFormatsRecogniseNothingAndAreNotImplemented) {
     PendingFormatFile pending;
     EXPECT_EQ(pending.Open(true, kMissing, nullptr), 1);
