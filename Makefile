@@ -43,7 +43,8 @@ fuzz: deps
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DZM_FUZZ=ON -DZM_BUILD_BENCH=OFF $(CMAKE_FLAGS)
 	cmake --build build-fuzz -j $(JOBS) --target fuzz_formats
-	@echo "Run: build-fuzz/bin/fuzz_formats -max_total_time=60 tests/data"
+	mkdir -p build-fuzz/corpus
+	@echo "Run: build-fuzz/bin/fuzz_formats -max_total_time=60 build-fuzz/corpus fuzz/corpus tests/data"
 
 bench: build
 	bash bench/run.sh $(BUILD)/bin
