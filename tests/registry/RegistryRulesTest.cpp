@@ -114,13 +114,10 @@ TEST(RegistryRules, DetectionAnswersMapToTheExportedScale) {
     static TestFactory canRead("Map CanRead", "Map 1 (*.m1)", 1, SprFileFactory::kCanRead);
     static TestFactory plausible("Map Plausible", "Map 2 (*.m2)", 1, SprFileFactory::kPlausible);
     static TestFactory notMine("Map NotMine", "Map 3 (*.m3)", 1, SprFileFactory::kNotMine);
-    static TestFactory odd("Map Odd", "Map 4 (*.m4)", 1,
-                           static_cast<SprFileFactory::MyKindOfFile>(7));
     EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map Surely"), "f"), 2);
     EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map CanRead"), "f"), 1);
     EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map Plausible"), "f"), 1);
     EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map NotMine"), "f"), 0);
-    EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map Odd"), "f"), 0);
 }
 
 TEST(RegistryRules, OpenCreatesTheReaderOfTheIndexedFactory) {
