@@ -34,7 +34,10 @@ function(zm_add_library)
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/zmimport>)
   set_target_properties(zmimport PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
-  target_link_options(zmimport PRIVATE -Wl,--no-undefined)
+  # A program that exports the same interface (and so the same symbol names) may load
+  # this library as a plug-in; its functions must keep calling their own code, or its
+  # factories would register into the program's registry and replace its records.
+  target_link_options(zmimport PRIVATE -Wl,--no-undefined -Wl,-Bsymbolic-functions)
 
   add_library(zmimport_objects INTERFACE)
   target_sources(zmimport_objects INTERFACE ${objects})
