@@ -4,6 +4,11 @@
 #include <algorithm>
 #include <climits>
 #include <system_error>
+#include <utility>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 #include "platform/Exception.h"
 #include "platform/TextStream.h"
@@ -68,6 +73,35 @@ char32_t NextCodePoint(const unsigned char*& p, const unsigned char* end) {
     return c;
 }
 
+// The first byte at or after `p` that `stop` marks, or `end`. The stop set holds at most
+// four distinct bytes (`bytes`), so sixteen bytes at a time can be compared at once.
+[[gnu::always_inline]] inline const unsigned char* FindStop(const unsigned char* p,
+                                                            const unsigned char* end,
+                                                            const bool* stop,
+                                                            const unsigned char* bytes) {
+#ifdef __SSE2__
+    const __m128i b0 = _mm_set1_epi8(static_cast<char>(bytes[0]));
+    const __m128i b1 = _mm_set1_epi8(static_cast<char>(bytes[1]));
+    const __m128i b2 = _mm_set1_epi8(static_cast<char>(bytes[2]));
+    const __m128i b3 = _mm_set1_epi8(static_cast<char>(bytes[3]));
+    while (end - p >= 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i hit =
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, b0), _mm_cmpeq_epi8(v, b1)),
+                         _mm_or_si128(_mm_cmpeq_epi8(v, b2), _mm_cmpeq_epi8(v, b3)));
+        const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(hit));
+        if (mask != 0)
+            return p + __builtin_ctz(mask);
+        p += 16;
+    }
+#else
+    (void)bytes;
+#endif
+    while (p < end && !stop[*p])
+        ++p;
+    return p;
+}
+
 }  // namespace
 
 CsvParser::CsvParser(const CsvDialect& dialect_, const std::filesystem::path& path,
@@ -98,6 +132,33 @@ void CsvParser::BuildScanTables() {
         unquotedStop[dialect.delimiter] = true;
     if (dialect.quoting && dialect.quoteChar < 0x80)
         quotedStop[dialect.quoteChar] = true;
+    for (int b = 0; b < 256; ++b)
+        startStop[b] = unquotedStop[b] || quotedStop[b];
+    // The same sets as byte lists for the wide comparison, padded with a repeat.
+    for (auto [table, bytes] :
+         {std::pair{unquotedStop, unquotedBytes}, std::pair{quotedStop, quotedBytes}}) {
+        int n = 0;
+        for (int b = 0; b < 128 && n < 4; ++b) {
+            if (table[b])
+                bytes[n++] = static_cast<unsigned char>(b);
+        }
+        for (; n < 4; ++n)
+            bytes[n] = bytes[0];
+    }
+    if (dialect.skipInitialSpace)
+        startStop[kSpace] = true;
+
+    // A delimiter or quote that no earlier row of the state table can claim is handled
+    // without the table; 256 (no byte) disables the shortcut.
+    const char32_t d = dialect.delimiter;
+    const char32_t q = dialect.quoteChar;
+    const bool delimiterPlain = d < 0x80 && d != kCr && d != kLf && d != dialect.escapeChar &&
+                                !(dialect.quoting && d == q) &&
+                                !(dialect.skipInitialSpace && d == kSpace);
+    fastDelimiter = delimiterPlain ? d : 256;
+    const bool quotePlain =
+        dialect.quoting && q < 0x80 && q != kCr && q != kLf && q != dialect.escapeChar;
+    fastQuote = quotePlain ? q : 256;
 }
 
 bool CsvParser::CanScanBytes() const {
@@ -146,25 +207,77 @@ void CsvParser::ParseUtf8(std::string_view utf8, bool byCodePoint) {
 }
 
 void CsvParser::ProcessBytes(const unsigned char* p, const unsigned char* end) {
+    // The common characters of the common states are handled here; everything else
+    // goes through the full table.
     while (p < end && !stopped) {
-        if (state == kInField || state == kInQuotedField) {
-            // Copy the run of ordinary characters in one piece.
-            const bool* stop = state == kInField ? unquotedStop : quotedStop;
-            const unsigned char* q = p;
-            while (q < end && !stop[*q])
-                ++q;
-            if (q != p)
-                rows.AppendToField(reinterpret_cast<const char*>(p), q - p);
-            p = q;
-            if (p == end)
-                return;
+        switch (state) {
+            case kInField: {
+                const unsigned char* q = FindStop(p, end, unquotedStop, unquotedBytes);
+                AppendRun(p, q, end);
+                if (q == end)
+                    return;
+                p = q + 1;
+                if (*q == kLf) {
+                    rows.EndField();
+                    EndOfLine(kLf);
+                } else if (*q == fastDelimiter) {
+                    rows.EndField();
+                    state = kStartField;
+                } else {
+                    ProcessCodePoint(*q);
+                }
+                break;
+            }
+            case kInQuotedField: {
+                const unsigned char* q = FindStop(p, end, quotedStop, quotedBytes);
+                AppendRun(p, q, end);
+                if (q == end)
+                    return;
+                p = q + 1;
+                if (*q == fastQuote) {
+                    state = dialect.doubleQuote ? kQuoteInQuotedField : kInField;
+                } else {
+                    ProcessCodePoint(*q);
+                }
+                break;
+            }
+            case kStartField: {
+                const unsigned char b = *p;
+                if (!startStop[b]) {
+                    state = kInField;  // an ordinary first character starts the run
+                    break;
+                }
+                ++p;
+                if (b == fastDelimiter) {
+                    rows.EndField();
+                } else if (b == fastQuote) {
+                    state = kInQuotedField;
+                } else {
+                    ProcessCodePoint(b);
+                }
+                break;
+            }
+            default: {
+                const unsigned char b = *p++;
+                if (b < 0x80) {
+                    ProcessCodePoint(b);
+                } else {
+                    ProcessOrdinaryByte(b);
+                }
+                break;
+            }
         }
-        const unsigned char b = *p++;
-        if (b < 0x80) {
-            ProcessCodePoint(b);
-        } else {
-            ProcessOrdinaryByte(b);
-        }
+    }
+}
+
+inline void CsvParser::AppendRun(const unsigned char* p, const unsigned char* q,
+                                 const unsigned char* end) {
+    const auto* from = reinterpret_cast<const char*>(p);
+    const size_t n = static_cast<size_t>(q - p);
+    if (n <= 16 && end - p >= 16) {
+        rows.AppendShortToField(from, n);
+    } else if (n != 0) {
+        rows.AppendToField(from, n);
     }
 }
 

@@ -45,6 +45,8 @@ class ZMIMPORT_API CsvParser {
     // bytes: multi-byte sequences then never meet a special character.
     bool CanScanBytes() const;
     void ProcessBytes(const unsigned char* p, const unsigned char* end);
+    // Appends the ordinary bytes [p, q) to the field; the input runs on to `end`.
+    void AppendRun(const unsigned char* p, const unsigned char* q, const unsigned char* end);
     void ProcessOrdinaryByte(unsigned char byte);
     void ProcessCodePoint(unsigned codePoint);
     void AddCodePoint(unsigned codePoint);
@@ -63,4 +65,10 @@ class ZMIMPORT_API CsvParser {
     // Bytes that end a run of ordinary characters in an unquoted and a quoted field.
     bool unquotedStop[256] = {};
     bool quotedStop[256] = {};
+    // Bytes that are not simply the first character of an unquoted field.
+    bool startStop[256] = {};
+    unsigned char unquotedBytes[4] = {};
+    unsigned char quotedBytes[4] = {};
+    unsigned fastDelimiter = 256;
+    unsigned fastQuote = 256;
 };

@@ -29,15 +29,32 @@ class CsvRawArray {
         data = grown;
         capacity = n;
     }
-    void Push(T value) {
+    [[gnu::always_inline]] void Push(T value) {
         if (size == capacity)
             Grow(1);
         data[size++] = value;
     }
-    void Append(const T* values, size_t n) {
+    [[gnu::always_inline]] void Append(const T* values, size_t n) {
         if (capacity - size < n)
             Grow(n);
-        std::memcpy(data + size, values, n * sizeof(T));
+        // Fields are short: a plain loop beats a call into memcpy for them.
+        if (n <= 16) {
+            // Through a local pointer: a store through a char pointer could otherwise
+            // alias this object's members and force them to be reloaded every byte.
+            T* out = data + size;
+            for (size_t i = 0; i < n; ++i)
+                out[i] = values[i];
+        } else {
+            std::memcpy(data + size, values, n * sizeof(T));
+        }
+        size += n;
+    }
+    // Appends n <= 16 values from a source with at least 16 readable values by copying
+    // all 16 in one move; the values past n are overwritten by the next append.
+    [[gnu::always_inline]] void AppendShort(const T* values, size_t n) {
+        if (capacity - size < 16)
+            Grow(16);
+        std::memcpy(data + size, values, 16 * sizeof(T));
         size += n;
     }
     void Truncate(size_t n) {
@@ -74,8 +91,10 @@ class CsvRows {
 
     void AppendToField(const char* p, size_t n) { text.Append(p, n); }
     void AppendToField(char c) { text.Push(c); }
+    // The same for n <= 16 bytes where 16 bytes from p are readable.
+    void AppendShortToField(const char* p, size_t n) { text.AppendShort(p, n); }
     // Ends the field being built and adds it to the current row.
-    void EndField() {
+    [[gnu::always_inline]] void EndField() {
         const size_t length = text.Size() - fieldStart;
         if (length > UINT32_MAX)
             ThrowTooLong();
