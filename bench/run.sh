@@ -39,6 +39,78 @@ raw="$(raw_mb_s "$file")"
 echo "cat       $raw MB/s"
 summary+=("$(report "Brimrose 10000 x 1000" "$ours" "$raw")")
 
+# --- CSV and tab-delimited text: 1,000,000 rows x 10 columns against pandas ---
+echo
+echo "== CSV and tab-delimited text, 1,000,000 rows x 10 columns =="
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+csv="$work/table-1000000x10.csv"
+tsv="$work/table-1000000x10.tsv"
+[ -f "$csv" ] && [ -f "$tsv" ] || "$bin/bench_csv" --generate "$csv" "$tsv"
+[ -f "$work/table-1252.csv" ] || iconv -f UTF-8 -t WINDOWS-1252 "$csv" > "$work/table-1252.csv"
+[ -f "$work/table-utf16.csv" ] || iconv -f UTF-8 -t UTF-16 "$csv" > "$work/table-utf16.csv"
+
+# best_seconds CMD...: the smallest "seconds" figure that CMD prints in three runs.
+best_seconds() {
+  local best="" s
+  for _ in 1 2 3; do
+    s="$("$@" | awk '/^seconds/ { print $2 }')"
+    best="$(awk -v a="$s" -v b="$best" 'BEGIN { if (b == "" || a < b) b = a; print b }')"
+  done
+  echo "$best"
+}
+# wall_seconds CMD...: the smallest wall-clock time of three runs of the whole process.
+wall_seconds() {
+  local best="" start end
+  for _ in 1 2 3; do
+    start=$(date +%s.%N)
+    "$@" > /dev/null
+    end=$(date +%s.%N)
+    best="$(awk -v s="$start" -v e="$end" -v b="$best" \
+      'BEGIN { t = e - s; if (b == "" || t < b) b = t; print b }')"
+  done
+  echo "$best"
+}
+# max_rss_kb CMD...: the peak resident memory of one run, in KiB.
+max_rss_kb() { /usr/bin/time -f '%M' "$@" 2>&1 > /dev/null | tail -1; }
+
+size_mb="$(awk -v b="$(stat -c %s "$csv")" 'BEGIN { printf "%.1f", b / 1e6 }')"
+echo "files: $csv ($size_mb MB) and its tab-delimited twin"
+csv_ours="$(best_seconds "$bin/bench_csv" --read-csv "$csv")"
+tsv_ours="$(best_seconds "$bin/bench_csv" --read-text "$tsv")"
+csv_1252="$(best_seconds "$bin/bench_csv" --read-csv "$work/table-1252.csv")"
+csv_utf16="$(best_seconds "$bin/bench_csv" --read-csv "$work/table-utf16.csv")"
+csv_rss="$(max_rss_kb "$bin/bench_csv" --read-csv "$csv")"
+tsv_rss="$(max_rss_kb "$bin/bench_csv" --read-text "$tsv")"
+e2e="$(wall_seconds "$bin/zmimport" read "$csv" -o /dev/null)"
+echo "CsvFile   $csv_ours s (windows-1252 $csv_1252 s, UTF-16 $csv_utf16 s), peak $csv_rss KiB"
+echo "TextFile  $tsv_ours s, peak $tsv_rss KiB"
+echo "zmimport read -o /dev/null  $e2e s"
+
+rss_ratio() { awk -v k="$1" -v b="$(stat -c %s "$2")" 'BEGIN { printf "%.2f", k * 1024 / b }'; }
+summary+=("$(printf '%-28s peak %7.1f MB = %s x file size (target <= 2.5)' "CSV read memory" \
+  "$(awk -v k="$csv_rss" 'BEGIN { print k / 1024 }')" "$(rss_ratio "$csv_rss" "$csv")")")
+summary+=("$(printf '%-28s peak %7.1f MB = %s x file size (target <= 2.5)' "TSV read memory" \
+  "$(awk -v k="$tsv_rss" 'BEGIN { print k / 1024 }')" "$(rss_ratio "$tsv_rss" "$tsv")")")
+summary+=("$(awk -v a="$csv_1252" -v b="$csv_utf16" -v u="$csv_ours" 'BEGIN {
+  printf "%-28s windows-1252 %.2f x, UTF-16 %.2f x the UTF-8 time (target <= 1.5)",
+    "CSV read, other encodings", a / u, b / u }')")
+
+if /usr/bin/python3 -c 'import pandas' 2> /dev/null; then
+  csv_pd="$(best_seconds /usr/bin/python3 "$here/pandas_read_csv.py" "$csv" comma)"
+  tsv_pd="$(best_seconds /usr/bin/python3 "$here/pandas_read_csv.py" "$tsv" tab)"
+  echo "pandas.read_csv  CSV $csv_pd s, TSV $tsv_pd s"
+  versus() {  # NAME OURS PANDAS TARGET
+    awk -v n="$1" -v o="$2" -v p="$3" -v t="$4" 'BEGIN {
+      printf "%-28s ours %7.3f s   pandas %7.3f s   %.2f x faster (target >= %s)\n",
+        n, o, p, p / o, t }'
+  }
+  summary+=("$(versus "CSV read (CsvFile)" "$csv_ours" "$csv_pd" 3)")
+  summary+=("$(versus "TSV read (TextFile)" "$tsv_ours" "$tsv_pd" 3)")
+  summary+=("$(versus "zmimport read CSV, end to end" "$e2e" "$csv_pd" 1)")
+else
+  echo "pandas is missing (Debian package python3-pandas): no comparison"
+fi
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"
