@@ -56,8 +56,12 @@ TEST(RegistryRules, ASameNamedFactoryWithPriorityOneReplacesTheFormat) {
     const int before = SprFileFactory::SizeInfos();
     const int csv = IndexOf("CSV File");
     ASSERT_GT(csv, 0);
-    const SprFileFactory* original = ZmImportGetFileFormatInfo(csv)->factory;
+    const ZmImportFileFormatInfo* held = ZmImportGetFileFormatInfo(csv);
+    const SprFileFactory* original = held->factory;
     static TestFactory replacement("CSV File", "CSV Files (*.csv)", 1, SprFileFactory::kSurely);
+    // A host still holding the replaced record may go on reading it.
+    EXPECT_STREQ(held->name, "CSV File");
+    EXPECT_EQ(held->factory, original);
     EXPECT_EQ(SprFileFactory::SizeInfos(), before);
     EXPECT_EQ(IndexOf("CSV File"), csv);
     EXPECT_EQ(ZmImportGetFileFormatInfo(csv)->factory, &replacement);
