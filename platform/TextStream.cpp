@@ -3,10 +3,16 @@
 #include "platform/TextStream.h"
 
 #include <unicode/ucnv.h>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
 #include <cstdio>
 #include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace zm {
 namespace {
@@ -62,6 +68,32 @@ std::string_view WriteBom(const std::string& key) {
     return {};
 }
 
+// Narrows the leading ASCII code units of UTF-16 text, sixteen at a time; returns how
+// many it wrote. The caller finishes the rest one unit at a time.
+size_t NarrowAsciiUtf16(const uint8_t* in, size_t units, char* out, bool bigEndian) {
+    size_t done = 0;
+#ifdef __SSE2__
+    const __m128i notAscii = _mm_set1_epi16(static_cast<short>(0xFF80));
+    const __m128i zero = _mm_setzero_si128();
+    while (units - done >= 16) {
+        __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 2 * done));
+        __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 2 * done + 16));
+        if (bigEndian) {
+            a = _mm_or_si128(_mm_slli_epi16(a, 8), _mm_srli_epi16(a, 8));
+            b = _mm_or_si128(_mm_slli_epi16(b, 8), _mm_srli_epi16(b, 8));
+        }
+        const __m128i high = _mm_and_si128(_mm_or_si128(a, b), notAscii);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, zero)) != 0xFFFF)
+            break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), _mm_packus_epi16(a, b));
+        done += 16;
+    }
+#else
+    (void)in, (void)units, (void)out, (void)bigEndian;
+#endif
+    return done;
+}
+
 // A growable byte buffer that does not zero what it allocates.
 class ByteBuffer {
   public:
@@ -91,7 +123,8 @@ struct TextStream::Impl {
     enum class Path {
         kPassThrough,  // the file is UTF-8 already
         kTable,        // a single-byte code page: one UTF-8 sequence per byte value
-        kConverter,    // ICU conversion through a UTF-16 pivot
+        kConverter,    // ICU conversion to UTF-16, then to UTF-8
+        kUtf16,        // UTF-16 in either byte order: ASCII runs copied, the rest to ICU
     };
     struct TableEntry {
         uint8_t length;
@@ -113,7 +146,11 @@ struct TextStream::Impl {
     std::unique_ptr<TableEntry[]> table;
     bool tableKeepsAscii = false;
 
-    // Reading: raw bytes not yet converted, then UTF-8 text not yet handed out.
+    // Reading: raw bytes not yet converted, UTF-16 on the way (with a lead surrogate
+    // carried over when `carry`), then UTF-8 text not yet handed out.
+    ByteBuffer utf16;
+    bool carry = false;
+    bool utf16BigEndian = false;
     ByteBuffer raw;
     size_t rawPos = 0, rawEnd = 0;
     bool rawAtEnd = false;
@@ -135,10 +172,12 @@ struct TextStream::Impl {
     void ConvertTable(const uint8_t* in, size_t size);
     bool ConvertIcu(UConverter* to, UConverter* from, const char*& in, const char* inEnd,
                     bool flush, ByteBuffer& out, size_t& outEnd);
+    bool ConvertToUtf8(const char*& in, const char* inEnd, bool flush);
+    bool ConvertUtf16(const char*& in, const char* inEnd, bool flush);
     bool FlushPending(bool force);
     bool MoreToCome() const {
         return !failed &&
-               (!rawAtEnd || rawPos < rawEnd || (path == Path::kConverter && !converterFlushed));
+               (!rawAtEnd || rawPos < rawEnd || (path >= Path::kConverter && !converterFlushed));
     }
     bool Finish();
 };
@@ -169,7 +208,13 @@ bool TextStream::Impl::OpenForReading(const std::string& fileName,
         path = Path::kPassThrough;
         return true;
     }
-    return SetUpConversion(icuName);
+    if (!SetUpConversion(icuName))
+        return false;
+    if (key == "utf16le" || key == "utf16be") {
+        path = Path::kUtf16;
+        utf16BigEndian = key == "utf16be";
+    }
+    return true;
 }
 
 bool TextStream::Impl::SetUpConversion(const std::string& icuName) {
@@ -254,7 +299,16 @@ void TextStream::Impl::ConvertTable(const uint8_t* in, size_t size) {
     const uint8_t* end = in + size;
     while (in < end) {
         if (tableKeepsAscii) {
-            // Copy a run of ASCII eight bytes at a time.
+            // Copy a run of ASCII sixteen, then eight bytes at a time.
+#ifdef __SSE2__
+            while (end - in >= 16) {
+                const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+                if (_mm_movemask_epi8(v) != 0)
+                    break;
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v);
+                in += 16, out += 16;
+            }
+#endif
             while (end - in >= 8) {
                 uint64_t word;
                 std::memcpy(&word, in, 8);
@@ -306,9 +360,21 @@ bool TextStream::Impl::Fill() {
         std::memmove(text.Data(), text.Data() + textPos, left);
     textPos = 0;
     textEnd = left;
-    if (rawPos == rawEnd)
+    if (path == Path::kPassThrough && rawPos == rawEnd) {
+        // UTF-8 needs no conversion: read straight into the text buffer.
+        if (rawAtEnd)
+            return false;
+        text.Reserve(textEnd + kBlockSize, textEnd);
+        const size_t got = std::fread(text.Data() + textEnd, 1, kBlockSize, file);
+        textEnd += got;
+        if (got < kBlockSize)
+            rawAtEnd = true;
+        return got > 0;
+    }
+    // A few bytes may wait for the rest of their character.
+    if (rawEnd - rawPos < 8)
         ReadRaw();
-    if (rawPos == rawEnd && (path != Path::kConverter || converterFlushed))
+    if (rawPos == rawEnd && (path < Path::kConverter || converterFlushed))
         return false;
     const size_t size = rawEnd - rawPos;
     const char* in = raw.Data() + rawPos;
@@ -323,10 +389,12 @@ bool TextStream::Impl::Fill() {
             ConvertTable(reinterpret_cast<const uint8_t*>(in), size);
             rawPos = rawEnd;
             break;
+        case Path::kUtf16:
         case Path::kConverter: {
             const bool flush = rawAtEnd;
-            if (!ConvertIcu(utf8.get(), converter.get(), in, raw.Data() + rawEnd, flush, text,
-                            textEnd)) {
+            const bool ok = path == Path::kUtf16 ? ConvertUtf16(in, raw.Data() + rawEnd, flush)
+                                                 : ConvertToUtf8(in, raw.Data() + rawEnd, flush);
+            if (!ok) {
                 rawPos = rawEnd;
                 converterFlushed = true;
                 return textEnd > left;
@@ -335,6 +403,110 @@ bool TextStream::Impl::Fill() {
             converterFlushed = flush;
             break;
         }
+    }
+    return true;
+}
+
+// Reading converts to UTF-16 first (the converter keeps a character cut by the block end)
+// and then to UTF-8 in one call, which is much faster than converting through a pivot
+// character by character. A lead surrogate at the end waits for its partner.
+bool TextStream::Impl::ConvertToUtf8(const char*& in, const char* inEnd, bool flush) {
+    const size_t carried = carry ? 1 : 0;
+    size_t units = carried;
+    for (;;) {
+        utf16.Reserve((units + static_cast<size_t>(inEnd - in) * 2 + 16) * sizeof(UChar),
+                      units * sizeof(UChar));
+        auto* start = reinterpret_cast<UChar*>(utf16.Data());
+        UChar* target = start + units;
+        UErrorCode error = U_ZERO_ERROR;
+        ucnv_toUnicode(converter.get(), &target, start + utf16.Capacity() / sizeof(UChar), &in,
+                       inEnd, nullptr, flush, &error);
+        units = static_cast<size_t>(target - start);
+        if (error == U_BUFFER_OVERFLOW_ERROR)
+            continue;
+        if (U_FAILURE(error))
+            return false;
+        break;
+    }
+    auto* start = reinterpret_cast<UChar*>(utf16.Data());
+    carry = !flush && units > 0 && U16_IS_LEAD(start[units - 1]);
+    const size_t convert = carry ? units - 1 : units;
+    text.Reserve(textEnd + convert * 3 + 16, textEnd);
+    int32_t length = 0;
+    UErrorCode error = U_ZERO_ERROR;
+    u_strToUTF8WithSub(text.Data() + textEnd, static_cast<int32_t>(text.Capacity() - textEnd),
+                       &length, start, static_cast<int32_t>(convert), 0xFFFD, nullptr, &error);
+    if (U_FAILURE(error))
+        return false;
+    textEnd += static_cast<size_t>(length);
+    if (carry)
+        start[0] = start[convert];
+    return true;
+}
+
+// UTF-16 text is mostly ASCII in the files met here, so ASCII runs are narrowed sixteen
+// units at a time and other characters go through ICU's code point macros. A lead surrogate or an
+// odd byte at the end of the data stays in the raw buffer until more data comes.
+bool TextStream::Impl::ConvertUtf16(const char*& in, const char* inEnd, bool flush) {
+    const auto* p = reinterpret_cast<const uint8_t*>(in);
+    const uint8_t* end = p + (static_cast<size_t>(inEnd - in) & ~size_t{1});
+    const int lo = utf16BigEndian ? 1 : 0;
+    const int hi = 1 - lo;
+    auto unit = [lo, hi](const uint8_t* u) { return static_cast<UChar>(u[lo] | (u[hi] << 8)); };
+    text.Reserve(textEnd + static_cast<size_t>(end - p) / 2 * 3 + 16, textEnd);
+    char* out = text.Data() + textEnd;
+    while (p < end) {
+        const size_t ascii =
+            NarrowAsciiUtf16(p, static_cast<size_t>(end - p) / 2, out, utf16BigEndian);
+        p += 2 * ascii, out += ascii;
+        while (end - p >= 8 && (p[hi] | p[hi + 2] | p[hi + 4] | p[hi + 6]) == 0 &&
+               ((p[lo] | p[lo + 2] | p[lo + 4] | p[lo + 6]) & 0x80) == 0) {
+            out[0] = static_cast<char>(p[lo]);
+            out[1] = static_cast<char>(p[lo + 2]);
+            out[2] = static_cast<char>(p[lo + 4]);
+            out[3] = static_cast<char>(p[lo + 6]);
+            p += 8, out += 4;
+        }
+        while (p < end && unit(p) < 0x80) {
+            *out++ = static_cast<char>(p[lo]);
+            p += 2;
+        }
+        if (p == end)
+            break;
+        // Other characters one code point at a time with ICU's UTF-16 and UTF-8 macros.
+        bool holdBack = false;
+        while (p < end && unit(p) >= 0x80) {
+            UChar32 c = unit(p);
+            p += 2;
+            if (U16_IS_LEAD(c)) {
+                if (p < end && U16_IS_TRAIL(unit(p))) {
+                    c = U16_GET_SUPPLEMENTARY(c, unit(p));
+                    p += 2;
+                } else if (p == end && !flush) {
+                    p -= 2;  // the trail unit comes with the next block
+                    holdBack = true;
+                    break;
+                } else {
+                    c = 0xFFFD;
+                }
+            } else if (U16_IS_TRAIL(c)) {
+                c = 0xFFFD;
+            }
+            auto* bytes = reinterpret_cast<uint8_t*>(out);
+            int32_t written = 0;
+            U8_APPEND_UNSAFE(bytes, written, c);
+            out += written;
+        }
+        if (holdBack)
+            break;
+    }
+    textEnd = static_cast<size_t>(out - text.Data());
+    in = reinterpret_cast<const char*>(p);
+    if (flush && in != inEnd) {
+        // A file that ends inside a code unit.
+        std::memcpy(text.Data() + textEnd, "\xEF\xBF\xBD", 3);
+        textEnd += 3;
+        in = inEnd;
     }
     return true;
 }
@@ -437,7 +609,8 @@ bool TextStream::ReadChunk(std::string_view& chunk) {
             size_t back = 0;
             while (back < 3 && cut > 0 && U8_IS_TRAIL(p[cut - 1]))
                 --cut, ++back;
-            if (cut > 0 && p[cut - 1] >= 0xC0 && static_cast<size_t>(U8_COUNT_TRAIL_BYTES(p[cut - 1])) > back) {
+            if (cut > 0 && p[cut - 1] >= 0xC0 &&
+                static_cast<size_t>(U8_COUNT_TRAIL_BYTES(p[cut - 1])) > back) {
                 available = cut - 1;
             }
         }

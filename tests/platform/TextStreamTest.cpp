@@ -120,6 +120,55 @@ TEST_F(TextStreamTest, CharactersSplitByTheConversionBlockComeOutWhole) {
     EXPECT_EQ(joined, utf8);
 }
 
+TEST_F(TextStreamTest, LongMixedTextSurvivesEveryConversionPath) {
+    // ASCII runs of every length between other characters, over several blocks, so that
+    // the sixteen-unit and eight-byte copies meet every kind of edge.
+    const char* others[] = {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xE6\x97\xA5"};
+    for (const std::string key : {"utf16le", "utf16be", "utf32le", "windows1252", "utf8"}) {
+        SCOPED_TRACE(key);
+        const int kinds = key == "windows1252" ? 2 : 4;
+        std::string text;
+        for (int i = 0; text.size() < 700000; ++i) {
+            text.append(static_cast<size_t>(i % 41), static_cast<char>('a' + i % 26));
+            text += others[i % kinds];
+            if (i % 7 == 0)
+                text += '\n';
+        }
+        text += '\n';
+        const std::string path = (dir / key).string();
+        {
+            zm::TextStream out(path, key, zm::TextStream::Mode::kWrite);
+            ASSERT_TRUE(out.WriteString(text));
+        }
+        zm::TextStream in(path, key, zm::TextStream::Mode::kRead);
+        std::string back, line;
+        while (in.GetLine(line))
+            back += line + '\n';
+        EXPECT_TRUE(back == text);
+    }
+}
+
+TEST_F(TextStreamTest, BrokenUtf16BecomesReplacementCharacters) {
+    // A lone lead surrogate, a lone trail surrogate, and a file ending inside a unit.
+    const std::string bytes(
+        "\xFF\xFE\x00\xD8"
+        "A\0"
+        "\x00\xDC"
+        "B\0"
+        "C",
+        11);
+    EXPECT_EQ(Lines(Make("broken", bytes), ""), LineList{"\xEF\xBF\xBD"
+                                                         "A"
+                                                         "\xEF\xBF\xBD"
+                                                         "B"
+                                                         "\xEF\xBF\xBD"});
+    const std::string cut(
+        "\xFE\xFF\x00"
+        "A\xD8\x3D",
+        6);
+    EXPECT_EQ(Lines(Make("cut", cut), ""), LineList{"A\xEF\xBF\xBD"});
+}
+
 TEST_F(TextStreamTest, GetCharYieldsCodePointsAndEndOfFileFollows) {
     const std::string path = Make("c", std::string("\xFF\xFE"
                                                    "a\0\xE9\0\x3D\xD8\x00\xDE",
