@@ -111,6 +111,16 @@ else
   echo "pandas is missing (Debian package python3-pandas): no comparison"
 fi
 
+# --- Text stream: the same table in UTF-8, windows-1252 and UTF-16LE ---
+echo
+echo "== Text encodings (1,000,000 x 10, tab-delimited) =="
+[ -f "$work/text-utf16le.txt" ] || "$bin/bench_textstream" --generate "$work"
+out="$("$bin/bench_textstream" "$work")"
+echo "$out"
+while read -r key ratio; do
+  summary+=("$(printf '%-28s TextFile read x%s of UTF-8 (limit 1.5)' "Text $key" "$ratio")")
+done < <(awk '$1 != "utf8" { r = $14; gsub(/[()x]/, "", r); print $1, r }' <<<"$out")
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"
