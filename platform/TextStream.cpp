@@ -82,11 +82,22 @@ size_t NarrowAsciiUtf16(const uint8_t* in, size_t units, char* out, bool bigEndi
             a = _mm_or_si128(_mm_slli_epi16(a, 8), _mm_srli_epi16(a, 8));
             b = _mm_or_si128(_mm_slli_epi16(b, 8), _mm_srli_epi16(b, 8));
         }
-        const __m128i high = _mm_and_si128(_mm_or_si128(a, b), notAscii);
-        if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, zero)) != 0xFFFF)
-            break;
+        // Two mask bits per unit, set where the unit is ASCII.
+        const uint32_t ascii =
+            static_cast<uint32_t>(
+                _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(a, notAscii), zero))) |
+            static_cast<uint32_t>(
+                _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(b, notAscii), zero)))
+                << 16;
+        // All sixteen are stored; only the leading ASCII ones count, the rest is
+        // overwritten by what follows.
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), _mm_packus_epi16(a, b));
-        done += 16;
+        if (ascii == 0xFFFFFFFFu) {
+            done += 16;
+            continue;
+        }
+        done += static_cast<size_t>(__builtin_ctz(~ascii)) / 2;
+        break;
     }
 #else
     (void)in, (void)units, (void)out, (void)bigEndian;
@@ -303,10 +314,16 @@ void TextStream::Impl::ConvertTable(const uint8_t* in, size_t size) {
 #ifdef __SSE2__
             while (end - in >= 16) {
                 const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
-                if (_mm_movemask_epi8(v) != 0)
-                    break;
                 _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v);
-                in += 16, out += 16;
+                const int high = _mm_movemask_epi8(v);
+                if (high == 0) {
+                    in += 16, out += 16;
+                    continue;
+                }
+                // Keep the ASCII bytes before the first other one.
+                const int ascii = __builtin_ctz(static_cast<unsigned>(high));
+                in += ascii, out += ascii;
+                break;
             }
 #endif
             while (end - in >= 8) {
