@@ -15,10 +15,9 @@ struct CommandInfo {
 };
 
 constexpr CommandInfo kCommands[] = {
-    {"formats", Command::kFormats, 0, 0},
-    {"detect", Command::kDetect, 1, 1},
-    {"read", Command::kRead, 1, -1},
-    {"options", Command::kOptions, 1, 1},
+    {"formats", Command::kFormats, 0, 0}, {"detect", Command::kDetect, 1, 1},
+    {"read", Command::kRead, 1, -1},      {"options", Command::kOptions, 1, 1},
+    {"convert", Command::kConvert, 2, 2},
 };
 
 const CommandInfo* FindCommand(std::string_view name) {
@@ -34,8 +33,13 @@ bool Accepts(Command command, std::string_view option) {
     if (option == "--plugins")
         return true;
     if (option == "--format")
-        return command == Command::kRead || command == Command::kOptions;
-    return command == Command::kRead;  // --options, --to, -o
+        return command == Command::kRead || command == Command::kOptions ||
+               command == Command::kConvert;
+    if (option == "--to-format" || option == "--encoding")
+        return command == Command::kConvert;
+    if (option == "--options" || option == "--keep-text")
+        return command == Command::kRead || command == Command::kConvert;
+    return command == Command::kRead;  // --to, -o
 }
 
 // Splits "--name=value"; a plain "--name" leaves `value` empty and `hasValue` false.
@@ -84,12 +88,19 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         bool hasValue;
         SplitOption(arg, name, value, hasValue);
         if (name != "--format" && name != "--options" && name != "--to" && name != "-o" &&
-            name != "--plugins") {
+            name != "--plugins" && name != "--to-format" && name != "--encoding" &&
+            name != "--keep-text") {
             throw UsageError("unknown option '" + std::string(name) + "'");
         }
         if (!Accepts(args.command, name)) {
             throw UsageError("option '" + std::string(name) + "' does not apply to '" +
                              std::string(info->name) + "'");
+        }
+        if (name == "--keep-text") {
+            if (hasValue)
+                throw UsageError("option '--keep-text' takes no value");
+            args.keepText = true;
+            continue;
         }
         if (!hasValue) {
             if (i + 1 >= argc)
@@ -104,6 +115,10 @@ Arguments ParseArguments(int argc, const char* const* argv) {
             args.pluginDir = value;
         } else if (name == "-o") {
             args.output = value;
+        } else if (name == "--to-format") {
+            args.toFormat = value;
+        } else if (name == "--encoding") {
+            args.encoding = value;
         } else if (auto to = ParseOutputFormat(value)) {
             args.to = *to;
         } else {
@@ -117,7 +132,9 @@ Arguments ParseArguments(int argc, const char* const* argv) {
     }
     if (info->maxFiles >= 0 && count > info->maxFiles) {
         throw UsageError(info->maxFiles == 0 ? "'" + std::string(info->name) + "' takes no file"
-                                             : "'" + std::string(info->name) + "' takes one file");
+                         : info->maxFiles == 1
+                             ? "'" + std::string(info->name) + "' takes one file"
+                             : "'" + std::string(info->name) + "' takes IN and OUT");
     }
     return args;
 }
@@ -150,6 +167,15 @@ Commands:
                  Missing cells are empty in CSV and TSV; NaN/inf print as NaN,
                  inf and -inf. Numbers print in their shortest exact form.
       -o         write to OUT instead of standard output
+      --keep-text  keep every text cell as it is; by default the delimited text,
+                 CSV and DIF formats turn a text that is a number into that number
+                 and an empty text into a missing cell
+  zmimport convert IN OUT [--format NAME|INDEX] [--options SETTINGS.xml]
+                         [--to-format NAME|INDEX] [--encoding KEY] [--keep-text]
+      Read IN as 'read' does and write the sheet to OUT with a writable format of
+      this program, chosen by OUT's extension (.txt: "Text File", .dif: "DIF File")
+      unless --to-format names one (its name or registry index). --encoding gives
+      the written file's encoding key (utf8, windows1252, utf16le, ...).
   zmimport options FILE [--format NAME|INDEX]
       Print the settings (XML) the format's reader uses for FILE by default.
   Every command takes --plugins DIR: a folder of plug-in libraries whose

@@ -9,7 +9,7 @@
 
 namespace zmcli {
 
-enum class Command { kHelp, kVersion, kFormats, kDetect, kRead, kOptions };
+enum class Command { kHelp, kVersion, kFormats, kDetect, kRead, kOptions, kConvert };
 
 struct Arguments {
     Command command = Command::kHelp;
@@ -17,8 +17,11 @@ struct Arguments {
     std::string format;       // --format: a name or a 1-based index; empty: by content
     std::string optionsFile;  // --options: a settings document
     OutputFormat to = OutputFormat::kCsv;
-    std::string output;  // -o: empty writes to stdout
+    std::string output;     // -o: empty writes to stdout
     std::string pluginDir;  // --plugins: a further folder of plug-in libraries
+    std::string toFormat;   // --to-format: the writer's name or registry index (convert)
+    std::string encoding;   // --encoding: the written file's encoding key (convert)
+    bool keepText = false;  // --keep-text: texts stay texts, never typed
 };
 
 // A command line that does not follow the grammar; the program exits with status 2.

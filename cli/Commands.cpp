@@ -183,6 +183,8 @@ int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
             return RunRead(args, out, err);
         case Command::kOptions:
             return RunOptions(args, out, err);
+        case Command::kConvert:
+            return RunConvert(args, out, err);
     }
     return kExitUsage;
 }

@@ -19,6 +19,7 @@ int RunFormats(std::ostream& out);
 int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err);
 int RunRead(const Arguments& args, std::ostream& out, std::ostream& err);
 int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err);
+int RunConvert(const Arguments& args, std::ostream& out, std::ostream& err);
 
 // Parses the command line and runs its command.
 int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

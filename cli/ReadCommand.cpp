@@ -7,6 +7,7 @@
 #include "cli/Commands.h"
 #include "cli/FormatTable.h"
 #include "cli/ReaderSession.h"
+#include "cli/TextTyping.h"
 
 namespace zmcli {
 
@@ -46,6 +47,7 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
 
     const std::string label = FilesLabel(args.files);
     SheetSink sink(isatty(STDERR_FILENO) ? stderr : nullptr);
+    sink.TypeTexts(!args.keepText && TypesTextsByDefault(info));
     const ReadOutcome outcome = ReadIntoSink(index, args.files, options.Get(), sink);
     if (!outcome.warning.empty()) {
         err << "zmimport: " << label << ": warning: " << outcome.warning << '\n';

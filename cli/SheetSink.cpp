@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <string>
 
+#include "cli/TextTyping.h"
+
 namespace zmcli {
 
 void ProgressLine::Update(int row, int rows) {
@@ -54,7 +56,14 @@ void SheetSink::Set(int col, int row, float value) {
 }
 
 void SheetSink::Set(int col, int row, const char* text) {
-    sheet.SetText(col, row, text);
+    double number;
+    if (!typeTexts) {
+        sheet.SetText(col, row, text);
+    } else if (ParseNumberText(text, number)) {
+        sheet.SetDouble(col, row, number);
+    } else if (text != nullptr && *text != '\0') {
+        sheet.SetText(col, row, text);
+    }
     Tick();
 }
 

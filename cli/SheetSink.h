@@ -53,6 +53,10 @@ class SheetSink : public ReadSpreadSheetData {
     void Set(int col, int row, float value) override;
     void Set(int col, int row, const char* text) override;
 
+    // With typing on, a text that is entirely a number is stored as that number and an
+    // empty text as a missing cell, as the application's data object does.
+    void TypeTexts(bool on) { typeTexts = on; }
+
     void FinishProgress() { progress.Finish(); }
     const Sheet& GetSheet() const { return sheet; }
 
@@ -61,6 +65,7 @@ class SheetSink : public ReadSpreadSheetData {
 
     Sheet sheet;
     ProgressLine progress;
+    bool typeTexts = false;
 };
 
 }  // namespace zmcli
