@@ -2,6 +2,7 @@
 #include "cli/Sheet.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace zmcli {
 
@@ -24,7 +25,13 @@ Cell* Sheet::Slot(int col, int row) {
         return nullptr;
     }
     if (cachedCells == nullptr || cachedRow != row) {
-        auto it = rows.try_emplace(row).first;
+        if (cachedCells != nullptr)
+            lastRowWidth = cachedCells->size();
+        // Rows usually arrive in order: a new last row is inserted at the end directly.
+        auto [it, inserted] = row > maxRow ? std::pair{rows.try_emplace(rows.end(), row), true}
+                                           : rows.try_emplace(row);
+        if (inserted)
+            it->second.reserve(lastRowWidth);
         cachedRow = row;
         cachedCells = &it->second;
     }
@@ -58,14 +65,37 @@ void Sheet::SetInteger(int col, int row, long long value) {
 
 void Sheet::SetText(int col, int row, const char* text) {
     if (Cell* cell = Slot(col, row)) {
-        // A rewritten text cell reuses its pool entry instead of piling up strings.
-        if (cell->kind != Cell::Kind::kText) {
-            cell->text = static_cast<uint32_t>(texts.size());
-            texts.emplace_back();
+        if (text == nullptr)
+            text = "";
+        // Texts longer than 4 GiB are cut; no reader delivers such a cell.
+        const size_t length = std::min<size_t>(std::strlen(text), UINT32_MAX);
+        // A rewritten text cell reuses its storage when the new text fits there.
+        if (cell->kind == Cell::Kind::kText && length <= cell->textLength) {
+            std::memcpy(const_cast<char*>(cell->text), text, length);
+            const_cast<char*>(cell->text)[length] = '\0';
+        } else {
+            cell->text = StoreText(text, length);
             cell->kind = Cell::Kind::kText;
         }
-        texts[cell->text] = text != nullptr ? text : "";
+        cell->textLength = static_cast<uint32_t>(length);
     }
+}
+
+const char* Sheet::StoreText(const char* text, size_t length) {
+    constexpr size_t kBlockSize = size_t{1} << 20;
+    const size_t size = length + 1;
+    if (size > blockFree) {
+        const size_t blockSize = std::max(kBlockSize, size);
+        textBlocks.push_back(std::make_unique_for_overwrite<char[]>(blockSize));
+        blockNext = textBlocks.back().get();
+        blockFree = blockSize;
+    }
+    char* stored = blockNext;
+    std::memcpy(stored, text, length);
+    stored[length] = '\0';
+    blockNext += size;
+    blockFree -= size;
+    return stored;
 }
 
 const Cell* Sheet::At(int col, int row) const {
@@ -77,8 +107,19 @@ const Cell* Sheet::At(int col, int row) const {
 }
 
 const std::vector<Cell>* Sheet::RowCells(int row) const {
+    // Writers ask for the rows in order: try the row after the last one found first.
+    if (lastFound != rows.end() && lastFound->first < row) {
+        auto next = std::next(lastFound);
+        if (next != rows.end() && next->first == row) {
+            lastFound = next;
+            return &next->second;
+        }
+    }
     auto it = rows.find(row);
-    return it == rows.end() ? nullptr : &it->second;
+    if (it == rows.end())
+        return nullptr;
+    lastFound = it;
+    return &it->second;
 }
 
 }  // namespace zmcli

@@ -1,9 +1,11 @@
 // The table a read produces: a grid of number, text or missing cells, addressed 1-based.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
-#include <string>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 namespace zmcli {
@@ -13,14 +15,16 @@ namespace zmcli {
 struct Cell {
     enum class Kind : uint8_t { kMissing, kDouble, kFloat, kInteger, kText };
     Kind kind = Kind::kMissing;
+    uint32_t textLength = 0;  // of `text`; it fills what would be padding
     union {
         double d;
         float f;
         long long i;
-        uint32_t text;  // index into the sheet's text pool
+        const char* text;  // zero-terminated, in one of the sheet's text blocks
     };
     Cell() : i(0) {}
 };
+static_assert(sizeof(Cell) == 16, "a sheet holds millions of cells");
 
 // Rows are stored sparsely (a row exists once a cell of it arrives) and each row holds
 // its cells densely, so a reader that announces a huge table but delivers little costs
@@ -28,6 +32,11 @@ struct Cell {
 class Sheet {
   public:
     static constexpr int kMaxColumns = 1 << 20;
+
+    Sheet() = default;
+    // Not copied or moved: the row cache holds an iterator into `rows`.
+    Sheet(const Sheet&) = delete;
+    Sheet& operator=(const Sheet&) = delete;
 
     // The size the reader announced; the extent never shrinks below what was stored.
     void Announce(int cols, int rows);
@@ -49,13 +58,20 @@ class Sheet {
     const Cell* At(int col, int row) const;
     // The stored cells of a row, left to right (may be shorter than Columns()), or null.
     const std::vector<Cell>* RowCells(int row) const;
-    const std::string& TextOf(const Cell& cell) const { return texts[cell.text]; }
+    std::string_view TextOf(const Cell& cell) const { return {cell.text, cell.textLength}; }
 
   private:
     Cell* Slot(int col, int row);
 
     std::map<int, std::vector<Cell>> rows;
-    std::vector<std::string> texts;
+    // Copies a text into the current block (a new one when it does not fit). Texts are
+    // packed end to end rather than kept as one string object each: a large read holds
+    // millions of short texts.
+    const char* StoreText(const char* text, size_t length);
+
+    std::vector<std::unique_ptr<char[]>> textBlocks;
+    size_t blockFree = 0;
+    char* blockNext = nullptr;
     int announcedCols = 0;
     int announcedRows = 0;
     int maxCol = 0;
@@ -64,6 +80,11 @@ class Sheet {
     // Rows usually arrive one after another; remembering the last keeps Set O(1).
     int cachedRow = 0;
     std::vector<Cell>* cachedCells = nullptr;
+    // Width of the last row that received cells: a new row reserves as much, since rows
+    // of one table are usually alike.
+    size_t lastRowWidth = 0;
+    // The row RowCells found last; sequential lookups step on from it.
+    mutable std::map<int, std::vector<Cell>>::const_iterator lastFound = rows.end();
 };
 
 }  // namespace zmcli

@@ -27,6 +27,8 @@ void WriteSheet(const Sheet& sheet, OutputFormat format, std::ostream& out);
 
 // Single fields, exposed for the writers' tests.
 std::string CsvField(std::string_view text);
+// The same, appended to `out`.
+void AppendCsvField(std::string_view text, std::string& out);
 std::string TsvField(std::string_view text);
 // A JSON string literal, quotes included. Control characters are escaped; valid UTF-8
 // passes through and each byte of an invalid sequence becomes U+FFFD.

@@ -153,3 +153,29 @@ TEST(SheetSink, CellsOutsideTheAnnouncedSizeGrowOrAreDropped) {
     sink.Set(1, 1, "b");
     EXPECT_EQ(Written(sink.GetSheet(), OutputFormat::kCsv), "b,,\n,,5\n");
 }
+
+TEST(SheetSink, TextsAndRowsSurviveRewritesAndAnyOrder) {
+    SheetSink sink;
+    // Rows out of order, and a row wider than the rows before it.
+    sink.Set(1, 3, "third");
+    sink.Set(1, 1, "first");
+    sink.Set(2, 1, "long enough text");
+    sink.Set(1, 2, "second");
+    sink.Set(3, 2, "wide");
+    // Rewrites: shorter (in place), longer (stored anew), empty.
+    sink.Set(2, 1, "short");
+    sink.Set(1, 2, "a second text longer than the first");
+    sink.Set(1, 3, "");
+    // A text bigger than one storage block.
+    const std::string big(3 << 20, 'x');
+    sink.Set(3, 3, big.c_str());
+    const Sheet& sheet = sink.GetSheet();
+    EXPECT_EQ(sheet.TextOf(*sheet.At(2, 1)), "short");
+    EXPECT_EQ(sheet.TextOf(*sheet.At(3, 3)).size(), big.size());
+    // Lookups in order and out of order agree.
+    EXPECT_EQ(sheet.TextOf(*sheet.At(3, 2)), "wide");
+    EXPECT_EQ(sheet.TextOf(*sheet.At(1, 1)), "first");
+    EXPECT_EQ(sheet.At(2, 3), nullptr);
+    EXPECT_EQ(Written(sheet, OutputFormat::kCsv),
+              "first,short,\na second text longer than the first,,wide\n,," + big + "\n");
+}
