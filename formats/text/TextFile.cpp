@@ -333,7 +333,8 @@ class TextUTF8FileFactory : public SprFileFactory {
                          "Text UTF-8 File (*.txt)", 2, ".txt\0.dat\0", 1, 0, 0, 1, 1, 1) {}
 
   protected:
-    MyKindOfFile IsMyKindOfFile(const char*) override { return kCanRead; }
+    // It only writes, so it claims no file for reading.
+    MyKindOfFile IsMyKindOfFile(const char*) override { return kNotMine; }
     SpreadsheetFile* GetSpreadsheetFile() override { return new TextFile("utf8"); }
 };
 
