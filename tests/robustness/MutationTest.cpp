@@ -75,11 +75,18 @@ struct Mutation {
 };
 
 // Truncations at evenly spread offsets (always 0, 1, 2 and length - 1) and byte
-// overwrites with 0x00, 0xFF and seeded random values. Bigger files get fewer copies so
-// the run stays short under the sanitizers.
-std::vector<Mutation> Mutations(const std::string& name, const std::string& original) {
+// overwrites with 0x00, 0xFF and seeded random values. The whole run shares a budget of
+// copies, so more fixtures mean fewer copies each, and bigger files get fewer still:
+// the suite stays short under the sanitizers however the fixture tree grows.
+std::vector<Mutation> Mutations(const std::string& name, const std::string& original,
+                                size_t fixtureCount) {
+    constexpr size_t kCopiesPerRun = 1600;
     const size_t n = original.size();
-    const size_t perKind = n <= 64 * 1024 ? 40 : n <= 1024 * 1024 ? 12 : 4;
+    const size_t share =
+        std::clamp<size_t>(kCopiesPerRun / std::max<size_t>(fixtureCount, 1), 6, 40);
+    const size_t perKind = n <= 64 * 1024     ? share
+                           : n <= 1024 * 1024 ? std::min<size_t>(share, 8)
+                                              : 3;
     std::set<size_t> cuts = {0, 1, 2};
     if (n > 0)
         cuts.insert(n - 1);
@@ -212,7 +219,7 @@ TEST_P(Mutated, EveryFormatSurvivesDamagedCopies) {
     const std::string copy = (dir / source.filename()).string();
 
     const int formats = ZmImportSizeFileFormatsSupported();
-    std::vector<Mutation> mutations = Mutations(GetParam(), original);
+    std::vector<Mutation> mutations = Mutations(GetParam(), original, Fixtures().size());
     mutations.insert(mutations.begin(), Mutation{"unchanged", original});
     for (const Mutation& m : mutations) {
         std::ofstream(copy, std::ios::binary | std::ios::trunc) << m.bytes;
