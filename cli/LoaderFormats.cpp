@@ -2,7 +2,6 @@
 #include "cli/LoaderFormats.h"
 
 #include <cstring>
-#include <memory>
 
 #include "framework/ImportDLLLoader.h"
 #include "framework/ImportHelperBase.h"
