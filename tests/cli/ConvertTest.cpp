@@ -86,6 +86,24 @@ TEST_F(Convert, TextToDifAndBackKeepsTheTypedCells) {
     EXPECT_EQ(Json(back), kTypedTable);
 }
 
+TEST_F(Convert, OtherReadableFormatsGoToTextAndDifAndReadBackTheSame) {
+    const std::string csv = Path("table.csv");
+    std::ofstream(csv, std::ios::binary)
+        << "id,\"name, full\",value\r\n1,\"Doe, J\",2.5\r\n2,,-1e-3\r\n";
+    const std::string spectra = std::string(ZM_TEST_DATA) + "/brimrose/two-spectra.dat";
+    for (const std::string& input : {csv, spectra}) {
+        SCOPED_TRACE(input);
+        const std::string original = Json(input);
+        ASSERT_NE(original.find("\"cells\""), std::string::npos);
+        for (const char* extension : {".dif", ".txt"}) {
+            const std::string output = Path(std::string("converted") + extension);
+            const CliResult run = Cli({"convert", input, output});
+            ASSERT_EQ(run.status, kExitOk) << run.err;
+            EXPECT_EQ(Json(output), original) << extension;
+        }
+    }
+}
+
 TEST_F(Convert, KeepTextWritesTextsAsTheyAre) {
     const std::string dif = Path("kept.dif");
     ASSERT_EQ(Cli({"convert", table, dif, "--keep-text"}).status, kExitOk);
