@@ -44,6 +44,7 @@ class ZMIMPORT_API TextStream {
     // Writes UTF-8 text converted to the stream's encoding.
     bool WriteString(const std::string& utf8);
     bool WriteString(std::string_view utf8);
+    bool WriteString(const char* utf8) { return WriteString(std::string_view(utf8 ? utf8 : "")); }
     // Flushes pending output (and a stateful encoding's closing shift) and closes the
     // file; false when a write failed. The destructor does the same.
     bool Close();

@@ -236,8 +236,10 @@ TEST_F(TextStreamTest, EveryKeyOfTheEncodingTableWritesAndReadsBack) {
         {
             zm::TextStream out(path, key, zm::TextStream::Mode::kWrite);
             ASSERT_FALSE(out.Failed());
-            ASSERT_TRUE(out.WriteString(text.substr(0, 5)));
+            ASSERT_TRUE(out.WriteString(text.substr(0, 2).c_str()));
+            ASSERT_TRUE(out.WriteString(std::string_view(text).substr(2, 3)));
             ASSERT_TRUE(out.WriteString(text.substr(5)));
+            ASSERT_TRUE(out.WriteString(nullptr));
             EXPECT_TRUE(out.Close());
         }
         const std::string bytes = Slurp(path);
