@@ -2,11 +2,11 @@
 #include "platform/Settings.h"
 
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -29,13 +29,19 @@ void EnsureXerces() {
 }
 
 std::u16string ToXml16(const std::string& utf8) {
-    TranscodeFromStr t(reinterpret_cast<const XMLByte*>(utf8.data()), utf8.size(), "UTF-8");
-    const XMLCh* s = t.str();
-    return std::u16string(s != nullptr ? s : u"", t.length());
+    try {
+        TranscodeFromStr t(reinterpret_cast<const XMLByte*>(utf8.data()), utf8.size(), "UTF-8");
+        const XMLCh* s = t.str();
+        return std::u16string(s != nullptr ? s : u"", t.length());
+    } catch (const XMLException&) {
+        // Callers handle standard exceptions; the parser's own types stay in here.
+        throw Exception("A setting is not valid UTF-8 text.");
+    }
 }
 
 std::string FromXml16(const XMLCh* s) {
-    if (s == nullptr) return std::string();
+    if (s == nullptr)
+        return std::string();
     TranscodeToStr t(s, "UTF-8");
     return std::string(reinterpret_cast<const char*>(t.str()), t.length());
 }
@@ -60,11 +66,79 @@ std::string OwnText(const DOMElement* element) {
 }
 
 void ClearChildren(DOMElement* element) {
-    while (DOMNode* n = element->getFirstChild()) element->removeChild(n)->release();
+    while (DOMNode* n = element->getFirstChild())
+        element->removeChild(n)->release();
+}
+
+// Appends `text` as XML character data. Markup characters become entities; a carriage
+// return becomes a reference because parsers turn a literal one into a line feed;
+// characters that parsers would drop or treat as line ends (other control characters,
+// U+0080..U+009F, U+2028) become references too. Control characters below 0x20 can
+// only be written as references in XML 1.1, so those make the document 1.1.
+void AppendEscaped(const std::string& text, std::string& out, bool& needsXml11) {
+    char ref[16];
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        unsigned int code = 0;
+        size_t length = 1;
+        if (c == '&') {
+            out += "&amp;";
+            continue;
+        } else if (c == '<') {
+            out += "&lt;";
+            continue;
+        } else if (c == '>') {
+            out += "&gt;";
+            continue;
+        } else if (c < 0x20 && c != '\t' && c != '\n') {
+            code = c;
+            if (c != '\r')
+                needsXml11 = true;
+        } else if (c == 0x7F) {
+            code = c;
+        } else if (c == 0xC2 && i + 1 < text.size() &&
+                   static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+                   static_cast<unsigned char>(text[i + 1]) <= 0x9F) {
+            code = static_cast<unsigned char>(text[i + 1]);
+            length = 2;
+        } else if (text.compare(i, 3, "\xE2\x80\xA8") == 0) {
+            code = 0x2028;
+            length = 3;
+        } else {
+            out += static_cast<char>(c);
+            continue;
+        }
+        std::snprintf(ref, sizeof ref, "&#x%X;", code);
+        out += ref;
+        i += length - 1;
+    }
+}
+
+// Writes an element, indented by its depth. An element with element children lists
+// them one per line (text between them is layout and is not kept); any other element
+// is written on one line with its text, exactly as it stands.
+void WriteElement(const DOMElement* element, int depth, std::string& out, bool& needsXml11) {
+    const std::string name = FromXml16(element->getTagName());
+    const std::string indent(2 * static_cast<size_t>(depth), ' ');
+    bool hasElements = false;
+    for (DOMNode* n = element->getFirstChild(); n != nullptr; n = n->getNextSibling())
+        hasElements = hasElements || n->getNodeType() == DOMNode::ELEMENT_NODE;
+    out += indent + "<" + name + ">";
+    if (hasElements) {
+        out += "\n";
+        for (DOMNode* n = element->getFirstChild(); n != nullptr; n = n->getNextSibling()) {
+            if (n->getNodeType() == DOMNode::ELEMENT_NODE)
+                WriteElement(static_cast<DOMElement*>(n), depth + 1, out, needsXml11);
+        }
+        out += indent;
+    } else {
+        AppendEscaped(OwnText(element), out, needsXml11);
+    }
+    out += "</" + name + ">\n";
 }
 
 class ThrowingErrorHandler : public HandlerBase {
-public:
+  public:
     void error(const SAXParseException& e) override { throw e; }
     void fatalError(const SAXParseException& e) override { throw e; }
 };
@@ -77,7 +151,8 @@ struct SettingsDocument::Impl {
     bool ownsDocument = false;
 
     ~Impl() {
-        if (ownsDocument && document != nullptr) document->release();
+        if (ownsDocument && document != nullptr)
+            document->release();
     }
 
     DOMElement* Root() const { return document->getDocumentElement(); }
@@ -129,8 +204,7 @@ std::unique_ptr<SettingsDocument> SettingsDocument::Parse(const std::string& xml
     parser->setDisableDefaultEntityResolution(true);
     ThrowingErrorHandler handler;
     parser->setErrorHandler(&handler);
-    MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(),
-                             "settings");
+    MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "settings");
     try {
         parser->parse(source);
     } catch (...) {
@@ -148,20 +222,11 @@ std::unique_ptr<SettingsDocument> SettingsDocument::Parse(const std::string& xml
 }
 
 std::string SettingsDocument::ToXml() const {
-    DOMImplementation* dom = DOMImplementationRegistry::getDOMImplementation(u"LS");
-    DOMLSSerializer* serializer = static_cast<DOMImplementationLS*>(dom)->createLSSerializer();
-    DOMConfiguration* config = serializer->getDomConfig();
-    if (config->canSetParameter(XMLUni::fgDOMWRTFormatPrettyPrint, true))
-        config->setParameter(XMLUni::fgDOMWRTFormatPrettyPrint, true);
-    MemBufFormatTarget target;
-    DOMLSOutput* output = static_cast<DOMImplementationLS*>(dom)->createLSOutput();
-    output->setEncoding(u"UTF-8");
-    output->setByteStream(&target);
-    serializer->write(impl->document, output);
-    std::string xml(reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen());
-    output->release();
-    serializer->release();
-    return xml;
+    std::string body;
+    bool needsXml11 = false;
+    WriteElement(impl->document->getDocumentElement(), 0, body, needsXml11);
+    return std::string("<?xml version=\"") + (needsXml11 ? "1.1" : "1.0") +
+           "\" encoding=\"UTF-8\"?>\n" + body;
 }
 
 bool SettingsDocument::HasKey(const std::string& section, const std::string& key) const {
@@ -171,45 +236,54 @@ bool SettingsDocument::HasKey(const std::string& section, const std::string& key
 std::optional<std::string> SettingsDocument::GetString(const std::string& section,
                                                        const std::string& key) const {
     const DOMElement* k = impl->Key(section, key);
-    if (k == nullptr) return std::nullopt;
+    if (k == nullptr)
+        return std::nullopt;
     return OwnText(k);
 }
 
 std::optional<bool> SettingsDocument::GetBool(const std::string& section,
                                               const std::string& key) const {
     const auto text = GetString(section, key);
-    if (!text) return std::nullopt;
-    if (*text == "true" || *text == "1") return true;
-    if (*text == "false" || *text == "0") return false;
+    if (!text)
+        return std::nullopt;
+    if (*text == "true" || *text == "1")
+        return true;
+    if (*text == "false" || *text == "0")
+        return false;
     return std::nullopt;
 }
 
 std::optional<long long> SettingsDocument::GetInt(const std::string& section,
                                                   const std::string& key) const {
     const auto text = GetString(section, key);
-    if (!text) return std::nullopt;
+    if (!text)
+        return std::nullopt;
     long long value = 0;
     const char* end = text->data() + text->size();
     const auto r = std::from_chars(text->data(), end, value);
-    if (r.ec != std::errc() || r.ptr != end) return std::nullopt;
+    if (r.ec != std::errc() || r.ptr != end)
+        return std::nullopt;
     return value;
 }
 
 std::optional<double> SettingsDocument::GetDouble(const std::string& section,
                                                   const std::string& key) const {
     const auto text = GetString(section, key);
-    if (!text) return std::nullopt;
+    if (!text)
+        return std::nullopt;
     double value = 0;
     const char* end = text->data() + text->size();
     const auto r = std::from_chars(text->data(), end, value);
-    if (r.ec != std::errc() || r.ptr != end) return std::nullopt;
+    if (r.ec != std::errc() || r.ptr != end)
+        return std::nullopt;
     return value;
 }
 
 std::optional<std::vector<std::string>> SettingsDocument::GetList(const std::string& section,
                                                                   const std::string& key) const {
     const DOMElement* k = impl->Key(section, key);
-    if (k == nullptr) return std::nullopt;
+    if (k == nullptr)
+        return std::nullopt;
     std::vector<std::string> items;
     for (DOMNode* n = k->getFirstChild(); n != nullptr; n = n->getNextSibling()) {
         if (n->getNodeType() == DOMNode::ELEMENT_NODE &&
@@ -228,13 +302,11 @@ void SettingsDocument::SetBool(const std::string& section, const std::string& ke
     SetString(section, key, value ? "true" : "false");
 }
 
-void SettingsDocument::SetInt(const std::string& section, const std::string& key,
-                              long long value) {
+void SettingsDocument::SetInt(const std::string& section, const std::string& key, long long value) {
     SetString(section, key, std::to_string(value));
 }
 
-void SettingsDocument::SetDouble(const std::string& section, const std::string& key,
-                                 double value) {
+void SettingsDocument::SetDouble(const std::string& section, const std::string& key, double value) {
     char buffer[64];
     const auto r = std::to_chars(buffer, buffer + sizeof buffer, value);
     SetString(section, key, std::string(buffer, r.ptr));
@@ -252,16 +324,20 @@ void SettingsDocument::SetList(const std::string& section, const std::string& ke
 
 void SettingsDocument::RemoveKey(const std::string& section, const std::string& key) {
     DOMElement* k = impl->Key(section, key);
-    if (k != nullptr) k->getParentNode()->removeChild(k)->release();
+    if (k != nullptr)
+        k->getParentNode()->removeChild(k)->release();
 }
 
 OptionsDecode DecodeOptions(const ZmImportOpenOptions* options,
                             std::unique_ptr<SettingsDocument>& document) {
     document.reset();
-    if (options == nullptr || options->size == 0) return OptionsDecode::kNoOptions;
-    if (options->data == nullptr) return OptionsDecode::kMalformed;
+    if (options == nullptr || options->size == 0)
+        return OptionsDecode::kNoOptions;
+    if (options->data == nullptr)
+        return OptionsDecode::kMalformed;
     std::string xml;
-    if (!ReadBinaryString(options->data, options->size, xml)) return OptionsDecode::kMalformed;
+    if (!ReadBinaryString(options->data, options->size, xml))
+        return OptionsDecode::kMalformed;
     try {
         document = SettingsDocument::Parse(xml);
     } catch (const std::exception&) {
@@ -277,7 +353,8 @@ std::string EncodeOptions(const SettingsDocument& document) {
 }
 
 void StoreOptions(ZmImportOpenOptions* options, const SettingsDocument& document) {
-    if (options == nullptr) return;
+    if (options == nullptr)
+        return;
     const std::string bytes = EncodeOptions(document);
     auto* data = new unsigned char[bytes.size()];
     std::memcpy(data, bytes.data(), bytes.size());
@@ -292,7 +369,8 @@ ZmImportOpenOptions* NewOptionsRecord(const SettingsDocument& document) {
 }
 
 void FreeOptionsRecord(ZmImportOpenOptions* options) {
-    if (options == nullptr) return;
+    if (options == nullptr)
+        return;
     delete[] options->data;
     delete options;
 }

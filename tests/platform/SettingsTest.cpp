@@ -68,7 +68,10 @@ TEST(SettingsDocument, DoublesReadBackBitForBit) {
 }
 
 TEST(SettingsDocument, ValuesKeepWhiteSpaceAndLineBreaks) {
-    const std::vector<std::string> values = {"\t", " ", "  a  b  ", "x\ny", "\r\n", "a\rb"};
+    const std::vector<std::string> values = {
+        "\t",         " ",    "  a  b  ",       "x\ny", "\r\n",
+        "a\rb",       "\x01", "\x1F|\x0B|\x0C", "\x7F", "\xC2\x85 \xE2\x80\xA8",
+        "<&>]]>&amp;"};
     SettingsDocument doc;
     for (size_t i = 0; i < values.size(); ++i)
         doc.SetString("Settings", "K" + std::to_string(i), values[i]);
@@ -77,6 +80,14 @@ TEST(SettingsDocument, ValuesKeepWhiteSpaceAndLineBreaks) {
     for (size_t i = 0; i < values.size(); ++i)
         EXPECT_EQ(back->GetString("Settings", "K" + std::to_string(i)), values[i]) << i;
     EXPECT_EQ(back->GetList("Settings", "L"), (std::vector<std::string>{" ", "\t"}));
+}
+
+TEST(SettingsDocument, TextThatIsNotUtf8IsRefusedWithAStandardException) {
+    SettingsDocument doc;
+    EXPECT_THROW(doc.SetString("Settings", "Delimiter", "\xA7"), zm::Exception);
+    EXPECT_THROW(doc.SetList("Settings", "Sheets", {"ok", "\xFF"}), zm::Exception);
+    doc.SetString("Settings", "Delimiter", ";");
+    EXPECT_EQ(RoundTrip(doc)->GetString("Settings", "Delimiter"), ";");
 }
 
 TEST(SettingsDocument, AbsentKeysAndMalformedNumbersReadAsAbsent) {
