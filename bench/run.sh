@@ -118,7 +118,7 @@ echo "== Text encodings (1,000,000 x 10, tab-delimited) =="
 out="$("$bin/bench_textstream" "$work")"
 echo "$out"
 while read -r key ratio; do
-  summary+=("$(printf '%-28s TextFile read x%s of UTF-8 (limit 1.5)' "Text $key" "$ratio")")
+  summary+=("$(printf '%-28s TextFile read x%s of UTF-8 in CPU time (limit 1.5)' "Text $key" "$ratio")")
 done < <(awk '$1 != "utf8" { r = $14; gsub(/[()x]/, "", r); print $1, r }' <<<"$out")
 
 echo
