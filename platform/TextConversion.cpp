@@ -14,7 +14,7 @@ namespace {
 
 // Narrows the leading ASCII code units of UTF-16 text, sixteen at a time; returns how
 // many it wrote. The caller finishes the rest one unit at a time.
-size_t NarrowAsciiUtf16(const uint8_t* in, size_t units, char* out, bool bigEndian) {
+inline size_t NarrowAsciiUtf16(const uint8_t* in, size_t units, char* out, bool bigEndian) {
     size_t done = 0;
 #ifdef __SSE2__
     const __m128i notAscii = _mm_set1_epi16(static_cast<short>(0xFF80));
@@ -195,46 +195,33 @@ bool TextStream::Impl::ConvertUtf16(const char*& in, const char* inEnd, bool flu
         const size_t ascii =
             NarrowAsciiUtf16(p, static_cast<size_t>(end - p) / 2, out, utf16BigEndian);
         p += 2 * ascii, out += ascii;
-        while (end - p >= 8 && (p[hi] | p[hi + 2] | p[hi + 4] | p[hi + 6]) == 0 &&
-               ((p[lo] | p[lo + 2] | p[lo + 4] | p[lo + 6]) & 0x80) == 0) {
-            out[0] = static_cast<char>(p[lo]);
-            out[1] = static_cast<char>(p[lo + 2]);
-            out[2] = static_cast<char>(p[lo + 4]);
-            out[3] = static_cast<char>(p[lo + 6]);
-            p += 8, out += 4;
-        }
-        while (p < end && unit(p) < 0x80) {
-            *out++ = static_cast<char>(p[lo]);
-            p += 2;
-        }
         if (p == end)
             break;
-        // Other characters one code point at a time with ICU's UTF-16 and UTF-8 macros.
-        bool holdBack = false;
-        while (p < end && unit(p) >= 0x80) {
-            UChar32 c = unit(p);
-            p += 2;
-            if (U16_IS_LEAD(c)) {
-                if (p < end && U16_IS_TRAIL(unit(p))) {
-                    c = U16_GET_SUPPLEMENTARY(c, unit(p));
-                    p += 2;
-                } else if (p == end && !flush) {
-                    p -= 2;  // the trail unit comes with the next block
-                    holdBack = true;
-                    break;
-                } else {
-                    c = 0xFFFD;
-                }
-            } else if (U16_IS_TRAIL(c)) {
+        // One unit by itself: ASCII at the tail of the block, anything else with ICU's
+        // UTF-16 and UTF-8 macros; then back to the sixteen-unit copy.
+        UChar32 c = unit(p);
+        p += 2;
+        if (c < 0x80) {
+            *out++ = static_cast<char>(c);
+            continue;
+        }
+        if (U16_IS_LEAD(c)) {
+            if (p < end && U16_IS_TRAIL(unit(p))) {
+                c = U16_GET_SUPPLEMENTARY(c, unit(p));
+                p += 2;
+            } else if (p == end && !flush) {
+                p -= 2;  // the trail unit comes with the next block
+                break;
+            } else {
                 c = 0xFFFD;
             }
-            auto* bytes = reinterpret_cast<uint8_t*>(out);
-            int32_t written = 0;
-            U8_APPEND_UNSAFE(bytes, written, c);
-            out += written;
+        } else if (U16_IS_TRAIL(c)) {
+            c = 0xFFFD;
         }
-        if (holdBack)
-            break;
+        auto* bytes = reinterpret_cast<uint8_t*>(out);
+        int32_t written = 0;
+        U8_APPEND_UNSAFE(bytes, written, c);
+        out += written;
     }
     textEnd = static_cast<size_t>(out - text.Data());
     in = reinterpret_cast<const char*>(p);
