@@ -1,6 +1,8 @@
 // Number printing on std::to_chars, which is locale-independent and round-trip exact.
 #include "cli/NumberFormat.h"
 
+#include "cli/FastNumbers.h"
+
 #include <charconv>
 #include <cmath>
 
@@ -22,6 +24,9 @@ std::string Shortest(T value) {
 }  // namespace
 
 std::string FormatDouble(double value) {
+    char buffer[32];
+    if (const size_t length = FastShortestFixed(value, buffer))
+        return std::string(buffer, length);
     return Shortest(value);
 }
 

@@ -1,6 +1,8 @@
 // Typing of delivered texts into numbers and missing cells.
 #include "cli/TextTyping.h"
 
+#include "cli/FastNumbers.h"
+
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -17,6 +19,10 @@ bool ParseNumberText(const char* text, double& value) {
     if (first == end || !((*first >= '0' && *first <= '9') || *first == '.'))
         return false;
     double parsed = 0;
+    if (FastParseDecimal(text, end, parsed)) {
+        value = parsed;
+        return true;
+    }
     const auto [stop, error] = std::from_chars(text, end, parsed);
     if (error != std::errc() || stop != end)
         return false;
