@@ -25,11 +25,12 @@ namespace {
 }
 
 class CheckingHost : public ZmHostReadTarget {
-public:
+  public:
     void SetNumber(int row, int col, float) override { Check(row, col); }
     void SetText(int row, int col, const char* text) override {
         Check(row, col);
-        if (text == nullptr) std::abort();
+        if (text == nullptr)
+            std::abort();
         volatile size_t n = std::strlen(text);
         (void)n;
     }
@@ -38,7 +39,8 @@ public:
         cols = c;
     }
     void Check(int row, int col) {
-        if (row < 1 || col < 1 || row > rows || col > cols) outside = true;
+        if (row < 1 || col < 1 || row > rows || col > cols)
+            outside = true;
     }
     bool outside = false;
 };
@@ -62,10 +64,12 @@ struct Workspace {
     }
     const std::string& PathFor(const std::string& extension) {
         auto it = byExtension.find(extension);
-        if (it != byExtension.end()) return it->second;
+        if (it != byExtension.end())
+            return it->second;
         const fs::path link = dir / ("input" + extension);
         std::error_code ec;
-        if (extension != "") fs::create_symlink(data, link, ec);
+        if (extension != "")
+            fs::create_symlink(data, link, ec);
         return byExtension[extension] = (extension.empty() ? data : link).string();
     }
 };
@@ -73,40 +77,51 @@ struct Workspace {
 // One of the format's extensions, picked by the input so each gets its turn; the
 // wildcard ".*" means no particular extension.
 std::string ExtensionFor(const ZmImportFileFormatInfo* info, size_t pick) {
-    if (info->extensionCount <= 0 || info->extensions == nullptr) return "";
+    if (info->extensionCount <= 0 || info->extensions == nullptr)
+        return "";
     const char* p = info->extensions;
-    for (int i = static_cast<int>(pick % info->extensionCount); i > 0; --i) p += std::strlen(p) + 1;
+    for (int i = static_cast<int>(pick % info->extensionCount); i > 0; --i)
+        p += std::strlen(p) + 1;
     return std::strcmp(p, ".*") == 0 ? "" : p;
 }
 
 void Exercise(int format, const char* name, const char* file) {
     const char type = ZmImportIsCorrectFileType(format, file);
-    if (type < 0 || type > 2) Broken(name, "detection answer out of range");
+    if (type < 0 || type > 2)
+        Broken(name, "detection answer out of range");
     if (ZmImportOpenOptions* options = ZmImportGetFileOptions(format, file, true)) {
         delete[] options->data;
         delete options;
     }
     void* handle = nullptr;
     const bool opened = ZmImportOpen(format, file, true, &handle, nullptr);
-    if (handle == nullptr) Broken(name, "no handle");
+    if (handle == nullptr)
+        Broken(name, "no handle");
     auto* reader = static_cast<SpreadsheetFile*>(handle);
     if (opened) {
         int rows = -2, cols = -2;
         const bool sized = ZmImportEstablishSize(format, handle, &rows, &cols);
-        if (rows < -1 || cols < -1) Broken(name, "impossible size");
-        if (!sized && reader->GetStatus() == 0) Broken(name, "failed sizing without a status");
+        if (rows < -1 || cols < -1)
+            Broken(name, "impossible size");
+        if (!sized && reader->GetStatus() == 0)
+            Broken(name, "failed sizing without a status");
         CheckingHost host;
         host.SetSize(rows < 0 ? 0 : rows, cols < 0 ? 0 : cols);
         const bool read = ZmImportRead(format, handle, &host);
-        if (host.outside) Broken(name, "cell outside the announced table");
-        if (!read && reader->GetStatus() == 0) Broken(name, "failed read without a status");
-        if (const char* w = ZmImportGetWarning(format, handle)) (void)std::strlen(w);
-        if (const char* r = ZmImportGetFileRead(handle)) (void)std::strlen(r);
+        if (host.outside)
+            Broken(name, "cell outside the announced table");
+        if (!read && reader->GetStatus() == 0)
+            Broken(name, "failed read without a status");
+        if (const char* w = ZmImportGetWarning(format, handle))
+            (void)std::strlen(w);
+        if (const char* r = ZmImportGetFileRead(handle))
+            (void)std::strlen(r);
     } else if (reader->GetStatus() == 0) {
         Broken(name, "failed open without a status");
     }
     const char* text = ZmImportGetLastError(format, handle);
-    if (reader->GetStatus() != 0 && text[0] == '\0') Broken(name, "failure without a text");
+    if (reader->GetStatus() != 0 && text[0] == '\0')
+        Broken(name, "failure without a text");
     ZmImportClose(format, handle);
 }
 
@@ -115,8 +130,10 @@ void Exercise(int format, const char* name, const char* file) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static Workspace workspace;
     std::FILE* out = std::fopen(workspace.data.c_str(), "wb");
-    if (out == nullptr) return 0;
-    if (size > 0) std::fwrite(data, 1, size, out);
+    if (out == nullptr)
+        return 0;
+    if (size > 0)
+        std::fwrite(data, 1, size, out);
     std::fclose(out);
 
     const int formats = ZmImportSizeFileFormatsSupported();

@@ -31,7 +31,8 @@ int main(int argc, char** argv) {
         if (fs::is_directory(arg)) {
             std::vector<fs::path> files;
             for (const auto& entry : fs::recursive_directory_iterator(arg))
-                if (entry.is_regular_file()) files.push_back(entry.path());
+                if (entry.is_regular_file())
+                    files.push_back(entry.path());
             std::sort(files.begin(), files.end());
             for (const auto& f : files) {
                 Replay(f);
