@@ -35,7 +35,8 @@ class CountingSink : public ReadSpreadSheetData {
 };
 
 const char* const kNames[] = {"alpha", "beta", "gamma", "delta", "eps", "zeta", "eta", "theta"};
-const char* const kTowns[] = {"Oslo", "Lyon", "Z\xC3\xBCrich", "Turku", "M\xC3\xA1laga", "Bergen", "Delft"};
+const char* const kTowns[] = {"Oslo",          "Lyon",   "Z\xC3\xBCrich", "Turku",
+                              "M\xC3\xA1laga", "Bergen", "Delft"};
 
 // 1,000,000 rows x 10 columns, about 80 MB: an id, five decimals, a name, a town (one in
 // eight quoted with a comma in the CSV; two hold non-ASCII letters), a count and a flag.
@@ -59,7 +60,8 @@ int Generate(const char* csvPath, const char* tsvPath, long rows) {
     std::uniform_real_distribution<double> value(-2000.0, 2000.0);
     char number[5][32];
     for (long r = 1; r <= rows; ++r) {
-        for (auto& n : number) std::snprintf(n, sizeof n, "%.4f", value(random));
+        for (auto& n : number)
+            std::snprintf(n, sizeof n, "%.4f", value(random));
         const char* name = kNames[random() % 8];
         const char* town = kTowns[random() % 7];
         const bool quoted = random() % 8 == 0;

@@ -165,12 +165,12 @@ ZmImportOpenOptions* DLLFile::GetFileReadOptions(const char* file, bool flag) {
     return fn.getFileOptions(formatIndex, file, flag);
 }
 
-void DLLFile::SetImportSpec(ImportSpecBase* spec) {
+void DLLFile::SetImportSpec(ImportSpecBase* importSpec) {
     if (fn.setSpec == nullptr || handle == nullptr) {
-        SpreadsheetFile::SetImportSpec(spec);
+        SpreadsheetFile::SetImportSpec(importSpec);
         return;
     }
-    fn.setSpec(handle, spec);
+    fn.setSpec(handle, importSpec);
 }
 
 const char* DLLFile::GetReadFile() {

@@ -47,7 +47,7 @@ class ZMIMPORT_API DLLFile : public SpreadsheetFile {
     int Read(ReadSpreadSheetData* sink) override;
     const char* GetReadFile() override;
     int Write(WriteSpreadSheetData* source) override;
-    void SetImportSpec(ImportSpecBase* spec) override;
+    void SetImportSpec(ImportSpecBase* importSpec) override;
 
     bool IsMultiFile() const { return multiFile; }
 

@@ -9,7 +9,7 @@
 // Sink over a host read target. Whole numbers too large for a float travel as decimal
 // text so that they stay exact; -99 as a 64-bit integer is the missing marker.
 class ZMIMPORT_API DLLReadSpreadSheetData : public ReadSpreadSheetData {
-public:
+  public:
     explicit DLLReadSpreadSheetData(void* hostTarget)
         : host(static_cast<ZmHostReadTarget*>(hostTarget)) {}
 
@@ -23,13 +23,13 @@ public:
     int MapRow(int rowCounter) override;
     void SetDataSize(int cols, int rows) override;
 
-private:
+  private:
     ZmHostReadTarget* host;
 };
 
 // Source over a host write source.
 class ZMIMPORT_API DLLWriteSpreadSheetData : public WriteSpreadSheetData {
-public:
+  public:
     explicit DLLWriteSpreadSheetData(void* hostSource)
         : host(static_cast<ZmHostWriteSource*>(hostSource)) {}
 
@@ -42,6 +42,6 @@ public:
     bool IsMissing(int col, int row) override;
     bool IsText(int col, int row) override;
 
-private:
+  private:
     ZmHostWriteSource* host;
 };

@@ -100,10 +100,10 @@ class ZMIMPORT_API ImportHelperBase {
     // from new[] and are released).
     bool ReadSpreadsheetFile(const std::vector<std::string>& files, int formatIndex,
                              SpreadsheetData* data, ZmImportOpenOptions* options,
-                             bool returnOptions, ImportSpecBase* spec);
+                             bool returnOptions, ImportSpecBase* importSpec);
     bool ReadSpreadsheetFile(const std::vector<std::wstring>& files, int formatIndex,
                              SpreadsheetData* data, ZmImportOpenOptions* options,
-                             bool returnOptions, ImportSpecBase* spec);
+                             bool returnOptions, ImportSpecBase* importSpec);
     // Writes `data` with the format at loader index `formatIndex`; an index below 1 picks
     // the first writable format whose extension matches the file.
     bool WriteSpreadsheetFile(const char* file, int formatIndex, SpreadsheetData* data,

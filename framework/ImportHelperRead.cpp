@@ -69,7 +69,7 @@ std::string ImportHelperBase::OpenName(const std::vector<std::string>& files,
 
 bool ImportHelperBase::ReadSpreadsheetFile(const std::vector<std::string>& files, int formatIndex,
                                            SpreadsheetData* data, ZmImportOpenOptions* options,
-                                           bool returnOptions, ImportSpecBase* spec) {
+                                           bool returnOptions, ImportSpecBase* importSpec) {
     filenameRead.clear();
     if (files.empty())
         return Fail(zm::Translate("The file does not exist."));
@@ -84,8 +84,8 @@ bool ImportHelperBase::ReadSpreadsheetFile(const std::vector<std::string>& files
     ImportOptionsHelper::OpenOptions working;
     CopyOpenOptions(&working, options);
     reader->Open(true, OpenName(files, formatIndex).c_str(), &working);
-    if (spec != nullptr)
-        reader->SetImportSpec(spec);
+    if (importSpec != nullptr)
+        reader->SetImportSpec(importSpec);
 
     if (reader->GetStatus() == 0) {
         const ZmImportFileFormatInfo* info = loader->GetInfo(formatIndex);
@@ -136,8 +136,9 @@ bool ImportHelperBase::ReadSpreadsheetFile(const std::vector<std::string>& files
 
 bool ImportHelperBase::ReadSpreadsheetFile(const std::vector<std::wstring>& files, int formatIndex,
                                            SpreadsheetData* data, ZmImportOpenOptions* options,
-                                           bool returnOptions, ImportSpecBase* spec) {
-    return ReadSpreadsheetFile(Narrow(files), formatIndex, data, options, returnOptions, spec);
+                                           bool returnOptions, ImportSpecBase* importSpec) {
+    return ReadSpreadsheetFile(Narrow(files), formatIndex, data, options, returnOptions,
+                               importSpec);
 }
 
 bool ImportHelperBase::WriteSpreadsheetFile(const char* file, int formatIndex,

@@ -9,8 +9,14 @@ int PendingFormatFile::Open(bool, const char*, ZmImportOpenOptions*) {
     return SetStatus(kStatusNotImplemented);
 }
 
-int PendingFormatFile::Read(ReadSpreadSheetData*) { return SetStatus(kStatusNotImplemented); }
+int PendingFormatFile::Read(ReadSpreadSheetData*) {
+    return SetStatus(kStatusNotImplemented);
+}
 
-int PendingFormatFile::Write(WriteSpreadSheetData*) { return SetStatus(kStatusNotImplemented); }
+int PendingFormatFile::Write(WriteSpreadSheetData*) {
+    return SetStatus(kStatusNotImplemented);
+}
 
-int PendingFormatFile::EstablishSize() { return SetStatus(kStatusNotImplemented); }
+int PendingFormatFile::EstablishSize() {
+    return SetStatus(kStatusNotImplemented);
+}

@@ -6,30 +6,30 @@
 #include "framework/SpreadsheetFile.h"
 
 class PendingFormatFile : public SpreadsheetFile {
-public:
+  public:
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     int Read(ReadSpreadSheetData* sink) override;
     int Write(WriteSpreadSheetData* source) override;
 
-private:
+  private:
     int EstablishSize() override;
 };
 
 // Factory base of a pending format; the derived factory passes its registry row.
 class PendingFormatFactory : public SprFileFactory {
-protected:
+  protected:
     using SprFileFactory::SprFileFactory;
     MyKindOfFile IsMyKindOfFile(const char*) override { return kNotMine; }
     SpreadsheetFile* GetSpreadsheetFile() override { return new PendingFormatFile; }
 };
 
 // Declares and registers the factory of a pending format under its own class name.
-#define ZM_PENDING_FORMAT(FactoryClass, ...)                                      \
-    namespace {                                                                   \
-    class FactoryClass : public PendingFormatFactory {                            \
-    public:                                                                       \
-        FactoryClass() : PendingFormatFactory(__VA_ARGS__) {}                     \
-    };                                                                            \
-    FactoryClass the##FactoryClass;                                               \
+#define ZM_PENDING_FORMAT(FactoryClass, ...)                  \
+    namespace {                                               \
+    class FactoryClass : public PendingFormatFactory {        \
+      public:                                                 \
+        FactoryClass() : PendingFormatFactory(__VA_ARGS__) {} \
+    };                                                        \
+    FactoryClass the##FactoryClass;                           \
     }

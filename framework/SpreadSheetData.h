@@ -7,7 +7,7 @@
 
 // Common base of sinks and sources: the extent of the table they hold.
 class ZMIMPORT_API SpreadSheetDataBase {
-public:
+  public:
     virtual ~SpreadSheetDataBase() = default;
     virtual int GetNumberOfColumns() = 0;
     virtual int GetNumberOfRows() = 0;
@@ -16,7 +16,7 @@ public:
 // Target of a read. Columns and rows are 1-based; the sink's own number type is the
 // 32-bit float, so the wider overloads narrow unless a sink overrides them.
 class ZMIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
-public:
+  public:
     virtual void Set(int col, int row, int value) { Set(col, row, static_cast<float>(value)); }
     virtual void Set(int col, int row, long long value) {
         Set(col, row, static_cast<float>(value));
@@ -31,7 +31,7 @@ public:
 
 // Source of a write.
 class ZMIMPORT_API WriteSpreadSheetData : public virtual SpreadSheetDataBase {
-public:
+  public:
     virtual float GetNumber(int col, int row) = 0;
     virtual std::string GetText(int col, int row) = 0;
     // Where the numeric block begins; the column before holds row names, the row above
@@ -45,7 +45,7 @@ public:
 // The host's description of what to take from a file holding several data sets. The
 // library only ever touches `accepted`, telling the host whether the reader used it.
 class ZMIMPORT_API ImportSpecBase {
-public:
+  public:
     bool accepted = false;
     virtual ~ImportSpecBase() = default;
 };

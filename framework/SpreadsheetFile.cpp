@@ -6,19 +6,25 @@
 
 SpreadsheetFile::~SpreadsheetFile() = default;
 
-void SpreadsheetFile::Close() { status = 0; }
+void SpreadsheetFile::Close() {
+    status = 0;
+}
 
 int SpreadsheetFile::GetNumCols() {
-    if (!sizeEstablished && EstablishSize() != 0) return -1;
+    if (!sizeEstablished && EstablishSize() != 0)
+        return -1;
     return numCols;
 }
 
 int SpreadsheetFile::GetNumRows() {
-    if (!sizeEstablished && EstablishSize() != 0) return -1;
+    if (!sizeEstablished && EstablishSize() != 0)
+        return -1;
     return numRows;
 }
 
-int SpreadsheetFile::GetStatus() { return status; }
+int SpreadsheetFile::GetStatus() {
+    return status;
+}
 
 void SpreadsheetFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
     switch (status) {
@@ -55,18 +61,27 @@ void SpreadsheetFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
     }
 }
 
-const char* SpreadsheetFile::GetWarningMessage() { return nullptr; }
+const char* SpreadsheetFile::GetWarningMessage() {
+    return nullptr;
+}
 
-ZmImportOpenOptions* SpreadsheetFile::GetFileReadOptions(const char*, bool) { return nullptr; }
+ZmImportOpenOptions* SpreadsheetFile::GetFileReadOptions(const char*, bool) {
+    return nullptr;
+}
 
-const char* SpreadsheetFile::GetReadFile() { return nullptr; }
+const char* SpreadsheetFile::GetReadFile() {
+    return nullptr;
+}
 
 int SpreadsheetFile::Write(WriteSpreadSheetData*) {
     return SetStatus(kStatusNotImplemented);
 }
 
-int SpreadsheetFile::operator!() const { return status; }
+int SpreadsheetFile::operator!() const {
+    return status;
+}
 
-void SpreadsheetFile::SetImportSpec(ImportSpecBase* spec) {
-    if (spec != nullptr) spec->accepted = false;
+void SpreadsheetFile::SetImportSpec(ImportSpecBase* importSpec) {
+    if (importSpec != nullptr)
+        importSpec->accepted = false;
 }

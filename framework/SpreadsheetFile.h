@@ -19,7 +19,7 @@ enum ZmCommonStatus {
 // GetNumCols/GetNumRows (which size the table once) -> Read(sink) -> Close. Every
 // operation first returns a nonzero stored status unchanged; Close clears it.
 class ZMIMPORT_API SpreadsheetFile {
-public:
+  public:
     SpreadsheetFile() = default;
     SpreadsheetFile(const SpreadsheetFile&) = default;
     SpreadsheetFile& operator=(const SpreadsheetFile&) = default;
@@ -37,15 +37,16 @@ public:
     virtual const char* GetReadFile();
     virtual int Write(WriteSpreadSheetData* source);
     virtual int operator!() const;
-    virtual void SetImportSpec(ImportSpecBase* spec);
+    virtual void SetImportSpec(ImportSpecBase* importSpec);
 
-private:
+  private:
     virtual int EstablishSize() = 0;
 
-protected:
+  protected:
     // Stores `code` unless an earlier error is already stored; returns the stored status.
     int SetStatus(int code) {
-        if (status == 0) status = code;
+        if (status == 0)
+            status = code;
         return status;
     }
 

@@ -16,13 +16,17 @@ constexpr unsigned int kErrorBufferSize = 255;
 // Shared, unguarded: one caller at a time.
 char errorBuffer[kErrorBufferSize + 1];
 
-SpreadsheetFile* AsFile(void* handle) { return static_cast<SpreadsheetFile*>(handle); }
+SpreadsheetFile* AsFile(void* handle) {
+    return static_cast<SpreadsheetFile*>(handle);
+}
 
 }  // namespace
 
 extern "C" {
 
-int ZmImportSizeFileFormatsSupported() { return SprFileFactory::SizeInfos(); }
+int ZmImportSizeFileFormatsSupported() {
+    return SprFileFactory::SizeInfos();
+}
 
 const ZmImportFileFormatInfo* ZmImportGetFileFormatInfo(int index) {
     return SprFileFactory::GetInfo(index);
@@ -46,12 +50,14 @@ char ZmImportIsCorrectFileType(int index, const char* file) {
 
 bool ZmImportOpen(int index, const char* file, bool readMode, void** handle,
                   ZmImportOpenOptions* options) {
-    if (handle == nullptr) return false;
+    if (handle == nullptr)
+        return false;
     *handle = nullptr;
     try {
         SpreadsheetFile* reader = SprFileFactory::GetSpreadsheetFile(index);
         *handle = reader;
-        if (reader == nullptr) return false;
+        if (reader == nullptr)
+            return false;
         return reader->Open(readMode, file, options) == 0;
     } catch (...) {
         return false;
@@ -60,7 +66,8 @@ bool ZmImportOpen(int index, const char* file, bool readMode, void** handle,
 
 void ZmImportClose(int, void* handle) {
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr) return;
+    if (reader == nullptr)
+        return;
     try {
         reader->Close();
     } catch (...) {
@@ -71,7 +78,8 @@ void ZmImportClose(int, void* handle) {
 const char* ZmImportGetLastError(int, void* handle) {
     errorBuffer[0] = '\0';
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr) return errorBuffer;
+    if (reader == nullptr)
+        return errorBuffer;
     try {
         reader->GetErrorMessage(errorBuffer, kErrorBufferSize);
     } catch (...) {
@@ -82,7 +90,8 @@ const char* ZmImportGetLastError(int, void* handle) {
 
 bool ZmImportEstablishSize(int, void* handle, int* rows, int* cols) {
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr || rows == nullptr || cols == nullptr) return false;
+    if (reader == nullptr || rows == nullptr || cols == nullptr)
+        return false;
     try {
         *rows = reader->GetNumRows();
         *cols = reader->GetNumCols();
@@ -96,7 +105,8 @@ bool ZmImportEstablishSize(int, void* handle, int* rows, int* cols) {
 
 bool ZmImportRead(int, void* handle, void* hostTarget) {
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr || hostTarget == nullptr) return false;
+    if (reader == nullptr || hostTarget == nullptr)
+        return false;
     try {
         DLLReadSpreadSheetData sink(hostTarget);
         return reader->Read(&sink) == 0;
@@ -107,7 +117,8 @@ bool ZmImportRead(int, void* handle, void* hostTarget) {
 
 bool ZmImportWrite(int, void* handle, void* hostSource) {
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr || hostSource == nullptr) return false;
+    if (reader == nullptr || hostSource == nullptr)
+        return false;
     try {
         DLLWriteSpreadSheetData source(hostSource);
         return reader->Write(&source) == 0;
@@ -118,7 +129,8 @@ bool ZmImportWrite(int, void* handle, void* hostSource) {
 
 const char* ZmImportGetWarning(int, void* handle) {
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr) return nullptr;
+    if (reader == nullptr)
+        return nullptr;
     try {
         return reader->GetWarningMessage();
     } catch (...) {
@@ -126,18 +138,20 @@ const char* ZmImportGetWarning(int, void* handle) {
     }
 }
 
-void ZmImportSetSpec(void* handle, ImportSpecBase* spec) {
+void ZmImportSetSpec(void* handle, ImportSpecBase* importSpec) {
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr) return;
+    if (reader == nullptr)
+        return;
     try {
-        reader->SetImportSpec(spec);
+        reader->SetImportSpec(importSpec);
     } catch (...) {
     }
 }
 
 const char* ZmImportGetFileRead(void* handle) {
     SpreadsheetFile* reader = AsFile(handle);
-    if (reader == nullptr) return nullptr;
+    if (reader == nullptr)
+        return nullptr;
     try {
         return reader->GetReadFile();
     } catch (...) {
@@ -150,7 +164,8 @@ ZmImportOpenOptions* ZmImportGetFileOptions(int index, const char* file, bool fl
     ZmImportOpenOptions* options = nullptr;
     try {
         reader = SprFileFactory::GetSpreadsheetFile(index);
-        if (reader != nullptr) options = reader->GetFileReadOptions(file, flag);
+        if (reader != nullptr)
+            options = reader->GetFileReadOptions(file, flag);
     } catch (...) {
         options = nullptr;
     }

@@ -23,7 +23,7 @@ ZMIMPORT_API bool ZmImportEstablishSize(int formatIndex, void* handle, int* rows
 ZMIMPORT_API bool ZmImportRead(int formatIndex, void* handle, void* hostTarget);
 ZMIMPORT_API bool ZmImportWrite(int formatIndex, void* handle, void* hostSource);
 ZMIMPORT_API const char* ZmImportGetWarning(int formatIndex, void* handle);
-ZMIMPORT_API void ZmImportSetSpec(void* handle, ImportSpecBase* spec);
+ZMIMPORT_API void ZmImportSetSpec(void* handle, ImportSpecBase* importSpec);
 ZMIMPORT_API const char* ZmImportGetFileRead(void* handle);
 /* The caller owns the returned record and its bytes (delete[] data, then delete). */
 ZMIMPORT_API ZmImportOpenOptions* ZmImportGetFileOptions(int index, const char* file, bool flag);

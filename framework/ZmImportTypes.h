@@ -13,16 +13,16 @@ typedef struct SprFileFactory SprFileFactory;
 // One format of a library: handed out by pointer and read by plug-in hosts at fixed
 // byte offsets, so the field order and sizes must not change.
 struct ZmImportFileFormatInfo {
-    const char* name;        // 0: the format's name, the unique key for replacement
-    const char* filter;      // 8: open-dialog filter text, the ordering key
-    const char* saveFilter;  // 16: save-dialog filter text or null
-    int32_t extensionCount;  // 24: number of extensions in `extensions`
-    const char* extensions;  // 32: zero-terminated extensions laid end to end
-    char canWrite;           // 40
-    char canRead;            // 41
-    char multiFile;          // 42
-    char flag4;              // 43: false makes the driver clear the host data's first flag
-    char flag5;              // 44: copied into the host's format table
+    const char* name;         // 0: the format's name, the unique key for replacement
+    const char* filter;       // 8: open-dialog filter text, the ordering key
+    const char* saveFilter;   // 16: save-dialog filter text or null
+    int32_t extensionCount;   // 24: number of extensions in `extensions`
+    const char* extensions;   // 32: zero-terminated extensions laid end to end
+    char canWrite;            // 40
+    char canRead;             // 41
+    char multiFile;           // 42
+    char flag4;               // 43: false makes the driver clear the host data's first flag
+    char flag5;               // 44: copied into the host's format table
     SprFileFactory* factory;  // 48: meaningful only inside the library that made the record
 };
 

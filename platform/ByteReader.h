@@ -11,7 +11,7 @@
 namespace zm {
 
 class ByteReader {
-public:
+  public:
     ByteReader() = default;
     ByteReader(const uint8_t* data, size_t size) : data_(data), size_(size) {}
     ByteReader(const char* data, size_t size)
@@ -37,20 +37,23 @@ public:
 
     // Copies n bytes into out (which must hold n bytes).
     bool ReadBytes(void* out, size_t n) {
-        if (!Check(n)) return false;
+        if (!Check(n))
+            return false;
         std::memcpy(out, data_ + pos_, n);
         pos_ += n;
         return true;
     }
     bool ReadString(size_t n, std::string& out) {
-        if (!Check(n)) return false;
+        if (!Check(n))
+            return false;
         out.assign(reinterpret_cast<const char*>(data_ + pos_), n);
         pos_ += n;
         return true;
     }
     // A zero-terminated text inside the next `field` bytes; the cursor moves by `field`.
     bool ReadFixedString(size_t field, std::string& out) {
-        if (!Check(field)) return false;
+        if (!Check(field))
+            return false;
         const auto* p = reinterpret_cast<const char*>(data_ + pos_);
         const void* zero = std::memchr(p, 0, field);
         out.assign(p, zero ? static_cast<const char*>(zero) - p : field);
@@ -59,30 +62,34 @@ public:
     }
     // Direct view of the next n bytes without copying.
     bool View(size_t n, const uint8_t*& out) {
-        if (!Check(n)) return false;
+        if (!Check(n))
+            return false;
         out = data_ + pos_;
         pos_ += n;
         return true;
     }
     bool Skip(size_t n) {
-        if (!Check(n)) return false;
+        if (!Check(n))
+            return false;
         pos_ += n;
         return true;
     }
     bool Seek(size_t offset) {
-        if (offset > size_) return Fail();
+        if (offset > size_)
+            return Fail();
         pos_ = offset;
         return true;
     }
     // A reader limited to the next n bytes (one record); this cursor moves past them.
     bool Sub(size_t n, ByteReader& out) {
-        if (!Check(n)) return false;
+        if (!Check(n))
+            return false;
         out = ByteReader(data_ + pos_, n);
         pos_ += n;
         return true;
     }
 
-private:
+  private:
     bool Fail() {
         failed_ = true;
         return false;
@@ -91,18 +98,22 @@ private:
 
     template <typename T>
     bool ReadLE(T& v) {
-        if (!Check(sizeof(T))) return false;
+        if (!Check(sizeof(T)))
+            return false;
         T out = 0;
-        for (size_t i = 0; i < sizeof(T); ++i) out |= static_cast<T>(data_[pos_ + i]) << (8 * i);
+        for (size_t i = 0; i < sizeof(T); ++i)
+            out |= static_cast<T>(data_[pos_ + i]) << (8 * i);
         pos_ += sizeof(T);
         v = out;
         return true;
     }
     template <typename T>
     bool ReadBE(T& v) {
-        if (!Check(sizeof(T))) return false;
+        if (!Check(sizeof(T)))
+            return false;
         T out = 0;
-        for (size_t i = 0; i < sizeof(T); ++i) out = static_cast<T>((out << 8) | data_[pos_ + i]);
+        for (size_t i = 0; i < sizeof(T); ++i)
+            out = static_cast<T>((out << 8) | data_[pos_ + i]);
         pos_ += sizeof(T);
         v = out;
         return true;
@@ -110,7 +121,8 @@ private:
     template <typename U, typename S>
     bool ReadSigned(S& v) {
         U u = 0;
-        if (!ReadLE(u)) return false;
+        if (!ReadLE(u))
+            return false;
         std::memcpy(&v, &u, sizeof v);
         return true;
     }
@@ -118,7 +130,8 @@ private:
     bool ReadFloat(F& v) {
         static_assert(sizeof(U) == sizeof(F));
         U u = 0;
-        if (!ReadLE(u)) return false;
+        if (!ReadLE(u))
+            return false;
         std::memcpy(&v, &u, sizeof v);
         return true;
     }
@@ -130,7 +143,9 @@ private:
 };
 
 // Decoders for single values in a buffer the caller has already bounds-checked.
-inline uint16_t LoadU16LE(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
+inline uint16_t LoadU16LE(const uint8_t* p) {
+    return static_cast<uint16_t>(p[0] | (p[1] << 8));
+}
 inline uint32_t LoadU32LE(const uint8_t* p) {
     return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
            (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);

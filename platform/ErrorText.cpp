@@ -6,7 +6,8 @@
 namespace zm {
 
 void CopyErrorText(const std::string& text, char* buffer, unsigned int bufferSize) {
-    if (buffer == nullptr || bufferSize == 0) return;
+    if (buffer == nullptr || bufferSize == 0)
+        return;
     const size_t needed = text.size() + 1;
     const size_t count = needed < bufferSize ? needed : bufferSize;
     std::memcpy(buffer, text.c_str(), count);

@@ -12,7 +12,7 @@ namespace zm {
 std::string FormatPlaceholders(const std::string& templ, std::initializer_list<std::string> args);
 
 class Exception : public std::runtime_error {
-public:
+  public:
     explicit Exception(const std::string& message) : std::runtime_error(message) {}
     Exception(const std::string& templ, std::initializer_list<std::string> args)
         : std::runtime_error(FormatPlaceholders(templ, args)) {}

@@ -9,7 +9,8 @@ namespace zm {
 std::string JoinFileNames(const std::vector<std::string>& names) {
     std::string joined;
     for (size_t i = 0; i < names.size(); ++i) {
-        if (i > 0) joined += '\n';
+        if (i > 0)
+            joined += '\n';
         joined += names[i];
     }
     return joined;
@@ -20,10 +21,13 @@ std::vector<std::string> SplitFileNames(const std::string& joined) {
     size_t start = 0;
     while (start <= joined.size()) {
         size_t end = joined.find('\n', start);
-        if (end == std::string::npos) end = joined.size();
+        if (end == std::string::npos)
+            end = joined.size();
         std::string name = joined.substr(start, end - start);
-        if (!name.empty() && name.back() == '\r') name.pop_back();
-        if (!name.empty()) names.push_back(std::move(name));
+        if (!name.empty() && name.back() == '\r')
+            name.pop_back();
+        if (!name.empty())
+            names.push_back(std::move(name));
         start = end + 1;
     }
     return names;

@@ -21,11 +21,14 @@ std::string& ApplicationName() {
 
 }  // namespace
 
-void SetLogHook(LogHook hook) { logHook.store(hook); }
+void SetLogHook(LogHook hook) {
+    logHook.store(hook);
+}
 
 void WriteMessage(const char* source, const char* tag, LogLevel level, const std::string& text) {
     LogHook hook = logHook.load();
-    if (hook != nullptr) hook(source, tag, level, text.c_str());
+    if (hook != nullptr)
+        hook(source, tag, level, text.c_str());
 }
 
 void SetApplicationName(const std::string& name) {

@@ -15,7 +15,7 @@
 namespace zm {
 
 class ZMIMPORT_API SettingsDocument {
-public:
+  public:
     SettingsDocument();  // an empty <Configuration/>
     ~SettingsDocument();
     SettingsDocument(const SettingsDocument&) = delete;
@@ -42,7 +42,7 @@ public:
                  const std::vector<std::string>& items);
     void RemoveKey(const std::string& section, const std::string& key);
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl;
 };

@@ -5,9 +5,9 @@ ZM_PENDING_FORMAT(ExcelFileFactory, "Excel File", "Excel 97-2003 Workbook (*.xl*
                   ".xls\0.xlw\0", 0, 1, 0, 1, 1, 1)
 ZM_PENDING_FORMAT(Excel2007FileFactory, "Excel2007 File", "Excel Workbook (*.xlsx; *.xlsb)",
                   "Excel Workbook (*.xlsx)", 2, ".xlsx\0.xlsb\0", 0, 1, 0, 1, 0, 1)
-ZM_PENDING_FORMAT(LotusFileFactory, "Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)",
-                  nullptr, 4, ".wks\0.wk1\0.wrk\0.wr1\0", 0, 1, 0, 1, 0, 1)
-ZM_PENDING_FORMAT(MatFileFactory, "Matlab File", "Matlab Files (*.mat)", "Matlab Files (*.mat)",
-                  1, ".mat\0", 1, 1, 0, 0, 0, 1)
+ZM_PENDING_FORMAT(LotusFileFactory, "Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)", nullptr,
+                  4, ".wks\0.wk1\0.wrk\0.wr1\0", 0, 1, 0, 1, 0, 1)
+ZM_PENDING_FORMAT(MatFileFactory, "Matlab File", "Matlab Files (*.mat)", "Matlab Files (*.mat)", 1,
+                  ".mat\0", 1, 1, 0, 0, 0, 1)
 ZM_PENDING_FORMAT(TvpFileFactory, "TAVIX project file", "TAVIX project file (*.tvp)", nullptr, 1,
                   ".tvp\0", 0, 1, 0, 1, 0, 1)
