@@ -44,9 +44,66 @@ def brimrose_nir_spectra(path):
         f.write(out)
 
 
+# Moisture, protein and oil of five grain samples: the reference values that go with
+# spectra like the ones above, as a laboratory would keep them in a spreadsheet.
+GRAIN = [
+    ('Sample', 'Moisture %', 'Protein %', 'Oil %', 'Origin'),
+    ('wheat-01', 11.2, 12.85, 1.9, 'Bühl'),
+    ('wheat-02', 12.7, 13.4, 2.05, 'Orléans'),
+    ('wheat-03', 14.1, 11.95, 1.75, 'Kraków, lot 7'),
+    ('barley-01', 10.9, 10.2, 2.4, 'Ålesund'),
+    ('barley-02', 13.3, None, 2.2, 'Zaragoza'),
+]
+
+
+def csv_field(value):
+    if value is None:
+        return ''
+    text = str(value)
+    if any(c in text for c in ',"\n'):
+        return '"' + text.replace('"', '""') + '"'
+    return text
+
+
+def grain_csv(path):
+    """The reference table as CSV in UTF-8, with quoted fields and one missing value."""
+    lines = [','.join(csv_field(v) for v in row) for row in GRAIN]
+    with open(path, 'w', encoding='utf-8', newline='') as f:
+        f.write('\r\n'.join(lines) + '\r\n')
+
+
+def grain_text(path):
+    """The same table tab-delimited in windows-1252, as older spreadsheet exports write it."""
+    lines = ['\t'.join('' if v is None else str(v) for v in row) for row in GRAIN]
+    with open(path, 'w', encoding='cp1252', newline='') as f:
+        f.write('\r\n'.join(lines) + '\r\n')
+
+
+def grain_dif(path):
+    """The same table as DIF: a header of sections, then one vector of cells per row."""
+    rows, cols = len(GRAIN), len(GRAIN[0])
+    out = ['TABLE', '0,1', '""', 'VECTORS', '0,%d' % cols, '""', 'TUPLES', '0,%d' % rows,
+           '""', 'DATA', '0,0', '""']
+    for row in GRAIN:
+        out += ['-1,0', 'BOT']
+        for v in row:
+            if v is None:
+                out += ['1,0', '""']
+            elif isinstance(v, str):
+                out += ['1,0', '"%s"' % v.replace('"', '""')]
+            else:
+                out += ['0,%s' % v, 'V']
+    out += ['-1,0', 'EOD']
+    with open(path, 'w', encoding='cp1252', newline='') as f:
+        f.write('\r\n'.join(out) + '\r\n')
+
+
 def main():
     os.makedirs(DATA, exist_ok=True)
     brimrose_nir_spectra(os.path.join(DATA, 'nir-spectra.dat'))
+    grain_csv(os.path.join(DATA, 'grain-reference.csv'))
+    grain_text(os.path.join(DATA, 'grain-reference.txt'))
+    grain_dif(os.path.join(DATA, 'grain-reference.dif'))
 
 
 if __name__ == '__main__':
