@@ -15,4 +15,10 @@ bool FastParseDecimal(const char* first, const char* last, double& value);
 // conversion must decide. `out` holds at least 32 bytes.
 size_t FastShortestFixed(double value, char* out);
 
+// The length of `text` when it is a plain decimal that std::to_chars prints back
+// unchanged from the double it reads as ("12.5", "-0.001", "0", "1000"), so that its
+// printed form is the text itself; 0 for anything else ("12.50", ".5", "007", "1e3",
+// "0.0001", "").
+size_t ShortestDecimalLength(const char* text);
+
 }  // namespace zmcli

@@ -5,39 +5,56 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 namespace zmcli {
 
 namespace {
 
 template <typename T>
-std::string Shortest(T value) {
-    if (std::isnan(value))
-        return "NaN";
-    if (std::isinf(value))
-        return value < 0 ? "-inf" : "inf";
-    char buffer[64];
-    auto [end, ec] = std::to_chars(buffer, buffer + sizeof(buffer), value);
-    return std::string(buffer, ec == std::errc() ? end : buffer);
+size_t Shortest(T value, char* out) {
+    const char* special = std::isnan(value)   ? "NaN"
+                          : std::isinf(value) ? (value < 0 ? "-inf" : "inf")
+                                              : nullptr;
+    if (special != nullptr) {
+        const size_t length = std::strlen(special);
+        std::memcpy(out, special, length);
+        return length;
+    }
+    auto [end, ec] = std::to_chars(out, out + kNumberRoom, value);
+    return ec == std::errc() ? static_cast<size_t>(end - out) : 0;
 }
 
 }  // namespace
 
+size_t PrintDouble(double value, char* out) {
+    if (const size_t length = FastShortestFixed(value, out))
+        return length;
+    return Shortest(value, out);
+}
+
+size_t PrintFloat(float value, char* out) {
+    return Shortest(value, out);
+}
+
+size_t PrintInteger(long long value, char* out) {
+    auto [end, ec] = std::to_chars(out, out + kNumberRoom, value);
+    return ec == std::errc() ? static_cast<size_t>(end - out) : 0;
+}
+
 std::string FormatDouble(double value) {
-    char buffer[32];
-    if (const size_t length = FastShortestFixed(value, buffer))
-        return std::string(buffer, length);
-    return Shortest(value);
+    char buffer[kNumberRoom];
+    return std::string(buffer, PrintDouble(value, buffer));
 }
 
 std::string FormatFloat(float value) {
-    return Shortest(value);
+    char buffer[kNumberRoom];
+    return std::string(buffer, PrintFloat(value, buffer));
 }
 
 std::string FormatInteger(long long value) {
-    char buffer[24];
-    auto [end, ec] = std::to_chars(buffer, buffer + sizeof(buffer), value);
-    return std::string(buffer, ec == std::errc() ? end : buffer);
+    char buffer[kNumberRoom];
+    return std::string(buffer, PrintInteger(value, buffer));
 }
 
 }  // namespace zmcli

@@ -1,12 +1,14 @@
-// The read command: files -> reader -> sheet -> CSV, TSV or JSON.
+// The read command: files -> reader -> CSV, TSV or JSON, row by row or through a stored sheet.
 #include <unistd.h>
 
-#include <fstream>
+#include <memory>
+#include <optional>
 #include <ostream>
 
 #include "cli/Commands.h"
 #include "cli/FormatTable.h"
 #include "cli/ReaderSession.h"
+#include "cli/StreamSink.h"
 #include "cli/TextTyping.h"
 
 namespace zmcli {
@@ -46,32 +48,48 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     }
 
     const std::string label = FilesLabel(args.files);
-    SheetSink sink(isatty(STDERR_FILENO) ? stderr : nullptr);
-    sink.TypeTexts(!args.keepText && TypesTextsByDefault(info));
-    const ReadOutcome outcome = ReadIntoSink(index, args.files, options.Get(), sink);
+    std::FILE* const progressTerminal = isatty(STDERR_FILENO) ? stderr : nullptr;
+    const bool typeTexts = !args.keepText && TypesTextsByDefault(info);
+    std::optional<OutputBuffer> output;
+    if (args.output.empty())
+        output.emplace(out);
+    else
+        output.emplace(args.output);
+
+    // Rows are printed while they are read; a reader that goes back to an earlier row
+    // makes the command read the file again into a stored sheet.
+    StreamSink stream(args.to, *output, progressTerminal);
+    stream.TypeTexts(typeTexts);
+    ReadOutcome outcome = ReadIntoSink(index, args.files, options.Get(), stream);
+    long long dropped = stream.DroppedCells();
+    std::unique_ptr<SheetSink> stored;
+    if (outcome.ok && stream.FellBack()) {
+        output->Rewind();
+        stored = std::make_unique<SheetSink>(progressTerminal);
+        stored->TypeTexts(typeTexts);
+        outcome = ReadIntoSink(index, args.files, options.Get(), *stored);
+        dropped = stored->GetSheet().DroppedCells();
+    }
     if (!outcome.warning.empty()) {
         err << "zmimport: " << label << ": warning: " << outcome.warning << '\n';
     }
     if (!outcome.ok) {
+        output->Abandon();
         err << "zmimport: " << label << ": " << outcome.error << '\n';
         return kExitFailure;
     }
-    if (const long long dropped = sink.GetSheet().DroppedCells()) {
+    if (dropped != 0) {
         err << "zmimport: " << label << ": warning: " << dropped
             << " cells outside the sheet were ignored\n";
     }
 
-    if (args.output.empty()) {
-        WriteSheet(sink.GetSheet(), args.to, out);
-        out.flush();
-        return out ? kExitOk : kExitFailure;
-    }
-    std::ofstream file(args.output, std::ios::binary);
-    if (file)
-        WriteSheet(sink.GetSheet(), args.to, file);
-    file.close();
-    if (!file) {
-        err << "zmimport: " << args.output << ": cannot write the output\n";
+    if (stored)
+        WriteSheet(stored->GetSheet(), args.to, *output);
+    else
+        stream.Finish();
+    if (!output->Finish()) {
+        if (!args.output.empty())
+            err << "zmimport: " << args.output << ": cannot write the output\n";
         return kExitFailure;
     }
     return kExitOk;

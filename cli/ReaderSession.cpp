@@ -77,7 +77,7 @@ std::string ErrorTextOf(SpreadsheetFile& reader) {
 }
 
 ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
-                         ZmImportOpenOptions* options, SheetSink& sink) {
+                         ZmImportOpenOptions* options, CommandSink& sink) {
     ReadOutcome outcome;
     try {
         ReaderPtr reader = CreateReader(formatIndex);

@@ -53,6 +53,6 @@ std::string ErrorTextOf(SpreadsheetFile& reader);
 // Opens the format's reader on the files (joined for formats that take several), sizes
 // the sink from the reader and reads into it.
 ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
-                         ZmImportOpenOptions* options, SheetSink& sink);
+                         ZmImportOpenOptions* options, CommandSink& sink);
 
 }  // namespace zmcli

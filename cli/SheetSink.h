@@ -1,5 +1,4 @@
-// The sink the command line reads into: keeps every cell in a Sheet at the precision the
-// reader delivers and shows a progress line for long reads.
+// The sinks the commands read into, their progress line, and the sink that stores a sheet.
 #pragma once
 
 #include <chrono>
@@ -37,11 +36,27 @@ class ProgressLine {
     size_t shownWidth = 0;
 };
 
-class SheetSink : public ReadSpreadSheetData {
+// What the commands read into: a sink with a progress line that may type the texts it
+// is given. With typing on, a text that is entirely a number counts as that number and
+// an empty text as a missing cell, as the application's data object does.
+class CommandSink : public ReadSpreadSheetData {
   public:
     // `progressTerminal` is where the progress line goes (stderr when it is a terminal),
     // or null for none.
-    explicit SheetSink(std::FILE* progressTerminal = nullptr) : progress(progressTerminal) {}
+    explicit CommandSink(std::FILE* progressTerminal) : progress(progressTerminal) {}
+
+    void TypeTexts(bool on) { typeTexts = on; }
+    void FinishProgress() { progress.Finish(); }
+
+  protected:
+    ProgressLine progress;
+    bool typeTexts = false;
+};
+
+// Keeps every cell in a Sheet at the precision the reader delivers.
+class SheetSink : public CommandSink {
+  public:
+    explicit SheetSink(std::FILE* progressTerminal = nullptr) : CommandSink(progressTerminal) {}
 
     int GetNumberOfColumns() override { return sheet.Columns(); }
     int GetNumberOfRows() override { return sheet.Rows(); }
@@ -53,19 +68,12 @@ class SheetSink : public ReadSpreadSheetData {
     void Set(int col, int row, float value) override;
     void Set(int col, int row, const char* text) override;
 
-    // With typing on, a text that is entirely a number is stored as that number and an
-    // empty text as a missing cell, as the application's data object does.
-    void TypeTexts(bool on) { typeTexts = on; }
-
-    void FinishProgress() { progress.Finish(); }
     const Sheet& GetSheet() const { return sheet; }
 
   private:
     void Tick() { progress.Tick(sheet.LastRowSet(), sheet.AnnouncedRows()); }
 
     Sheet sheet;
-    ProgressLine progress;
-    bool typeTexts = false;
 };
 
 }  // namespace zmcli

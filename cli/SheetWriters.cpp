@@ -3,34 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 
 #include "cli/NumberFormat.h"
 
 namespace zmcli {
 
 namespace {
-
-// Text of a number cell as CSV and TSV print it.
-std::string NumberText(const Cell& cell) {
-    switch (cell.kind) {
-        case Cell::Kind::kDouble:
-            return FormatDouble(cell.d);
-        case Cell::Kind::kFloat:
-            return FormatFloat(cell.f);
-        case Cell::Kind::kInteger:
-            return FormatInteger(cell.i);
-        default:
-            return {};
-    }
-}
-
-bool IsFiniteNumber(const Cell& cell) {
-    if (cell.kind == Cell::Kind::kDouble)
-        return std::isfinite(cell.d);
-    if (cell.kind == Cell::Kind::kFloat)
-        return std::isfinite(cell.f);
-    return cell.kind == Cell::Kind::kInteger;
-}
 
 // Length of the valid UTF-8 sequence at the start of `s`, or 0 when it is not one
 // (overlong forms, surrogates and code points past U+10FFFF are invalid).
@@ -66,59 +45,101 @@ size_t Utf8SequenceLength(std::string_view s) {
     return length;
 }
 
-// Appends the printed form of a text cell to the output line.
-using FieldFn = void (*)(const Sheet&, const Cell&, std::string& line);
+void AppendCsvText(std::string_view text, OutputBuffer& out) {
+    // One pass with plain comparisons: find_first_of searches the set once per byte.
+    const bool plain = std::none_of(text.begin(), text.end(), [](char c) {
+        return c == ',' || c == '"' || c == '\r' || c == '\n';
+    });
+    if (plain) {
+        out.Append(text);
+        return;
+    }
+    char* const start = out.Room(2 * text.size() + 2);
+    char* p = start;
+    *p++ = '"';
+    for (char c : text) {
+        if (c == '"')
+            *p++ = '"';
+        *p++ = c;
+    }
+    *p++ = '"';
+    out.Used(p - start);
+}
 
-void WriteDelimited(const Sheet& sheet, char delimiter, FieldFn field, std::ostream& out) {
-    const int cols = sheet.Columns();
-    const int rows = sheet.Rows();
-    std::string line;
-    for (int row = 1; row <= rows; ++row) {
-        line.clear();
-        const std::vector<Cell>* cells = sheet.RowCells(row);
-        for (int col = 1; col <= cols; ++col) {
-            if (col > 1)
-                line += delimiter;
-            if (cells == nullptr || static_cast<size_t>(col) > cells->size())
-                continue;
-            const Cell& cell = (*cells)[col - 1];
-            if (cell.kind == Cell::Kind::kText) {
-                field(sheet, cell, line);
-            } else if (cell.kind != Cell::Kind::kMissing) {
-                line += NumberText(cell);
-            }
+void AppendTsvText(std::string_view text, OutputBuffer& out) {
+    char* const start = out.Room(2 * text.size());
+    char* p = start;
+    for (char c : text) {
+        const char escaped = c == '\\'   ? '\\'
+                             : c == '\t' ? 't'
+                             : c == '\n' ? 'n'
+                             : c == '\r' ? 'r'
+                                         : 0;
+        if (escaped != 0) {
+            *p++ = '\\';
+            *p++ = escaped;
+        } else {
+            *p++ = c;
         }
-        line += '\n';
-        out << line;
+    }
+    out.Used(p - start);
+}
+
+// Escape letters of the JSON controls that have one, by byte value; 0 for \u00XX.
+char JsonEscapeLetter(unsigned char c) {
+    switch (c) {
+        case '"':
+            return '"';
+        case '\\':
+            return '\\';
+        case '\n':
+            return 'n';
+        case '\r':
+            return 'r';
+        case '\t':
+            return 't';
+        case '\b':
+            return 'b';
+        case '\f':
+            return 'f';
+        default:
+            return 0;
     }
 }
 
-void WriteJson(const Sheet& sheet, std::ostream& out) {
-    const int cols = sheet.Columns();
-    const int rows = sheet.Rows();
-    out << "{\"columns\": " << cols << ", \"rows\": " << rows << ", \"cells\": [";
-    std::string line;
-    for (int row = 1; row <= rows; ++row) {
-        line = row > 1 ? ",\n  [" : "\n  [";
-        const std::vector<Cell>* cells = sheet.RowCells(row);
-        for (int col = 1; col <= cols; ++col) {
-            if (col > 1)
-                line += ", ";
-            const Cell* cell = cells != nullptr && static_cast<size_t>(col) <= cells->size()
-                                   ? &(*cells)[col - 1]
-                                   : nullptr;
-            if (cell == nullptr || cell->kind == Cell::Kind::kMissing) {
-                line += "null";
-            } else if (cell->kind == Cell::Kind::kText) {
-                line += JsonString(sheet.TextOf(*cell));
+void AppendJsonText(std::string_view text, OutputBuffer& out) {
+    static const char kHex[] = "0123456789abcdef";
+    // Every input byte becomes at most six output bytes (\u00XX, or U+FFFD's three).
+    char* const start = out.Room(6 * text.size() + 2);
+    char* p = start;
+    *p++ = '"';
+    for (size_t i = 0; i < text.size();) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c >= 0x80) {
+            const size_t length = Utf8SequenceLength(text.substr(i));
+            if (length == 0) {
+                p = std::copy_n("\xEF\xBF\xBD", 3, p);  // U+FFFD REPLACEMENT CHARACTER
+                ++i;
             } else {
-                line += IsFiniteNumber(*cell) ? NumberText(*cell) : "null";
+                p = std::copy_n(text.data() + i, length, p);
+                i += length;
             }
+            continue;
         }
-        line += ']';
-        out << line;
+        if (const char letter = JsonEscapeLetter(c)) {
+            *p++ = '\\';
+            *p++ = letter;
+        } else if (c < 0x20 || c == 0x7F) {
+            p = std::copy_n("\\u00", 4, p);
+            *p++ = kHex[c >> 4];
+            *p++ = kHex[c & 0xF];
+        } else {
+            *p++ = static_cast<char>(c);
+        }
+        ++i;
     }
-    out << (rows > 0 ? "\n]}\n" : "]}\n");
+    *p++ = '"';
+    out.Used(p - start);
 }
 
 }  // namespace
@@ -133,130 +154,116 @@ std::optional<OutputFormat> ParseOutputFormat(std::string_view name) {
     return std::nullopt;
 }
 
-void WriteSheet(const Sheet& sheet, OutputFormat format, std::ostream& out) {
+void RowPrinter::BeginTable(int cols, int rows) {
+    if (format != OutputFormat::kJson)
+        return;
+    out.Append("{\"columns\": ");
+    Integer(cols);
+    out.Append(", \"rows\": ");
+    Integer(rows);
+    out.Append(", \"cells\": [");
+}
+
+void RowPrinter::BeginRow(int row) {
+    if (format == OutputFormat::kJson)
+        out.Append(row > 1 ? ",\n  [" : "\n  [");
+}
+
+void RowPrinter::EndRow() {
+    out.Append(format == OutputFormat::kJson ? ']' : '\n');
+    out.RowDone();
+}
+
+void RowPrinter::EndTable(int rows) {
+    if (format == OutputFormat::kJson)
+        out.Append(rows > 0 ? "\n]}\n" : "]}\n");
+}
+
+void RowPrinter::Double(double value) {
+    if (format == OutputFormat::kJson && !std::isfinite(value))
+        Missing();
+    else
+        out.Used(PrintDouble(value, out.Room(kNumberRoom)));
+}
+
+void RowPrinter::Float(float value) {
+    if (format == OutputFormat::kJson && !std::isfinite(value))
+        Missing();
+    else
+        out.Used(PrintFloat(value, out.Room(kNumberRoom)));
+}
+
+void RowPrinter::Integer(long long value) {
+    out.Used(PrintInteger(value, out.Room(kNumberRoom)));
+}
+
+void RowPrinter::Text(std::string_view text) {
     switch (format) {
         case OutputFormat::kCsv:
-            WriteDelimited(
-                sheet, ',',
-                [](const Sheet& s, const Cell& c, std::string& line) {
-                    AppendCsvField(s.TextOf(c), line);
-                },
-                out);
+            AppendCsvText(text, out);
             break;
         case OutputFormat::kTsv:
-            WriteDelimited(
-                sheet, '\t',
-                [](const Sheet& s, const Cell& c, std::string& line) {
-                    line += TsvField(s.TextOf(c));
-                },
-                out);
+            AppendTsvText(text, out);
             break;
         case OutputFormat::kJson:
-            WriteJson(sheet, out);
+            AppendJsonText(text, out);
             break;
     }
 }
 
-std::string CsvField(std::string_view text) {
-    std::string field;
-    AppendCsvField(text, field);
-    return field;
+void RowPrinter::StoredCell(const Sheet& sheet, const Cell& cell) {
+    switch (cell.kind) {
+        case Cell::Kind::kMissing:
+            Missing();
+            break;
+        case Cell::Kind::kDouble:
+            Double(cell.d);
+            break;
+        case Cell::Kind::kFloat:
+            Float(cell.f);
+            break;
+        case Cell::Kind::kInteger:
+            Integer(cell.i);
+            break;
+        case Cell::Kind::kText:
+            Text(sheet.TextOf(cell));
+            break;
+    }
 }
 
-void AppendCsvField(std::string_view text, std::string& out) {
-    // One pass with plain comparisons: find_first_of searches the set once per byte.
-    const bool plain = std::none_of(text.begin(), text.end(), [](char c) {
-        return c == ',' || c == '"' || c == '\r' || c == '\n';
-    });
-    if (plain) {
-        out += text;
-        return;
+void WriteSheet(const Sheet& sheet, OutputFormat format, OutputBuffer& out) {
+    const int cols = sheet.Columns();
+    const int rows = sheet.Rows();
+    RowPrinter printer(format, out);
+    printer.BeginTable(cols, rows);
+    for (int row = 1; row <= rows; ++row) {
+        printer.BeginRow(row);
+        const std::vector<Cell>* cells = sheet.RowCells(row);
+        for (int col = 1; col <= cols; ++col) {
+            if (col > 1)
+                printer.Separator();
+            if (cells != nullptr && static_cast<size_t>(col) <= cells->size())
+                printer.StoredCell(sheet, (*cells)[col - 1]);
+            else
+                printer.Missing();
+        }
+        printer.EndRow();
     }
-    out += '"';
-    for (char c : text) {
-        if (c == '"')
-            out += '"';
-        out += c;
-    }
-    out += '"';
+    printer.EndTable(rows);
 }
 
-std::string TsvField(std::string_view text) {
-    std::string field;
-    field.reserve(text.size());
-    for (char c : text) {
-        switch (c) {
-            case '\\':
-                field += "\\\\";
-                break;
-            case '\t':
-                field += "\\t";
-                break;
-            case '\n':
-                field += "\\n";
-                break;
-            case '\r':
-                field += "\\r";
-                break;
-            default:
-                field += c;
-        }
-    }
-    return field;
+void WriteSheet(const Sheet& sheet, OutputFormat format, std::ostream& out) {
+    OutputBuffer buffer(out);
+    WriteSheet(sheet, format, buffer);
+    buffer.Finish();
 }
 
-std::string JsonString(std::string_view text) {
-    static const char kHex[] = "0123456789abcdef";
-    std::string out = "\"";
-    out.reserve(text.size() + 2);
-    for (size_t i = 0; i < text.size();) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        if (c >= 0x80) {
-            const size_t length = Utf8SequenceLength(text.substr(i));
-            if (length == 0) {
-                out += "\xEF\xBF\xBD";  // U+FFFD REPLACEMENT CHARACTER
-                ++i;
-            } else {
-                out.append(text.substr(i, length));
-                i += length;
-            }
-            continue;
-        }
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            case '\b':
-                out += "\\b";
-                break;
-            case '\f':
-                out += "\\f";
-                break;
-            default:
-                if (c < 0x20 || c == 0x7F) {
-                    out += "\\u00";
-                    out += kHex[c >> 4];
-                    out += kHex[c & 0xF];
-                } else {
-                    out += static_cast<char>(c);
-                }
-        }
-        ++i;
-    }
-    out += '"';
-    return out;
+std::string FieldText(OutputFormat format, std::string_view text) {
+    std::ostringstream stream;
+    OutputBuffer buffer(stream);
+    RowPrinter(format, buffer).Text(text);
+    buffer.Finish();
+    return stream.str();
 }
 
 }  // namespace zmcli

@@ -6,6 +6,7 @@
 // LF and CR are written as \\, \t, \n and \r so that every sheet row stays one line.
 // JSON: {"columns": C, "rows": R, "cells": [[...], ...]} with one array per sheet row,
 // numbers as JSON numbers, texts as JSON strings, missing cells and NaN/inf as null.
+// Invalid UTF-8 in JSON strings becomes U+FFFD byte by byte.
 // In CSV and TSV missing cells are empty and NaN/inf print as NaN, inf and -inf.
 #pragma once
 
@@ -14,6 +15,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/OutputBuffer.h"
 #include "cli/Sheet.h"
 
 namespace zmcli {
@@ -23,15 +25,46 @@ enum class OutputFormat { kCsv, kTsv, kJson };
 // "csv", "tsv" or "json"; nullopt for anything else.
 std::optional<OutputFormat> ParseOutputFormat(std::string_view name);
 
+// Prints a table cell by cell, left to right and row by row, in one layout. Both the
+// stored sheet and the rows streamed during a read go through here, so they print alike.
+class RowPrinter {
+  public:
+    RowPrinter(OutputFormat format, OutputBuffer& out) : format(format), out(out) {}
+
+    void BeginTable(int cols, int rows);
+    void BeginRow(int row);
+    // Before every cell but a row's first.
+    void Separator() {
+        if (format == OutputFormat::kJson)
+            out.Append(", ");
+        else
+            out.Append(format == OutputFormat::kCsv ? ',' : '\t');
+    }
+    void Missing() {
+        if (format == OutputFormat::kJson)
+            out.Append("null");
+    }
+    void Double(double value);
+    void Float(float value);
+    void Integer(long long value);
+    // A number already in its printed form.
+    void NumberText(std::string_view text) { out.Append(text); }
+    void Text(std::string_view text);
+    void EndRow();
+    void EndTable(int rows);
+
+    // Any stored cell.
+    void StoredCell(const Sheet& sheet, const Cell& cell);
+
+  private:
+    OutputFormat format;
+    OutputBuffer& out;
+};
+
+void WriteSheet(const Sheet& sheet, OutputFormat format, OutputBuffer& out);
 void WriteSheet(const Sheet& sheet, OutputFormat format, std::ostream& out);
 
-// Single fields, exposed for the writers' tests.
-std::string CsvField(std::string_view text);
-// The same, appended to `out`.
-void AppendCsvField(std::string_view text, std::string& out);
-std::string TsvField(std::string_view text);
-// A JSON string literal, quotes included. Control characters are escaped; valid UTF-8
-// passes through and each byte of an invalid sequence becomes U+FFFD.
-std::string JsonString(std::string_view text);
+// A single text field as the layout prints it, exposed for the writers' tests.
+std::string FieldText(OutputFormat format, std::string_view text);
 
 }  // namespace zmcli

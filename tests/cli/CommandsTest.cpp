@@ -47,10 +47,13 @@ ClaimFactory plausibleFactory("ZZ Plausible", "zz plausible (*.zzq)", ".zzq\0.zz
 ClaimFactory surelyFactory("ZZ Surely", "zz surely (*.zzs)", ".zzs\0.zzt\0",
                            SprFileFactory::kSurely);
 
-// A two-by-two sheet. The file name steers it: "missing" fails to open, "fileopts"
+// A two-by-two sheet. The file name steers it: "late" and "broken" make a long sheet
+// whose reader goes back to row 1 at the end, or fails there; "missing" fails to open, "fileopts"
 // offers options only through GetFileReadOptions, "noopts" has no options at all;
 // otherwise it writes its defaults into an empty options record. Cell (2,2) shows the
 // "Marker" setting it was given.
+constexpr int kLongRows = 200000;
+
 class FakeSheetFile : public SpreadsheetFile {
   public:
     void GetErrorMessage(char* buffer, unsigned int size) override {
@@ -61,7 +64,7 @@ class FakeSheetFile : public SpreadsheetFile {
         return std::string(file).find("fileopts") != std::string::npos ? NewDefaults() : nullptr;
     }
     int Open(bool, const char* file, ZmImportOpenOptions* options) override {
-        const std::string name = file;
+        name = file;
         if (name.find("missing") != std::string::npos)
             return SetStatus(2900);
         std::unique_ptr<zm::SettingsDocument> document;
@@ -74,6 +77,15 @@ class FakeSheetFile : public SpreadsheetFile {
         return 0;
     }
     int Read(ReadSpreadSheetData* sink) override {
+        if (IsLong()) {
+            // Over a megabyte of rows, then back to the first row or a failure.
+            for (int row = 1; row <= kLongRows; ++row)
+                sink->Set(1, row, row);
+            if (name.find("broken") != std::string::npos)
+                return SetStatus(2901);
+            sink->Set(2, 1, "late");
+            return 0;
+        }
         sink->Set(1, 1, "id");
         sink->Set(2, 1, "value");
         sink->Set(1, 2, 1);
@@ -83,7 +95,8 @@ class FakeSheetFile : public SpreadsheetFile {
 
   private:
     int EstablishSize() override {
-        numCols = numRows = 2;
+        numCols = 2;
+        numRows = IsLong() ? kLongRows : 2;
         sizeEstablished = true;
         return 0;
     }
@@ -94,6 +107,11 @@ class FakeSheetFile : public SpreadsheetFile {
     }
     static ZmImportOpenOptions* NewDefaults() { return zm::NewOptionsRecord(Defaults()); }
 
+    bool IsLong() const {
+        return name.find("late") != std::string::npos || name.find("broken") != std::string::npos;
+    }
+
+    std::string name;
     std::string marker;
 };
 
@@ -124,7 +142,7 @@ class FilesFolder : public testing::Environment {
         std::filesystem::current_path(folder);
         for (const char* name : {"a.zzf", "b.zzf", "missing.zzf", "fileopts.zzf", "noopts.zzf",
                                  "x.zzq", "x.ZZC", "x.zzp", "y.zzc", "a-sure.zzq",
-                                 "x.nothing-claims-this", "no-extension"})
+                                 "x.nothing-claims-this", "no-extension", "late.zzf", "broken.zzf"})
             std::ofstream(name) << "data\n";
     }
     void TearDown() override {
@@ -259,4 +277,21 @@ TEST(Commands, DetectListsEveryAnswerAndTheChoiceLast) {
     EXPECT_EQ(none.status, kExitFailure);
     EXPECT_NE(none.out.find("chosen: none\n"), std::string::npos);
     EXPECT_EQ(none.err, "zmimport: absent.zzq: The file does not exist.\n");
+}
+
+TEST(Commands, ReadToAFileStartsOverWhenTheReaderGoesBackAndLeavesNoPartialFile) {
+    const CliRun late = RunCli({"read", "late.zzf", "--format", "ZZ Fake Sheet", "-o", "late.csv"});
+    EXPECT_EQ(late.status, kExitOk) << late.err;
+    std::string expected = "1,late\n";
+    for (int row = 2; row <= kLongRows; ++row)
+        expected += std::to_string(row) + ",\n";
+    std::ifstream written("late.csv", std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), expected);
+
+    const CliRun broken =
+        RunCli({"read", "broken.zzf", "--format", "ZZ Fake Sheet", "-o", "broken.csv"});
+    EXPECT_EQ(broken.status, kExitFailure);
+    EXPECT_EQ(broken.err,
+              "zmimport: broken.zzf: warning: fake warning\nzmimport: broken.zzf: other\n");
+    EXPECT_FALSE(std::filesystem::exists("broken.csv"));
 }

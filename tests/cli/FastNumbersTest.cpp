@@ -93,4 +93,29 @@ TEST(FastNumbers, PrintingAgreesWithToChars) {
     }
 }
 
+TEST(FastNumbers, ShortestDecimalsAreTheirOwnPrintedForm) {
+    std::mt19937_64 random(13);
+    int shortest = 0;
+    for (int round = 0; round < 200000; ++round) {
+        std::string text = RandomDecimal(random, 1 + static_cast<int>(random() % 17),
+                                         static_cast<int>(random() % 8));
+        if (random() % 8 == 0)
+            text.insert(text[0] == '-' ? 1 : 0, random() % 2 ? "0" : "0.000");
+        const size_t length = zmcli::ShortestDecimalLength(text.c_str());
+        if (length == 0)
+            continue;
+        ++shortest;
+        double value = 0;
+        std::from_chars(text.data(), text.data() + text.size(), value);
+        ASSERT_EQ(length, text.size()) << text;
+        ASSERT_EQ(General(value), text);
+    }
+    EXPECT_GT(shortest, 50000);
+    for (const char* text : {"0", "-0", "1000", "0.001", "-12.5", "123456789012345"})
+        EXPECT_EQ(zmcli::ShortestDecimalLength(text), std::strlen(text)) << text;
+    for (const char* text : {"", "-", "1e3", ".5", "007", "1.", "1.50", "10000000", "0.0001",
+                             "1234567890123456", "+1", "1 "})
+        EXPECT_EQ(zmcli::ShortestDecimalLength(text), 0u) << text;
+}
+
 }  // namespace

@@ -1,0 +1,109 @@
+// The command line's output buffer and the files it writes.
+#include "cli/OutputBuffer.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <ostream>
+
+namespace zmcli {
+
+namespace {
+
+constexpr size_t kHoldEverything = std::numeric_limits<size_t>::max();
+
+bool IsNullDevice(const struct stat& info) {
+    struct stat null;
+    return S_ISCHR(info.st_mode) && stat("/dev/null", &null) == 0 && S_ISCHR(null.st_mode) &&
+           info.st_rdev == null.st_rdev;
+}
+
+}  // namespace
+
+OutputBuffer::OutputBuffer(std::ostream& stream) : handOnSize(kHoldEverything), stream(&stream) {}
+
+OutputBuffer::OutputBuffer(std::string path, size_t handOnSize)
+    : handOnSize(handOnSize), path(std::move(path)) {}
+
+OutputBuffer::~OutputBuffer() {
+    if (file != nullptr)
+        std::fclose(file);
+}
+
+void OutputBuffer::Grow(size_t n) {
+    const size_t wanted = std::max({capacity * 2, size + n, size_t{1} << 16});
+    auto grown = std::make_unique_for_overwrite<char[]>(wanted);
+    if (size > 0)
+        std::memcpy(grown.get(), data.get(), size);
+    data = std::move(grown);
+    capacity = wanted;
+}
+
+bool OutputBuffer::Open() {
+    file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) {
+        failed = true;
+        return false;
+    }
+    // The buffer here is large already; stdio's own would only copy it once more.
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    struct stat info;
+    regularFile = fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode);
+    if (!regularFile && !IsNullDevice(info))
+        handOnSize = kHoldEverything;
+    return true;
+}
+
+bool OutputBuffer::Write(const char* bytes, size_t n) {
+    if (n > 0 && std::fwrite(bytes, 1, n, file) != n)
+        failed = true;
+    return !failed;
+}
+
+void OutputBuffer::HandOnEarly() {
+    if (!failed && (file != nullptr || Open()) && size >= handOnSize)
+        Write(data.get(), size);
+    // After a failure nothing more goes out; Finish reports it.
+    if (failed || handOnSize != kHoldEverything)
+        size = 0;
+}
+
+void OutputBuffer::Rewind() {
+    size = 0;
+    if (file == nullptr || failed || !regularFile)
+        return;
+    if (std::fflush(file) != 0 || ftruncate(fileno(file), 0) != 0 ||
+        std::fseek(file, 0, SEEK_SET) != 0)
+        failed = true;
+}
+
+bool OutputBuffer::Finish() {
+    if (stream != nullptr) {
+        stream->write(data.get(), static_cast<std::streamsize>(size));
+        stream->flush();
+        size = 0;
+        return static_cast<bool>(*stream);
+    }
+    if (!failed && (file != nullptr || Open()))
+        Write(data.get(), size);
+    size = 0;
+    if (file != nullptr && std::fclose(file) != 0)
+        failed = true;
+    file = nullptr;
+    return !failed;
+}
+
+void OutputBuffer::Abandon() {
+    size = 0;
+    if (file == nullptr)
+        return;
+    std::fclose(file);
+    file = nullptr;
+    if (regularFile)
+        std::remove(path.c_str());
+}
+
+}  // namespace zmcli

@@ -1,0 +1,74 @@
+// One large buffer between the sheet writers and where their output goes.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zmcli {
+
+// Writers append bytes; the buffer hands them on in large pieces. While a read is still
+// running, what was handed on may have to be taken back (a reader that delivers a cell
+// for a row already printed makes the command print everything again), so bytes go out
+// early only where that is possible: a regular file, which is cut back, or the null
+// device. A stream, a pipe or a terminal gets everything at Finish.
+class OutputBuffer {
+  public:
+    // Output to a stream, held until Finish.
+    explicit OutputBuffer(std::ostream& stream);
+    // Output to a file, created when the first bytes go out.
+    explicit OutputBuffer(std::string path, size_t handOnSize = size_t{1} << 20);
+    ~OutputBuffer();
+    OutputBuffer(const OutputBuffer&) = delete;
+    OutputBuffer& operator=(const OutputBuffer&) = delete;
+
+    // Room for `n` more bytes at the end; Used says how many of them were written.
+    char* Room(size_t n) {
+        if (capacity - size < n)
+            Grow(n);
+        return data.get() + size;
+    }
+    void Used(size_t n) { size += n; }
+    void Append(std::string_view text) {
+        std::char_traits<char>::copy(Room(text.size()), text.data(), text.size());
+        size += text.size();
+    }
+    void Append(char c) {
+        *Room(1) = c;
+        ++size;
+    }
+
+    // Called between rows: hands the bytes on once there are many and the destination
+    // allows it.
+    void RowDone() {
+        if (size >= handOnSize)
+            HandOnEarly();
+    }
+    // Forgets everything written so far, also what a file already received.
+    void Rewind();
+    // Hands on the rest; false when the output cannot be written.
+    bool Finish();
+    // After a failed read: drops the output and removes a file that received part of it.
+    void Abandon();
+
+  private:
+    void Grow(size_t n);
+    void HandOnEarly();
+    bool Open();
+    bool Write(const char* bytes, size_t n);
+
+    std::unique_ptr<char[]> data;
+    size_t size = 0;
+    size_t capacity = 0;
+    size_t handOnSize = 0;  // 0: hold everything until Finish
+    std::ostream* stream = nullptr;
+    std::string path;
+    std::FILE* file = nullptr;
+    bool regularFile = false;
+    bool failed = false;
+};
+
+}  // namespace zmcli

@@ -1,0 +1,59 @@
+// The read command's sink: prints each row as soon as the reader moves past it.
+#pragma once
+
+#include <algorithm>
+
+#include "cli/SheetSink.h"
+#include "cli/SheetWriters.h"
+
+namespace zmcli {
+
+// Readers announce the table's size first and most then deliver cells row by row, left
+// to right; such a table is printed while it is read, without being kept. A cell that
+// breaks that order (an earlier row or column, the same cell again) or lies outside the
+// announced size (which CSV and TSV rows and the JSON head have already been printed
+// with) cannot be printed that way: the sink then ignores the rest of the read and says
+// FellBack(), and the command reads the file again into a stored sheet.
+// Cells at positions below 1 or right of Sheet::kMaxColumns are dropped and counted, as
+// the stored sheet does.
+class StreamSink : public CommandSink {
+  public:
+    StreamSink(OutputFormat format, OutputBuffer& out, std::FILE* progressTerminal = nullptr)
+        : CommandSink(progressTerminal), format(format), printer(format, out) {}
+
+    int GetNumberOfColumns() override { return cols; }
+    int GetNumberOfRows() override { return std::max(rows, currentRow); }
+    void SetDataSize(int cols, int rows) override;
+
+    void Set(int col, int row, int value) override;
+    void Set(int col, int row, long long value) override;
+    void Set(int col, int row, double value) override;
+    void Set(int col, int row, float value) override;
+    void Set(int col, int row, const char* text) override;
+
+    // Prints what is left after a complete read: the open row, rows that received no
+    // cell, the end of the table.
+    void Finish();
+    bool FellBack() const { return fellBack; }
+    long long DroppedCells() const { return dropped; }
+
+  private:
+    // Prints up to the cell's field; false when the cell is not to be printed.
+    bool Place(int col, int row);
+    void BeginTable();
+    void MissingUpTo(int col);
+    void EndRow();
+    void EmptyRow(int row);
+
+    OutputFormat format;
+    RowPrinter printer;
+    int cols = 0;
+    int rows = 0;
+    int currentRow = 0;  // the row being printed; 0 before the first
+    int lastCol = 0;     // the last column printed in it
+    bool begun = false;  // the table's head is out: the announced size is final
+    bool fellBack = false;
+    long long dropped = 0;
+};
+
+}  // namespace zmcli
