@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
 
 #include "framework/PendingFormat.h"
 #include "framework/SprFileFactory.h"
@@ -12,11 +11,11 @@
 
 namespace {
 
-// A factory whose detection answer the test chooses; its readers are scripted readers.
-// Instances live in static storage, like every real factory, so their priority is 0.
+// A factory whose detection answer the test chooses; its readers fail to open with their
+// own text. Instances live in static storage, like every real factory.
 class TestFactory : public SprFileFactory {
   public:
-    TestFactory(const char* name, const char* filter, char priority, MyKindOfFile answer)
+    TestFactory(const char* name, const char* filter, char priority, MyKindOfFile answer = kNotMine)
         : SprFileFactory(name, filter, nullptr, 1, ".tst\0", 0, 1, 0, 1, 0, priority),
           answer(answer) {}
 
@@ -33,10 +32,10 @@ class TestFactory : public SprFileFactory {
     MyKindOfFile answer;
 };
 
-class TestPendingFactory : public PendingFormatFactory {
-  public:
-    TestPendingFactory(const char* name, const char* filter)
-        : PendingFormatFactory(name, filter, nullptr, 1, ".tst\0", 0, 1, 0, 1, 0, 1) {}
+struct TestPendingFactory : PendingFormatFactory {
+    TestPendingFactory()
+        : PendingFormatFactory("Pending", "Pending (*.pt)", nullptr, 1, ".pt\0", 0, 1, 0, 1, 0, 1) {
+    }
 };
 
 // 1-based position of the record named `name`, 0 when absent.
@@ -47,98 +46,67 @@ int IndexOf(const char* name) {
     return 0;
 }
 
-TEST(RegistryRules, TheBuiltInRegistryHoldsTwentyTwoFormats) {
-    EXPECT_EQ(SprFileFactory::SizeInfos(), 22);
-    EXPECT_EQ(IndexOf("CSV File"), 6);
-}
-
-TEST(RegistryRules, ASameNamedFactoryWithPriorityOneReplacesTheFormat) {
-    const int before = SprFileFactory::SizeInfos();
+TEST(RegistryRules, ReplacementByNameHonoursPriorityAndFilters) {
     const int csv = IndexOf("CSV File");
-    ASSERT_GT(csv, 0);
+    ASSERT_EQ(csv, 6);
     const ZmImportFileFormatInfo* held = ZmImportGetFileFormatInfo(csv);
     const SprFileFactory* original = held->factory;
-    static TestFactory replacement("CSV File", "CSV Files (*.csv)", 1, SprFileFactory::kSurely);
-    // A host still holding the replaced record may go on reading it.
-    EXPECT_STREQ(held->name, "CSV File");
-    EXPECT_EQ(held->factory, original);
-    EXPECT_EQ(SprFileFactory::SizeInfos(), before);
-    EXPECT_EQ(IndexOf("CSV File"), csv);
-    EXPECT_EQ(ZmImportGetFileFormatInfo(csv)->factory, &replacement);
-    EXPECT_NE(ZmImportGetFileFormatInfo(csv)->factory, original);
-    EXPECT_EQ(ZmImportIsCorrectFileType(csv, "any"), 2);
-    EXPECT_STREQ(ZmImportGetFileFormatInfo(csv)->extensions, ".tst");
-}
-
-TEST(RegistryRules, ASameNamedFactoryWithNegativePriorityYields) {
-    const int before = SprFileFactory::SizeInfos();
-    const int csv = IndexOf("CSV File");
-    const SprFileFactory* original = ZmImportGetFileFormatInfo(csv)->factory;
+    // Priority -1 yields to the format already there.
     static TestFactory yielding("CSV File", "AAA Yielding (*.csv)", -1, SprFileFactory::kSurely);
-    EXPECT_EQ(SprFileFactory::SizeInfos(), before);
-    EXPECT_EQ(IndexOf("CSV File"), csv);
     EXPECT_EQ(ZmImportGetFileFormatInfo(csv)->factory, original);
     EXPECT_STREQ(ZmImportGetFileFormatInfo(csv)->filter, "CSV Files (*.csv)");
-}
-
-TEST(RegistryRules, ANewNameWithAnExistingFilterIsNotEntered) {
-    const int before = SprFileFactory::SizeInfos();
-    const int csv = IndexOf("CSV File");
-    const SprFileFactory* original = ZmImportGetFileFormatInfo(csv)->factory;
+    // A new name with a filter already taken is not entered.
     static TestFactory copycat("Copycat CSV", "CSV Files (*.csv)", 1, SprFileFactory::kSurely);
-    EXPECT_EQ(SprFileFactory::SizeInfos(), before);
     EXPECT_EQ(IndexOf("Copycat CSV"), 0);
     EXPECT_EQ(ZmImportGetFileFormatInfo(csv)->factory, original);
-}
-
-TEST(RegistryRules, AReplacementWithAnotherFilterMovesToItsPlace) {
-    const int before = SprFileFactory::SizeInfos();
-    ASSERT_EQ(IndexOf("Unscrambler File"), before);
-    static TestFactory moved("Unscrambler File", "AAA Unscrambler (*.uns)", 1,
-                             SprFileFactory::kNotMine);
-    EXPECT_EQ(SprFileFactory::SizeInfos(), before);
+    // Priority 1 replaces in place; a host still holding the old record may go on reading it.
+    static TestFactory replacement("CSV File", "CSV Files (*.csv)", 1, SprFileFactory::kSurely);
+    EXPECT_STREQ(held->name, "CSV File");
+    EXPECT_EQ(held->factory, original);
+    EXPECT_EQ(IndexOf("CSV File"), csv);
+    EXPECT_EQ(ZmImportGetFileFormatInfo(csv)->factory, &replacement);
+    EXPECT_STREQ(ZmImportGetFileFormatInfo(csv)->extensions, ".tst");
+    EXPECT_EQ(ZmImportIsCorrectFileType(csv, "any"), 2);
+    // A replacement with another filter moves to that filter's place.
+    static TestFactory moved("Unscrambler File", "AAA Unscrambler (*.uns)", 1);
     EXPECT_EQ(IndexOf("Unscrambler File"), 1);
     EXPECT_STREQ(ZmImportGetFileFormatInfo(2)->name, "Brimrose File");
+    EXPECT_EQ(SprFileFactory::SizeInfos(), 22);
 }
 
 TEST(RegistryRules, NewFormatsAreOrderedByTheirFilterBytewise) {
-    const int before = SprFileFactory::SizeInfos();
-    static TestFactory lower("lower", "lower case sorts last (*.l)", 1, SprFileFactory::kNotMine);
-    static TestFactory upper("Upper", "Upper case (*.u)", 1, SprFileFactory::kNotMine);
-    static TestFactory blank("Blank", "Text Files  (*.b)", 1, SprFileFactory::kNotMine);
-    EXPECT_EQ(SprFileFactory::SizeInfos(), before + 3);
-    EXPECT_EQ(IndexOf("lower"), before + 3);
-    EXPECT_EQ(IndexOf("Upper"), before + 2);
+    static TestFactory lower("lower", "lower case sorts last (*.l)", 1);
+    static TestFactory upper("Upper", "Upper case (*.u)", 1);
+    static TestFactory blank("Blank", "Text Files  (*.b)", 1);
+    EXPECT_EQ(SprFileFactory::SizeInfos(), 25);
+    EXPECT_EQ(IndexOf("lower"), 25);
+    EXPECT_EQ(IndexOf("Upper"), 24);
     // "Text Files  (" sorts before "Text Files (": a blank before "(".
     EXPECT_EQ(IndexOf("Blank") + 1, IndexOf("Text File"));
 }
 
-TEST(RegistryRules, DetectionAnswersMapToTheExportedScale) {
-    static TestFactory surely("Map Surely", "Map 0 (*.m0)", 1, SprFileFactory::kSurely);
-    static TestFactory canRead("Map CanRead", "Map 1 (*.m1)", 1, SprFileFactory::kCanRead);
-    static TestFactory plausible("Map Plausible", "Map 2 (*.m2)", 1, SprFileFactory::kPlausible);
-    static TestFactory notMine("Map NotMine", "Map 3 (*.m3)", 1, SprFileFactory::kNotMine);
-    EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map Surely"), "f"), 2);
-    EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map CanRead"), "f"), 1);
-    EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map Plausible"), "f"), 1);
-    EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf("Map NotMine"), "f"), 0);
-}
+TEST(RegistryRules, DetectionOpeningAndPendingFormatsAtTheInterface) {
+    static TestFactory answers[] = {{"Map 0", "Map 0 (*.m)", 1, SprFileFactory::kSurely},
+                                    {"Map 1", "Map 1 (*.m)", 1, SprFileFactory::kCanRead},
+                                    {"Map 2", "Map 2 (*.m)", 1, SprFileFactory::kPlausible},
+                                    {"Map 3", "Map 3 (*.m)", 1, SprFileFactory::kNotMine}};
+    const char expected[] = {2, 1, 1, 0};
+    const char* names[] = {"Map 0", "Map 1", "Map 2", "Map 3"};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(ZmImportIsCorrectFileType(IndexOf(names[i]), "f"), expected[i]) << names[i];
 
-TEST(RegistryRules, OpenCreatesTheReaderOfTheIndexedFactory) {
-    static TestFactory scripted("Scripted", "Scripted (*.s)", 1, SprFileFactory::kSurely);
+    // Open creates the reader of the indexed factory.
     void* handle = nullptr;
-    EXPECT_FALSE(ZmImportOpen(IndexOf("Scripted"), "f", true, &handle, nullptr));
+    EXPECT_FALSE(ZmImportOpen(IndexOf("Map 0"), "f", true, &handle, nullptr));
     ASSERT_NE(handle, nullptr);
     EXPECT_STREQ(ZmImportGetLastError(0, handle), "scripted");
     ZmImportClose(0, handle);
-}
 
-TEST(RegistryRules, APendingFormatRecognisesNothingAndCannotOpen) {
-    static TestPendingFactory pending("Pending Test", "Pending Test (*.pt)");
-    const int index = IndexOf("Pending Test");
+    static TestPendingFactory pending;
+    const int index = IndexOf("Pending");
     ASSERT_GT(index, 0);
     EXPECT_EQ(ZmImportIsCorrectFileType(index, "/etc/hostname"), 0);
-    void* handle = nullptr;
+    handle = nullptr;
     EXPECT_FALSE(ZmImportOpen(index, "/etc/hostname", true, &handle, nullptr));
     ASSERT_NE(handle, nullptr);
     EXPECT_STREQ(ZmImportGetLastError(0, handle),
