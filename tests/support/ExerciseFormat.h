@@ -1,0 +1,89 @@
+// Drives one format over one file the way a host does and checks the promises of the
+// exported functions: answers in range, a status and a text with every failure, and
+// no cell outside the announced table. Shared by the mutation test and the fuzz target.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "framework/SpreadsheetFile.h"
+#include "framework/ZmHostData.h"
+#include "framework/ZmImport.h"
+
+namespace zmtest {
+
+// A host that keeps no cells, only checks that each lands inside the announced table.
+struct CheckingHost : ZmHostReadTarget {
+    void SetNumber(int row, int col, float) override { Check(row, col); }
+    void SetText(int row, int col, const char* text) override {
+        Check(row, col);
+        if (text == nullptr)
+            broken = "a null text";
+        else
+            touched = touched + std::strlen(text);  // reads every byte of the text
+    }
+    void SetSize(int r, int c) override {
+        rows = r;
+        cols = c;
+    }
+    void Check(int row, int col) {
+        if (row < 1 || col < 1 || row > rows || col > cols)
+            broken = "cell (" + std::to_string(row) + ", " + std::to_string(col) +
+                     ") outside the table of " + std::to_string(rows) + " x " +
+                     std::to_string(cols);
+    }
+    std::string broken;
+    volatile size_t touched = 0;
+};
+
+inline std::string SizeAndRead(int format, void* handle) {
+    auto* reader = static_cast<SpreadsheetFile*>(handle);
+    int rows = -2, cols = -2;
+    const bool sized = ZmImportEstablishSize(format, handle, &rows, &cols);
+    if (rows < -1 || cols < -1 || sized != (rows >= 0 && cols >= 0))
+        return "impossible size " + std::to_string(rows) + " x " + std::to_string(cols);
+    if (!sized && reader->GetStatus() == 0)
+        return "failed sizing without a status";
+    CheckingHost host;
+    host.SetSize(std::max(rows, 0), std::max(cols, 0));
+    const bool read = ZmImportRead(format, handle, &host);
+    if (!host.broken.empty())
+        return host.broken;
+    if (!read && reader->GetStatus() == 0)
+        return "failed read without a status";
+    if (read && !sized)
+        return "read succeeded on a table that could not be sized";
+    for (const char* text : {ZmImportGetWarning(format, handle), ZmImportGetFileRead(handle)})
+        host.touched = host.touched + (text != nullptr ? std::strlen(text) : 0);
+    return "";
+}
+
+// Returns the first broken promise, or "" when all were kept. Without `options` the
+// detection and the format's own options are tried as well.
+inline std::string ExerciseFormat(int format, const char* file,
+                                  ZmImportOpenOptions* options = nullptr) {
+    if (options == nullptr) {
+        const char type = ZmImportIsCorrectFileType(format, file);
+        if (type < 0 || type > 2)
+            return "detection answer " + std::to_string(type);
+        if (ZmImportOpenOptions* own = ZmImportGetFileOptions(format, file, true)) {
+            delete[] own->data;
+            delete own;
+        }
+    }
+    void* handle = nullptr;
+    const bool opened = ZmImportOpen(format, file, true, &handle, options);
+    if (handle == nullptr)
+        return "no handle";
+    std::string broken = opened ? SizeAndRead(format, handle) : "";
+    const int status = static_cast<SpreadsheetFile*>(handle)->GetStatus();
+    if (broken.empty() && !opened && status == 0)
+        broken = "failed open without a status";
+    if (broken.empty() && status != 0 && *ZmImportGetLastError(format, handle) == '\0')
+        broken = "failure without a text";
+    ZmImportClose(format, handle);
+    return broken;
+}
+
+}  // namespace zmtest
