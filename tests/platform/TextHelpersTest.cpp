@@ -13,120 +13,87 @@
 
 namespace {
 
-TEST(Exception, FillsCurlyPlaceholdersByPosition) {
-    EXPECT_EQ(zm::FormatPlaceholders("{2} before {1}, {1} again", {"a", "b"}),
-              "b before a, a again");
-    EXPECT_EQ(zm::FormatPlaceholders("{10}", {"1", "2", "3", "4", "5", "6", "7", "8", "9", "ten"}),
-              "ten");
-    // Unknown, malformed or out-of-range placeholders stay as written.
-    EXPECT_EQ(zm::FormatPlaceholders("{0} {3} {x} {} {1", {"a", "b"}), "{0} {3} {x} {} {1");
-    EXPECT_EQ(zm::FormatPlaceholders("{1}", {"{1}"}), "{1}");  // no re-expansion
-    EXPECT_EQ(zm::FormatPlaceholders("", {"a"}), "");
+using Strings = std::vector<std::string>;
 
-    const zm::Exception e("Cannot open {1} ({2}).", {"x.dat", "denied"});
-    EXPECT_STREQ(e.what(), "Cannot open x.dat (denied).");
-    const std::runtime_error& base = e;  // caught by standard handlers too
-    EXPECT_STREQ(base.what(), "Cannot open x.dat (denied).");
-}
-
-TEST(FormatMessage, FillsPercentPlaceholdersAndNeverThrows) {
-    EXPECT_EQ(zm::FormatMessage("Line %1% of %2%", 3, "a.txt"), "Line 3 of a.txt");
-    EXPECT_EQ(zm::FormatMessage("%2%-%1%", 1, 2), "2-1");
-    EXPECT_EQ(zm::FormatMessage("%1%", 1.5), "1.5");
-    // Too few or too many arguments, or a broken template: the template comes back.
-    EXPECT_EQ(zm::FormatMessage("%1% %2%", 1), "%1% %2%");
-    EXPECT_EQ(zm::FormatMessage("%1%", 1, 2), "%1%");
-    EXPECT_EQ(zm::FormatMessage("100%", 1), "100%");
-    // Without a catalogue the English text stands.
-    EXPECT_EQ(zm::Translate("No further information available."),
-              "No further information available.");
-    EXPECT_EQ(zm::Translate("context", "Some text"), "Some text");
+TEST(Placeholders, CurlyAndPercentTemplatesFillByPosition) {
+    const std::pair<std::string, std::string> kCases[] = {
+        {zm::FormatPlaceholders("{2} before {1}, {1} again", {"a", "b"}), "b before a, a again"},
+        {zm::FormatPlaceholders("{10}", {"1", "2", "3", "4", "5", "6", "7", "8", "9", "ten"}),
+         "ten"},
+        // Unknown, malformed or out-of-range placeholders stay as written.
+        {zm::FormatPlaceholders("{0} {3} {x} {} {1", {"a", "b"}), "{0} {3} {x} {} {1"},
+        {zm::FormatPlaceholders("{1}", {"{1}"}), "{1}"},  // no re-expansion
+        {zm::Exception("Cannot open {1} ({2}).", {"x.dat", "denied"}).what(),
+         "Cannot open x.dat (denied)."},
+        {zm::FormatMessage("Line %1% of %2%", 3, "a.txt"), "Line 3 of a.txt"},
+        {zm::FormatMessage("%2%-%1%", 1, 2), "2-1"},
+        {zm::FormatMessage("%1%", 1.5), "1.5"},
+        // Too few or too many arguments, or a broken template: the template comes back.
+        {zm::FormatMessage("%1% %2%", 1), "%1% %2%"},
+        {zm::FormatMessage("%1%", 1, 2), "%1%"},
+        {zm::FormatMessage("100%", 1), "100%"},
+        // Without a catalogue the English text stands.
+        {zm::Translate("context", "Some text"), "Some text"},
+    };
+    for (const auto& [got, expected] : kCases)
+        EXPECT_EQ(got, expected);
 }
 
 TEST(CopyErrorText, TruncatesToTheBufferAndTerminates) {
-    const std::string text = "This function is not implemented for this file format.";
-    char buffer[16];
-    std::memset(buffer, 'Z', sizeof buffer);
-    zm::CopyErrorText(text, buffer, 10);
-    EXPECT_STREQ(buffer, "This func");
-    EXPECT_EQ(buffer[10], 'Z');  // nothing written past the given size
-
-    zm::CopyErrorText("abc", buffer, 16);
-    EXPECT_STREQ(buffer, "abc");
-    zm::CopyErrorText("abc", buffer, 4);  // exactly fits
-    EXPECT_STREQ(buffer, "abc");
-    zm::CopyErrorText("abcd", buffer, 4);
-    EXPECT_STREQ(buffer, "abc");
-
-    buffer[0] = 'Q';
-    buffer[1] = 'Q';
-    zm::CopyErrorText(text, buffer, 1);
-    EXPECT_EQ(buffer[0], '\0');
-    EXPECT_EQ(buffer[1], 'Q');
-
-    buffer[0] = 'Q';
-    zm::CopyErrorText(text, buffer, 0);
-    EXPECT_EQ(buffer[0], 'Q');
-    zm::CopyErrorText(text, nullptr, 10);  // tolerated
-    zm::CopyErrorText("", buffer, 10);
-    EXPECT_STREQ(buffer, "");
+    const struct {
+        const char* text;
+        unsigned int size;
+        std::string expected;  // the whole buffer afterwards
+    } kCases[] = {
+        {"This function", 10, std::string("This func\0ZZZZZZ", 16)},
+        {"abc", 4, std::string("abc\0ZZZZZZZZZZZZ", 16)},
+        {"abcd", 4, std::string("abc\0ZZZZZZZZZZZZ", 16)},
+        {"abc", 1, std::string("\0ZZZZZZZZZZZZZZZ", 16)},
+        {"abc", 0, std::string(16, 'Z')},
+    };
+    for (const auto& c : kCases) {
+        char buffer[16];
+        std::memset(buffer, 'Z', sizeof buffer);
+        zm::CopyErrorText(c.text, buffer, c.size);
+        EXPECT_EQ(std::string(buffer, sizeof buffer), c.expected) << c.text << " " << c.size;
+    }
+    zm::CopyErrorText("abc", nullptr, 10);  // tolerated
 }
 
-struct LogRecord {
-    std::string source, tag, text;
-    zm::LogLevel level;
-};
-std::vector<LogRecord> logged;
-
-void RecordLog(const char* source, const char* tag, zm::LogLevel level, const char* text) {
-    logged.push_back({source, tag, text, level});
-}
+std::vector<std::string> logged;
 
 TEST(Log, MessagesReachTheHookOnlyWhileOneIsSet) {
-    logged.clear();
     zm::WriteMessage("Reader", "Open", zm::LogLevel::kInfo, "nobody listens");
-    EXPECT_TRUE(logged.empty());
-    zm::SetLogHook(&RecordLog);
+    zm::SetLogHook([](const char* source, const char* tag, zm::LogLevel level, const char* text) {
+        logged.push_back(std::string(source) + "|" + tag + "|" + text + "|" +
+                         std::to_string(static_cast<int>(level)));
+    });
     zm::WriteMessage("Reader", "Open", zm::LogLevel::kWarning, "a message");
     zm::SetLogHook(nullptr);
     zm::WriteMessage("Reader", "Open", zm::LogLevel::kError, "after removal");
-    ASSERT_EQ(logged.size(), 1u);
-    EXPECT_EQ(logged[0].source, "Reader");
-    EXPECT_EQ(logged[0].tag, "Open");
-    EXPECT_EQ(logged[0].text, "a message");
-    EXPECT_EQ(logged[0].level, zm::LogLevel::kWarning);
-}
-
-TEST(Log, ApplicationNameDefaultsToTavix) {
+    EXPECT_EQ(logged, Strings{"Reader|Open|a message|" +
+                              std::to_string(static_cast<int>(zm::LogLevel::kWarning))});
     EXPECT_EQ(zm::GetApplicationName(), "TAVIX");
     zm::SetApplicationName("Other Host");
     EXPECT_EQ(zm::GetApplicationName(), "Other Host");
     zm::SetApplicationName("TAVIX");
 }
 
-TEST(FileNames, JoinAndSplitAreInverse) {
-    const std::vector<std::string> names = {"/data/a b.txt", "c.dat", "/x/\xC3\xA9.csv"};
-    const std::string joined = zm::JoinFileNames(names);
-    EXPECT_EQ(joined, "/data/a b.txt\nc.dat\n/x/\xC3\xA9.csv");
-    EXPECT_EQ(zm::SplitFileNames(joined), names);
-    EXPECT_EQ(zm::JoinFileNames({"only"}), "only");
+TEST(FileNames, JoinSplitTitlesExtensionsAndWidePaths) {
+    const Strings names = {"/data/a b.txt", "c.dat", "/x/\xC3\xA9.csv"};
+    EXPECT_EQ(zm::JoinFileNames(names), "/data/a b.txt\nc.dat\n/x/\xC3\xA9.csv");
+    EXPECT_EQ(zm::SplitFileNames(zm::JoinFileNames(names)), names);
     EXPECT_EQ(zm::JoinFileNames({}), "");
     EXPECT_TRUE(zm::SplitFileNames("").empty());
-    // CR before LF and empty entries are dropped.
-    EXPECT_EQ(zm::SplitFileNames("a\r\n\n\nb\r\n"), (std::vector<std::string>{"a", "b"}));
-}
-
-TEST(FileNames, TitlesExtensionsAndWidePaths) {
-    EXPECT_EQ(zm::FileTitle("/dir/name.ext"), "name");
-    EXPECT_EQ(zm::FileExtension("/dir/name.ext"), ".ext");
-    EXPECT_EQ(zm::FileTitle("/dir.d/name"), "name");
-    EXPECT_EQ(zm::FileExtension("/dir.d/name"), "");
-    EXPECT_EQ(zm::FileTitle("archive.tar.gz"), "archive.tar");
-    EXPECT_EQ(zm::FileExtension("archive.tar.gz"), ".gz");
+    EXPECT_EQ(zm::SplitFileNames("a\r\n\n\nb\r\n"), (Strings{"a", "b"}));  // CR and blanks drop
+    const std::pair<std::string, Strings> kParts[] = {{"/dir/name.ext", {"name", ".ext"}},
+                                                      {"/dir.d/name", {"name", ""}},
+                                                      {"archive.tar.gz", {"archive.tar", ".gz"}}};
+    for (const auto& [path, parts] : kParts)
+        EXPECT_EQ((Strings{zm::FileTitle(path), zm::FileExtension(path)}), parts) << path;
     const std::string narrow = "/tmp/\xC3\xA9t\xC3\xA9/\xE6\x97\xA5.txt";
-    const std::wstring wide = zm::NarrowToWide(narrow);
-    EXPECT_EQ(wide, L"/tmp/\u00e9t\u00e9/\u65e5.txt");
-    EXPECT_EQ(zm::WideToNarrow(wide), narrow);
+    EXPECT_EQ(zm::NarrowToWide(narrow), L"/tmp/\u00e9t\u00e9/\u65e5.txt");
+    EXPECT_EQ(zm::WideToNarrow(zm::NarrowToWide(narrow)), narrow);
 }
 
 }  // namespace
