@@ -2,10 +2,11 @@
 // host objects, proved with hosts that only share the layout of the public classes.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <limits>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -77,55 +78,41 @@ TEST(DLLReadSpreadSheetData, ForwardsNumbersAsFloatsOrTextsRowFirst) {
     host.calls = &calls;
     DLLReadSpreadSheetData sink(&host);
     sink.SetDataSize(3, 4);  // cols, rows
-    EXPECT_EQ(host.rowCount, 4);
-    EXPECT_EQ(host.colCount, 3);
-
-    ReadSpreadSheetData& s = sink;
-    s.Set(2, 1, 1234567.0);                     // whole and above what a float keeps: text
-    s.Set(2, 2, 1234567.5);                     // fractional: float
-    s.Set(2, 3, 999990.0);                      // the boundary itself: float
-    s.Set(2, 4, 999991.0);                      // just above: text
-    s.Set(3, 1, -1234567.0);                    // negative wholes stay numbers
-    s.Set(3, 2, 9.3e18);                        // at or above 2^63: float
-    s.Set(3, 3, static_cast<long long>(-99));   // the missing marker
-    s.Set(3, 4, static_cast<long long>(-100));  // other integers: decimal text
-    s.Set(1, 1, 7);                             // int: float
-    s.Set(1, 2, 0.25f);
-    s.Set(1, 3, "name");
-    s.Set(1, 4, 9007199254740993LL);
-    s.Set(1, 5, std::numeric_limits<double>::quiet_NaN());
-    s.Set(1, 6, -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(s.MapRow(5), 50);
-    const Calls expected = {
-        "size 4 3",
-        "text 1 2 [1234567]",
-        "num 2 2 " + std::to_string(1234567.5f),
-        "num 3 2 " + std::to_string(999990.0f),
-        "text 4 2 [999991]",
-        "num 1 3 " + std::to_string(-1234567.0f),
-        "num 2 3 " + std::to_string(9.3e18f),
-        "text 3 3 []",
-        "text 4 3 [-100]",
-        "num 1 1 " + std::to_string(7.0f),
-        "num 2 1 " + std::to_string(0.25f),
-        "text 3 1 [name]",
-        "text 4 1 [9007199254740993]",
-        "num 5 1 nan",
-        "num 6 1 -inf",
+    EXPECT_EQ(std::pair(host.rowCount, host.colCount), std::pair(4, 3));
+    EXPECT_EQ(sink.MapRow(5), 50);
+    const std::pair<std::function<void(ReadSpreadSheetData&)>, std::string> kCases[] = {
+        // Whole doubles above what a float keeps go as text; 999990 itself is a float.
+        {[](auto& s) { s.Set(2, 1, 1234567.0); }, "text 1 2 [1234567]"},
+        {[](auto& s) { s.Set(2, 2, 1234567.5); }, "num 2 2 " + std::to_string(1234567.5f)},
+        {[](auto& s) { s.Set(2, 3, 999990.0); }, "num 3 2 " + std::to_string(999990.0f)},
+        {[](auto& s) { s.Set(2, 4, 999991.0); }, "text 4 2 [999991]"},
+        {[](auto& s) { s.Set(3, 1, -1234567.0); }, "num 1 3 " + std::to_string(-1234567.0f)},
+        {[](auto& s) { s.Set(3, 2, 9.3e18); }, "num 2 3 " + std::to_string(9.3e18f)},  // >= 2^63
+        {[](auto& s) { s.Set(3, 3, std::nan("")); }, "num 3 3 nan"},
+        {[](auto& s) { s.Set(3, 4, -HUGE_VAL); }, "num 4 3 -inf"},
+        // Integers: -99 is the missing marker, other long longs go as decimal text.
+        {[](auto& s) { s.Set(1, 1, -99LL); }, "text 1 1 []"},
+        {[](auto& s) { s.Set(1, 2, -100LL); }, "text 2 1 [-100]"},
+        {[](auto& s) { s.Set(1, 3, 9007199254740993LL); }, "text 3 1 [9007199254740993]"},
+        {[](auto& s) { s.Set(1, 4, 7); }, "num 4 1 " + std::to_string(7.0f)},
+        {[](auto& s) { s.Set(1, 5, 0.25f); }, "num 5 1 " + std::to_string(0.25f)},
+        {[](auto& s) { s.Set(1, 6, "name"); }, "text 6 1 [name]"},
     };
-    EXPECT_EQ(calls, expected);
+    for (const auto& [set, expected] : kCases) {
+        calls.clear();
+        set(sink);
+        EXPECT_EQ(calls, Calls{expected});
+    }
     // The counts are read from the host object's bytes, not remembered by the adapter.
     host.rowCount = 11;
     host.colCount = 13;
-    EXPECT_EQ(sink.GetNumberOfRows(), 11);
-    EXPECT_EQ(sink.GetNumberOfColumns(), 13);
+    EXPECT_EQ(std::pair(sink.GetNumberOfRows(), sink.GetNumberOfColumns()), std::pair(11, 13));
 }
 
 TEST(DLLWriteSpreadSheetData, ReadsTheSourceRowFirst) {
     HandLaidWriteSource host;
     DLLWriteSpreadSheetData source(&host);
-    EXPECT_EQ(source.GetNumberOfRows(), 2);
-    EXPECT_EQ(source.GetNumberOfColumns(), 3);
+    EXPECT_EQ(std::pair(source.GetNumberOfRows(), source.GetNumberOfColumns()), std::pair(2, 3));
     // The adapter takes (col, row); the host sees (row, col).
     EXPECT_TRUE(source.IsText(2, 1));
     EXPECT_FALSE(source.IsNumber(2, 1));
@@ -137,8 +124,7 @@ TEST(DLLWriteSpreadSheetData, ReadsTheSourceRowFirst) {
     EXPECT_EQ(source.GetText(3, 1), "");  // a null text reads as empty
     int col = 0, row = 0;
     EXPECT_TRUE(source.GetDataOrigin(&col, &row));
-    EXPECT_EQ(col, 2);
-    EXPECT_EQ(row, 4);
+    EXPECT_EQ(std::pair(col, row), std::pair(2, 4));
 }
 
 }  // namespace

@@ -30,29 +30,23 @@ TEST(SpreadsheetFile, AFreshReaderHasNothingToSayAndSizesOnce) {
     reader.SetImportSpec(&spec);
     EXPECT_FALSE(spec.accepted);
 
-    EXPECT_EQ(reader.GetNumRows(), 7);
-    EXPECT_EQ(reader.GetNumCols(), 3);
+    EXPECT_EQ(std::pair(reader.GetNumRows(), reader.GetNumCols()), std::pair(7, 3));
     EXPECT_EQ(reader.sizeCalls, 1);
     // Copies keep status and the stored size: no new sizing.
     reader.Fail(9);
-    ScriptedReader copy(reader);
-    EXPECT_EQ(copy.GetStatus(), 9);
-    EXPECT_EQ(copy.GetNumRows(), 7);
+    ScriptedReader copy(reader), assigned;
+    EXPECT_EQ(std::pair(copy.GetStatus(), copy.GetNumRows()), std::pair(9, 7));
     EXPECT_EQ(copy.sizeCalls, 1);
-    ScriptedReader assigned;
     assigned = reader;
-    EXPECT_EQ(assigned.GetStatus(), 9);
-    EXPECT_TRUE(assigned.SizeEstablished());
+    EXPECT_EQ(std::pair(assigned.GetStatus(), assigned.SizeEstablished()), std::pair(9, true));
 }
 
 TEST(SpreadsheetFile, FailedSizingAnswersMinusOneAndRetries) {
     ScriptedReader reader;
     reader.sizeResult = 2;
-    EXPECT_EQ(reader.GetNumCols(), -1);
+    EXPECT_EQ(std::pair(reader.GetNumCols(), reader.GetNumRows()), std::pair(-1, -1));
     EXPECT_FALSE(reader.SizeEstablished());
-    EXPECT_EQ(reader.GetNumRows(), -1);
-    EXPECT_EQ(reader.sizeCalls, 2);
-    EXPECT_EQ(reader.GetStatus(), 2);
+    EXPECT_EQ(std::pair(reader.sizeCalls, reader.GetStatus()), std::pair(2, 2));
 }
 
 TEST(SpreadsheetFile, StatusIsStickyUntilClose) {

@@ -9,9 +9,10 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "framework/ZmHostData.h"
 #include "framework/ZmImportTypes.h"
@@ -37,20 +38,18 @@ struct Interface {
     void (*ReleasePackage)();
 };
 
-template <typename F>
-void Bind(void* library, const char* name, F& f) {
-    f = reinterpret_cast<F>(dlsym(library, name));
-    ASSERT_NE(f, nullptr) << name;
-}
+// The exported names, in the order of Interface's members.
+const char kNames[] =
+    "SizeFileFormatsSupported GetFileFormatInfo IsCorrectFileType Open Close GetLastError "
+    "EstablishSize Read Write GetWarning SetSpec GetFileRead GetFileOptions InitPackage "
+    "ReleasePackage";
 
-// The host's own read target: a dense table sized by the host, dumped in the fixtures'
-// golden form (row, column, kind, value), row first.
-class HostSheet : public ZmHostReadTarget {
-  public:
+// The host's own read target, kept in the fixtures' golden form (row, column, kind, value).
+struct HostSheet : ZmHostReadTarget {
     void SetNumber(int row, int col, float value) override {
         char buffer[32];
-        *std::to_chars(buffer, buffer + 31, static_cast<double>(value)).ptr = '\0';
-        Put(row, col, std::string("number\t") + buffer);
+        const auto end = std::to_chars(buffer, buffer + 32, static_cast<double>(value)).ptr;
+        Put(row, col, "number\t" + std::string(buffer, end));
     }
     void SetText(int row, int col, const char* text) override {
         Put(row, col, std::string("text\t") + text);
@@ -58,23 +57,14 @@ class HostSheet : public ZmHostReadTarget {
     void SetSize(int r, int c) override {
         rows = r;
         cols = c;
-        table.assign(static_cast<size_t>(r) * c, "");
     }
     void Put(int row, int col, const std::string& cell) {
-        if (row < 1 || col < 1 || row > rows || col > cols) {
+        if (row < 1 || col < 1 || row > rows || col > cols)
             ++outside;
-            return;
-        }
-        table[static_cast<size_t>(row - 1) * cols + (col - 1)] =
-            std::to_string(row) + '\t' + std::to_string(col) + '\t' + cell + '\n';
+        else
+            cells[{row, col}] = std::to_string(row) + '\t' + std::to_string(col) + '\t' + cell;
     }
-    std::string Dump() const {
-        std::string out;
-        for (const auto& line : table)
-            out += line;
-        return out;
-    }
-    std::vector<std::string> table;
+    std::map<std::pair<int, int>, std::string> cells;
     int outside = 0;
 };
 
@@ -89,21 +79,14 @@ class ForeignHost : public ::testing::Test {
         tzset();
         library = dlopen(ZM_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library, nullptr) << dlerror();
-        Bind(library, "ZmImportSizeFileFormatsSupported", api.SizeFileFormatsSupported);
-        Bind(library, "ZmImportGetFileFormatInfo", api.GetFileFormatInfo);
-        Bind(library, "ZmImportIsCorrectFileType", api.IsCorrectFileType);
-        Bind(library, "ZmImportOpen", api.Open);
-        Bind(library, "ZmImportClose", api.Close);
-        Bind(library, "ZmImportGetLastError", api.GetLastError);
-        Bind(library, "ZmImportEstablishSize", api.EstablishSize);
-        Bind(library, "ZmImportRead", api.Read);
-        Bind(library, "ZmImportWrite", api.Write);
-        Bind(library, "ZmImportGetWarning", api.GetWarning);
-        Bind(library, "ZmImportSetSpec", api.SetSpec);
-        Bind(library, "ZmImportGetFileRead", api.GetFileRead);
-        Bind(library, "ZmImportGetFileOptions", api.GetFileOptions);
-        Bind(library, "ZmImportInitPackage", api.InitPackage);
-        Bind(library, "ZmImportReleasePackage", api.ReleasePackage);
+        std::istringstream names(kNames);
+        size_t bound = 0;
+        for (std::string name; names >> name; bound += sizeof(void*)) {
+            void* function = dlsym(library, ("ZmImport" + name).c_str());
+            ASSERT_NE(function, nullptr) << name;
+            std::memcpy(reinterpret_cast<char*>(&api) + bound, &function, sizeof function);
+        }
+        ASSERT_EQ(bound, sizeof api);
         api.InitPackage();
     }
     static void TearDownTestSuite() {
@@ -155,7 +138,10 @@ TEST_F(ForeignHost, ReadsASpectraFileIntoItsOwnSheet) {
     ASSERT_TRUE(ReadInto(Fixture("two-spectra.dat"), sheet)) << lastError;
     EXPECT_EQ(sheet.outside, 0);
     std::ifstream golden(Fixture("two-spectra.expected.tsv"));
-    EXPECT_EQ(sheet.Dump(), (std::ostringstream() << golden.rdbuf()).str());
+    std::string dump;
+    for (const auto& [at, line] : sheet.cells)
+        dump += line + '\n';
+    EXPECT_EQ(dump, (std::ostringstream() << golden.rdbuf()).str());
 }
 
 TEST_F(ForeignHost, DamagedFilesFailWithTheFormatsOwnText) {
@@ -177,8 +163,7 @@ TEST_F(ForeignHost, DamagedFilesFailWithTheFormatsOwnText) {
                                   "vice versa.");
         int rows = 0, cols = 0;
         EXPECT_FALSE(api.EstablishSize(1, handle, &rows, &cols));
-        EXPECT_EQ(rows, -1);
-        EXPECT_EQ(cols, -1);
+        EXPECT_EQ(std::pair(rows, cols), std::pair(-1, -1));
         api.Close(1, handle);
     }
     EXPECT_STREQ(api.GetLastError(0, nullptr), "");

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -17,19 +16,13 @@ using zm::SettingsDocument;
 using Strings = std::vector<std::string>;
 
 TEST(SettingsDocument, EveryValueKindSurvivesWriteAndRead) {
-    const Strings texts = {";",          "\xC3\xA9t\xC3\xA9 <&> \"'",
-                           "\t",         " ",
-                           "  a  b  ",   "x\ny",
-                           "\r\n",       "a\rb",
-                           "\x01",       "\x1F|\x0B|\x0C",
-                           "\x7F",       "\xC2\x85 \xE2\x80\xA8",
-                           "<&>]]>&amp;"};
-    const std::vector<double> doubles = {0.1,
-                                         -1.0 / 3.0,
-                                         6.02214076e23,
-                                         std::numeric_limits<double>::min(),
-                                         std::numeric_limits<double>::denorm_min(),
-                                         std::numeric_limits<double>::max()};
+    // clang-format off
+    const Strings texts = {";", "\xC3\xA9t\xC3\xA9 <&> \"'", "\t", " ", "  a  b  ", "x\ny", "\r\n",
+                           "a\rb", "\x01", "\x1F|\x0B|\x0C", "\x7F", "\xC2\x85 \xE2\x80\xA8", "<&>]]>&amp;"};
+    // The smallest normal and subnormal doubles and the largest one among them.
+    const std::vector<double> doubles = {0.1, -1.0 / 3.0, 6.02214076e23, 2.2250738585072014e-308,
+                                         4.9406564584124654e-324, 1.7976931348623157e308};
+    // clang-format on
     SettingsDocument doc;
     for (size_t i = 0; i < texts.size(); ++i)
         doc.SetString("Other", "T" + std::to_string(i), texts[i]);

@@ -37,11 +37,8 @@ std::vector<std::string> Fixtures() {
     return out;
 }
 
-// One damaged copy: its bytes and what was done to them.
-struct Mutation {
-    std::string what;
-    std::string bytes;
-};
+// A damaged copy: what was done, and its bytes.
+using Mutation = std::pair<std::string, std::string>;
 
 // The copy unchanged, truncations at evenly spread offsets (always 0, 1, 2 and
 // length - 1) and byte overwrites with 0x00, 0xFF and seeded random values. The whole
@@ -51,9 +48,7 @@ std::vector<Mutation> Mutations(const std::string& name, const std::string& orig
                                 size_t fixtureCount) {
     const size_t n = original.size();
     const size_t share = std::clamp<size_t>(1600 / std::max<size_t>(fixtureCount, 1), 6, 40);
-    const size_t perKind = n <= 64 * 1024     ? share
-                           : n <= 1024 * 1024 ? std::min<size_t>(share, 8)
-                                              : 3;
+    const size_t perKind = n <= 65536 ? share : n <= 1048576 ? std::min<size_t>(share, 8) : 3;
     std::set<size_t> cuts = {0, 1, 2, n - 1};
     for (size_t at = 3, step = std::max<size_t>(1, n / perKind);
          at < n && cuts.size() < perKind + 4; at += step)
@@ -88,11 +83,11 @@ TEST_P(Mutated, EveryFormatSurvivesDamagedCopies) {
     // The copy keeps the fixture's name and extension: some formats look at them.
     const std::string copy = (dir / source.filename()).string();
     for (const Mutation& m : Mutations(GetParam(), original, Fixtures().size())) {
-        std::ofstream(copy, std::ios::binary | std::ios::trunc) << m.bytes;
+        std::ofstream(copy, std::ios::binary | std::ios::trunc) << m.second;
         for (int format = 1; format <= ZmImportSizeFileFormatsSupported(); ++format) {
             // One report per fixture is enough to start from.
             ASSERT_EQ(zmtest::ExerciseFormat(format, copy.c_str()), "")
-                << m.what << ", format " << ZmImportGetFileFormatInfo(format)->name;
+                << m.first << ", format " << ZmImportGetFileFormatInfo(format)->name;
         }
     }
     fs::remove_all(dir);
@@ -113,20 +108,11 @@ std::string OpenWithOptions(int format, const std::string& file, std::string opt
 // and bytes that are no settings document at all.
 TEST_P(Mutated, FormatsWithOptionsSurviveOddValues) {
     const std::string file = (fs::path(ZM_TEST_DATA) / GetParam()).string();
-    const std::vector<std::string> kValues = {"",
-                                              " ",
-                                              "\t",
-                                              "\x01",
-                                              "\r\n",
-                                              "\"",
-                                              "-1",
-                                              "0",
-                                              "2147483648",
-                                              "1e308",
-                                              "NaN",
-                                              "true",
-                                              std::string(4096, 'x'),
-                                              "\xC3\xA9\xE6\x97\xA5"};
+    // clang-format off
+    std::vector<std::string> values = {"", " ", "\t", "\x01", "\r\n", "\"", "-1", "0", "2147483648",
+                                       "1e308", "NaN", "true", "\xC3\xA9\xE6\x97\xA5"};
+    // clang-format on
+    values.push_back(std::string(4096, 'x'));
     static const std::regex kElement("<([A-Za-z_][A-Za-z0-9_.-]*)[ />]");
     for (int format = 1; format <= ZmImportSizeFileFormatsSupported(); ++format) {
         // A reader given an empty record writes its defaults into it.
@@ -148,7 +134,7 @@ TEST_P(Mutated, FormatsWithOptionsSurviveOddValues) {
         for (const char* frame : {"Configuration", "Settings", "Item"})
             keys.erase(frame);
         for (const std::string& key : keys) {
-            for (const std::string& value : kValues) {
+            for (const std::string& value : values) {
                 auto odd = zm::SettingsDocument::Parse(xml);
                 odd->SetString("Settings", key, value);
                 ASSERT_EQ(OpenWithOptions(format, file, zm::EncodeOptions(*odd)), "")

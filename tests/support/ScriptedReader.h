@@ -11,33 +11,23 @@ namespace zmtest {
 
 class ScriptedReader : public SpreadsheetFile {
   public:
-    int openResult = 0;
-    int sizeResult = 0;
-    int sizeCalls = 0;
-    int cols = 3;
-    int rows = 7;
+    int openResult = 0, sizeResult = 0, sizeCalls = 0, cols = 3, rows = 7;
     std::string ownText;  // text of code 900, this reader's own code
     const char* warning = nullptr;
 
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override {
-        if (status == 900) {
-            zm::CopyErrorText(ownText, buffer, bufferSize);
-            return;
-        }
+        if (status == 900)
+            return zm::CopyErrorText(ownText, buffer, bufferSize);
         SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
     }
     const char* GetWarningMessage() override { return warning; }
     const char* GetReadFile() override { return "Sheet 1"; }
     int Open(bool, const char*, ZmImportOpenOptions*) override {
-        if (status != 0)
-            return status;
-        return SetStatus(openResult);
+        return status != 0 ? status : SetStatus(openResult);
     }
     // Delivers one cell of each kind into the first row, then a whole number column.
     int Read(ReadSpreadSheetData* sink) override {
-        if (status != 0)
-            return status;
-        if (GetNumCols() < 0)
+        if (status != 0 || GetNumCols() < 0)
             return status;
         sink->SetDataSize(numCols, numRows);
         sink->Set(1, 1, "id");
@@ -53,10 +43,8 @@ class ScriptedReader : public SpreadsheetFile {
   private:
     int EstablishSize() override {
         ++sizeCalls;
-        if (status != 0)
-            return status;
-        if (sizeResult != 0)
-            return SetStatus(sizeResult);
+        if (status != 0 || sizeResult != 0)
+            return status != 0 ? status : SetStatus(sizeResult);
         numCols = cols;
         numRows = rows;
         sizeEstablished = true;
