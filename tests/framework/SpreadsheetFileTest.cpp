@@ -25,10 +25,6 @@ TEST(SpreadsheetFile, AFreshReaderHasNothingToSayAndSizesOnce) {
     EXPECT_EQ(reader.SpreadsheetFile::GetReadFile(), nullptr);
     EXPECT_EQ(reader.GetFileReadOptions("/no/such/file", true), nullptr);
     EXPECT_EQ(Message(reader), "");
-    ImportSpecBase spec;
-    spec.accepted = true;
-    reader.SetImportSpec(&spec);
-    EXPECT_FALSE(spec.accepted);
 
     EXPECT_EQ(std::pair(reader.GetNumRows(), reader.GetNumCols()), std::pair(7, 3));
     EXPECT_EQ(reader.sizeCalls, 1);

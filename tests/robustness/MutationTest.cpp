@@ -155,14 +155,6 @@ TEST_P(Mutated, FormatsWithOptionsSurviveOddValues) {
     }
 }
 
-std::string TestName(const ::testing::TestParamInfo<std::string>& info) {
-    std::string name = info.param;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c)))
-            c = '_';
-    return name + "_" + std::to_string(info.index);
-}
-
-INSTANTIATE_TEST_SUITE_P(Fixtures, Mutated, ::testing::ValuesIn(Fixtures()), TestName);
+INSTANTIATE_TEST_SUITE_P(Fixtures, Mutated, ::testing::ValuesIn(Fixtures()));
 
 }  // namespace

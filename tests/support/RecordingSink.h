@@ -21,7 +21,7 @@ struct Cell {
 };
 
 class RecordingSink : public ReadSpreadSheetData {
-public:
+  public:
     int GetNumberOfColumns() override { return cols; }
     int GetNumberOfRows() override { return rows; }
     void SetDataSize(int c, int r) override {
@@ -36,10 +36,7 @@ public:
     void Set(int col, int row, double value) override { Put(col, row, value, 'd'); }
     void Set(int col, int row, float value) override { Put(col, row, value, 'f'); }
     void Set(int col, int row, const char* text) override {
-        Cell& c = cells[{row, col}];
-        c.kind = Cell::kText;
-        c.text = text != nullptr ? text : "";
-        c.via = 't';
+        cells[{row, col}] = {Cell::kText, 0, text != nullptr ? text : "", 't'};
     }
 
     bool Has(int col, int row) const { return cells.count({row, col}) != 0; }
@@ -51,17 +48,11 @@ public:
     std::string Dump() const;
 
     std::map<std::pair<int, int>, Cell> cells;  // key: (row, col)
-    int cols = 0;
-    int rows = 0;
-    int sizeCalls = 0;
+    int cols = 0, rows = 0, sizeCalls = 0;
 
-private:
+  private:
     void Put(int col, int row, double value, char via) {
-        Cell& c = cells[{row, col}];
-        c.kind = Cell::kNumber;
-        c.number = value;
-        c.text.clear();
-        c.via = via;
+        cells[{row, col}] = {Cell::kNumber, value, "", via};
     }
 };
 
