@@ -54,9 +54,8 @@ TEST(SprFileFactory, HoldsTheTwentyTwoFormatsInFilterOrder) {
         const ZmImportFileFormatInfo* info = ZmImportGetFileFormatInfo(i);
         EXPECT_STREQ(info->name, row.name);
         EXPECT_STREQ(info->filter, row.filter);
-        EXPECT_EQ(info->saveFilter == nullptr, row.saveFilter == nullptr);
-        if (row.saveFilter != nullptr && info->saveFilter != nullptr)
-            EXPECT_STREQ(info->saveFilter, row.saveFilter);
+        EXPECT_STREQ(info->saveFilter != nullptr ? info->saveFilter : "(none)",
+                     row.saveFilter != nullptr ? row.saveFilter : "(none)");
         // The extensions are laid end to end, each with its terminating zero.
         std::string extensions;
         for (int e = 0, at = 0; e < info->extensionCount; ++e) {
