@@ -6,7 +6,7 @@ Needs the Debian packages gnumeric and libreoffice-calc-nogui; run with /usr/bin
 from this folder. CSV fixtures go here, with X.expected.tsv made by parsing the export
 with Python's csv module (one line per cell, "row<TAB>col<TAB>text", backslash escapes
 for line feed, carriage return, tab and backslash). DIF fixtures go to ../dif; their
-expected cells are written out in the DIF tests.
+X.expected.tsv (same layout) were transcribed by hand from the exported sheet.
 """
 import csv
 import io
