@@ -1,34 +1,21 @@
-// Tests of the delimited text reader and writer: fixtures in many encodings, cell
-// cutting, sizes, ranged reads, row mapping, writing and status codes.
+// The delimited text reader and writer: detection, cell cutting, sizes, ranged reads, row
+// mapping, writing, status codes of the text formats and the registry entries.
 #include "formats/text/TextFile.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <vector>
+#include <string>
 
+#include "formats/text/CsvFile.h"
+#include "formats/text/DIFFile.h"
 #include "framework/SprFileFactory.h"
-#include "platform/Settings.h"
-#include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
 
 namespace {
 
-const std::string kData = std::string(ZM_TEST_DATA) + "/text/";
-
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-// An options record that owns its bytes.
-struct Record {
-    ZmImportOpenOptions options{0, nullptr};
-    ~Record() { delete[] options.data; }
-    explicit Record(const TextFileOptions& o) { o.Write(&options); }
-    Record() = default;
-};
+using zmtest::Grid;
 
 TextFileOptions Options(const std::string& encoding, const std::string& delimiter = "\t",
                         bool ignore = false) {
@@ -39,133 +26,53 @@ TextFileOptions Options(const std::string& encoding, const std::string& delimite
     return o;
 }
 
-struct Fixture {
-    const char* name;
-    const char* key;
-    bool guessed;  // whether reading without options finds the encoding
-};
-
-class TextFileFixtures : public ::testing::TestWithParam<Fixture> {};
-
-TEST_P(TextFileFixtures, ReadsToTheRightTextWithTheKeyAndByGuessing) {
-    const Fixture& f = GetParam();
-    const std::string path = kData + f.name + ".txt";
-    const std::string expected = Slurp(kData + f.name + ".expected.tsv");
-    ASSERT_FALSE(expected.empty());
-    {
-        TextFile reader;
-        zmtest::RecordingSink sink;
-        Record record(Options(f.key));
-        ASSERT_EQ(zmtest::ReadAll(reader, path, sink, &record.options), 0);
-        EXPECT_EQ(sink.Dump(), expected);
-    }
-    TextFile reader;
-    zmtest::RecordingSink sink;
-    Record empty;
-    ASSERT_EQ(zmtest::ReadAll(reader, path, sink, &empty.options), 0);
-    // A guess below the acceptance threshold falls back to the local code page, which
-    // is windows-1252 for these bytes.
-    if (f.guessed) {
-        EXPECT_EQ(sink.Dump(), expected);
-    } else {
-        EXPECT_NE(sink.Dump(), expected);
-    }
-    // The guess went back into the empty record.
-    TextFileOptions written;
-    ASSERT_TRUE(written.Read(&empty.options));
-    EXPECT_EQ(written.GetDelimiter(), "\t");
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Encodings, TextFileFixtures,
-    ::testing::Values(Fixture{"utf8", "utf8", true}, Fixture{"utf8-bom", "utf8", true},
-                      Fixture{"utf16le-bom", "utf16le", true},
-                      Fixture{"utf16be-bom", "utf16be", true},
-                      Fixture{"windows1252", "windows1252", true},
-                      Fixture{"iso88591", "iso88591", true}, Fixture{"shiftjis", "shiftjis", true},
-                      Fixture{"gb18030", "gb18030", true}, Fixture{"koi8r", "koi8r", false}),
-    [](const auto& info) {
-        std::string name = info.param.name;
-        for (char& c : name) {
-            if (c == '-')
-                c = '_';
-        }
-        return name;
-    });
-
-class TextFileTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        dir = std::filesystem::temp_directory_path() /
-              ("zm_textfile_" + std::to_string(::getpid()) + "_" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(dir);
-    }
-    void TearDown() override { std::filesystem::remove_all(dir); }
-
-    std::string Make(const std::string& name, const std::string& bytes) {
-        const std::string path = (dir / name).string();
-        std::ofstream(path, std::ios::binary) << bytes;
-        return path;
-    }
-    // Reads `bytes` with `options` and returns the dump; size in cols/rows.
-    std::string Read(const std::string& bytes, const TextFileOptions& options, int* cols = nullptr,
-                     int* rows = nullptr) {
-        TextFile reader;
-        zmtest::RecordingSink sink;
-        Record record(options);
-        EXPECT_EQ(zmtest::ReadAll(reader, Make("in.txt", bytes), sink, &record.options), 0);
-        if (cols != nullptr)
-            *cols = reader.GetNumCols();
-        if (rows != nullptr)
-            *rows = reader.GetNumRows();
-        return sink.Dump();
-    }
-
-    std::filesystem::path dir;
-};
-
-TEST_F(TextFileTest, DetectionLooksForZeroBytesInTheFirst30768) {
+TEST(TextFile, DetectionLooksForZeroBytesInTheFirst30768) {
+    zmtest::ScratchDir dir;
     std::string text(40000, 'a');
     text[30768] = '\0';
-    EXPECT_TRUE(TextFile::IsTextFile(Make("late-zero", text).c_str()));
+    EXPECT_TRUE(TextFile::IsTextFile(dir.Write("late-zero", text).c_str()));
     text[30767] = '\0';
-    EXPECT_FALSE(TextFile::IsTextFile(Make("early-zero", text).c_str()));
-    EXPECT_TRUE(TextFile::IsTextFile(Make("utf16", std::string("\xFF\xFEh\0i\0", 6)).c_str()));
-    EXPECT_TRUE(TextFile::IsTextFile(Make("empty", "").c_str()));
-    EXPECT_FALSE(TextFile::IsTextFile((dir / "missing").c_str()));
-    EXPECT_FALSE(TextFile::IsTextFile(dir.c_str()));
+    EXPECT_FALSE(TextFile::IsTextFile(dir.Write("early-zero", text).c_str()));
+    EXPECT_TRUE(TextFile::IsTextFile(dir.Write("utf16", std::string("\xFF\xFEh\0i\0", 6)).c_str()));
+    EXPECT_TRUE(TextFile::IsTextFile(dir.Write("empty", "").c_str()));
+    EXPECT_FALSE(TextFile::IsTextFile(dir.Path("missing").c_str()));
+    EXPECT_FALSE(TextFile::IsTextFile(dir.dir.c_str()));
 }
 
-TEST_F(TextFileTest, CellsAreCutAtTheWholeDelimiter) {
-    EXPECT_EQ(Read("1;;2\n", Options("utf8", ";;")), "1\t1\ttext\t1\n1\t2\ttext\t2\n");
-    EXPECT_EQ(Read("a,,,b\n", Options("utf8", ",", true)), "1\t1\ttext\ta\n1\t2\ttext\tb\n");
-    EXPECT_EQ(Read("a,,,b\n", Options("utf8", ",")),
-              "1\t1\ttext\ta\n1\t2\ttext\t\n1\t3\ttext\t\n1\t4\ttext\tb\n");
-    // A leading delimiter makes an empty cell, a trailing one does not.
-    int cols = 0;
-    EXPECT_EQ(Read("\tx\t\n", Options("utf8"), &cols), "1\t1\ttext\t\n1\t2\ttext\tx\n");
-    EXPECT_EQ(cols, 2);
-    // No quoting: quotes are part of the cells.
-    EXPECT_EQ(Read("\"a\tb\"\n", Options("utf8")), "1\t1\ttext\t\"a\n1\t2\ttext\tb\"\n");
-    // A run of delimiters at the end of a line is one delimiter with the flag set.
-    EXPECT_EQ(Read("a;;;\n", Options("utf8", ";", true), &cols), "1\t1\ttext\ta\n");
-    EXPECT_EQ(cols, 1);
-}
-
-TEST_F(TextFileTest, SizeCountsLinesExceptAnEmptyLastOne) {
-    int cols = 0, rows = 0;
-    const std::string dump = Read("a\tb\r\n\r\nc\td\te\r\n\n", Options("utf8"), &cols, &rows);
-    EXPECT_EQ(rows, 3);
-    EXPECT_EQ(cols, 3);
-    EXPECT_EQ(dump, Read("a\tb\n\nc\td\te\n\n", Options("utf8")));
-    EXPECT_EQ(dump.find("\n2\t"), std::string::npos);  // the empty middle row has no cells
-    EXPECT_NE(dump.find("\n3\t3\ttext\te\n"), std::string::npos);
-    Read("a\nb", Options("utf8"), &cols, &rows);
-    EXPECT_EQ(rows, 2);
-    Read("", Options("utf8"), &cols, &rows);
-    EXPECT_EQ(rows, 0);
-    EXPECT_EQ(cols, 0);
+// Cells are cut at the whole delimiter; a leading delimiter makes an empty cell, a trailing
+// one does not; there is no quoting. The size counts every line except an empty last one.
+TEST(TextFile, CellsAndSize) {
+    struct Case {
+        std::string bytes;
+        TextFileOptions options;
+        Grid cells;
+        int rows, cols;
+    };
+    const Case cases[] = {
+        {"1;;2\n", Options("utf8", ";;"), {{"1", "2"}}, 1, 2},
+        {"a,,,b\n", Options("utf8", ",", true), {{"a", "b"}}, 1, 2},
+        {"a,,,b\n", Options("utf8", ","), {{"a", "", "", "b"}}, 1, 4},
+        {"\tx\t\n", Options("utf8"), {{"", "x"}}, 1, 2},
+        {"\"a\tb\"\n", Options("utf8"), {{"\"a", "b\""}}, 1, 2},
+        // A run of delimiters at the end of a line is one delimiter with the flag set.
+        {"a;;;\n", Options("utf8", ";", true), {{"a"}}, 1, 1},
+        {"a\tb\r\n\r\nc\td\te\r\n\n", Options("utf8"), {{"a", "b"}, {}, {"c", "d", "e"}}, 3, 3},
+        {"a\tb\n\nc\td\te\n\n", Options("utf8"), {{"a", "b"}, {}, {"c", "d", "e"}}, 3, 3},
+        {"a\nb", Options("utf8"), {{"a"}, {"b"}}, 2, 1},
+        {"", Options("utf8"), {}, 0, 0},
+    };
+    zmtest::ScratchDir dir;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.bytes);
+        TextFile reader;
+        zmtest::RecordingSink sink;
+        zmtest::OptionsRecord record;
+        c.options.Write(&record.options);
+        ASSERT_EQ(zmtest::ReadAll(reader, dir.Write("in.txt", c.bytes), sink, &record.options), 0);
+        EXPECT_EQ(zmtest::ToGrid(sink), c.cells);
+        EXPECT_EQ(reader.GetNumRows(), c.rows);
+        EXPECT_EQ(reader.GetNumCols(), c.cols);
+    }
 }
 
 // Skips rows by answering with later rows, then stops.
@@ -181,16 +88,17 @@ class SkippingSink : public zmtest::RecordingSink {
     int calls = 0;
 };
 
-TEST_F(TextFileTest, RangedReadAndRowMapping) {
+TEST(TextFile, RangedReadAndRowMapping) {
+    zmtest::ScratchDir dir;
     std::string content;
     for (int r = 1; r <= 8; ++r) {
         for (int c = 1; c <= 5; ++c)
             content += std::to_string(r * 10 + c) + (c < 5 ? "," : "\n");
     }
-    const std::string path = Make("grid.txt", content);
-    Record record(Options("utf8", ","));
+    zmtest::OptionsRecord record;
+    Options("utf8", ",").Write(&record.options);
     TextFile reader;
-    ASSERT_EQ(reader.Open(true, path.c_str(), &record.options), 0);
+    ASSERT_EQ(reader.Open(true, dir.Write("grid.txt", content).c_str(), &record.options), 0);
     EXPECT_EQ(reader.GetNumCols(), 5);
     EXPECT_EQ(reader.GetNumRows(), 8);
 
@@ -216,120 +124,127 @@ TEST_F(TextFileTest, RangedReadAndRowMapping) {
     EXPECT_EQ(stopping.calls, 3);
 }
 
-// A small table source: numbers are given as the host formats them.
-class TableSource : public WriteSpreadSheetData {
-  public:
-    std::vector<std::vector<std::string>> cells;
-    int GetNumberOfColumns() override { return static_cast<int>(cells[0].size()); }
-    int GetNumberOfRows() override { return static_cast<int>(cells.size()); }
-    float GetNumber(int, int) override { return 0; }
-    std::string GetText(int col, int row) override { return cells[row - 1][col - 1]; }
-    bool GetDataOrigin(int* col, int* row) override {
-        *col = *row = 2;
-        return true;
-    }
-    bool IsNumber(int, int) override { return false; }
-    bool IsMissing(int col, int row) override { return GetText(col, row).empty(); }
-    bool IsText(int col, int row) override { return !IsMissing(col, row); }
-};
-
-TEST_F(TextFileTest, WrittenFilesReadBackInTheirEncoding) {
-    TableSource source;
-    source.cells = {{"", "Größe", "Привет"}, {"a", "1.5", ""}, {"b", "-2", "日本"}};
-    const std::string path = (dir / "out.txt").string();
-
+TEST(TextFile, WrittenFilesReadBackInTheirEncoding) {
+    zmtest::ScratchDir dir;
+    using zmtest::Text;
+    zmtest::GridSource source({{{}, Text("Größe"), Text("Привет")},
+                               {Text("a"), Text("1.5"), {}},
+                               {Text("b"), Text("-2"), Text("日本")}});
+    const std::string path = dir.Path("out.txt");
     TextFile writer("utf8");
     ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
     ASSERT_EQ(writer.Write(&source), 0);
     writer.Close();
-    EXPECT_EQ(Slurp(path), "\tGröße\tПривет\na\t1.5\t\nb\t-2\t日本\n");
+    EXPECT_EQ(zmtest::Slurp(path), "\tGröße\tПривет\na\t1.5\t\nb\t-2\t日本\n");
 
     // A key in the record overrides the writer's own encoding.
-    Record record(Options("utf16le"));
+    zmtest::OptionsRecord record;
+    Options("utf16le").Write(&record.options);
     TextFile utf16;
     ASSERT_EQ(utf16.Open(false, path.c_str(), &record.options), 0);
     ASSERT_EQ(utf16.Write(&source), 0);
     utf16.Close();
-    EXPECT_EQ(Slurp(path).substr(0, 4), std::string("\xFF\xFE\t\0", 4));
+    EXPECT_EQ(zmtest::Slurp(path).substr(0, 4), std::string("\xFF\xFE\t\0", 4));
     TextFile reader;
     zmtest::RecordingSink sink;
     ASSERT_EQ(zmtest::ReadAll(reader, path, sink), 0);
-    EXPECT_EQ(sink.Text(2, 1), "Größe");
-    EXPECT_EQ(sink.Text(3, 3), "日本");
-    EXPECT_EQ(sink.Text(2, 2), "1.5");
-    EXPECT_EQ(reader.GetNumRows(), 3);
+    EXPECT_EQ(zmtest::ToGrid(sink),
+              (Grid{{"", "Größe", "Привет"}, {"a", "1.5"}, {"b", "-2", "日本"}}));
 }
 
-TEST_F(TextFileTest, StatusCodesAndTheirTexts) {
-    char message[200];
-    TextFile missing;
-    EXPECT_EQ(missing.Open(true, (dir / "none.txt").c_str(), nullptr), 512);
-    missing.GetErrorMessage(message, sizeof message);
-    EXPECT_STREQ(message, "Failed to open stream for reading.");
+TEST(TextFile, StatusCodes) {
+    zmtest::ScratchDir dir;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(missing.Read(&sink), 512);  // sticky
+    TextFile missing;
+    EXPECT_EQ(missing.Open(true, dir.Path("none.txt").c_str(), nullptr), 512);
+    EXPECT_EQ(missing.Read(&sink), 512);  // sticky until Close
     missing.Close();
     EXPECT_EQ(missing.GetStatus(), 0);
 
-    const std::string path = Make("t.txt", "a\tb\n");
+    const std::string path = dir.Write("t.txt", "a\tb\n");
     TextFile writer;
-    ASSERT_EQ(writer.Open(false, (dir / "w.txt").c_str(), nullptr), 0);
+    ASSERT_EQ(writer.Open(false, dir.Path("w.txt").c_str(), nullptr), 0);
     EXPECT_EQ(writer.Read(&sink), 3);
     TextFile reader;
     ASSERT_EQ(reader.Open(true, path.c_str(), nullptr), 0);
-    TableSource source;
-    source.cells = {{"x"}};
+    zmtest::GridSource source({{zmtest::Text("x")}});
     EXPECT_EQ(reader.Write(&source), 3);
 
     zm::SettingsDocument noEncoding;
     noEncoding.SetString("Settings", "Delimiter", ",");
     noEncoding.SetBool("Settings", "IgnoreConsecutiveDelimiters", false);
-    std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> bad(
-        zm::NewOptionsRecord(noEncoding), zm::FreeOptionsRecord);
+    zmtest::OptionsRecord bad(noEncoding);
     TextFile badOptions;
-    EXPECT_EQ(badOptions.Open(true, path.c_str(), bad.get()), 5);
-
+    EXPECT_EQ(badOptions.Open(true, path.c_str(), &bad.options), 5);
     unsigned char garbage[] = {9, 0, 0, 0, 'n', 'o', 't', ' ', 'x', 'm', 'l', '!', '!'};
     ZmImportOpenOptions malformed{sizeof garbage, garbage};
     TextFile throwing;
     EXPECT_EQ(throwing.Open(true, path.c_str(), &malformed), 512);
 
-    // The file vanishes between opening and sizing.
+    // The file vanishes between opening and sizing, or between sizing and reading.
     TextFile vanishing;
-    const std::string gone = Make("gone.txt", "a\n");
-    ASSERT_EQ(vanishing.Open(true, gone.c_str(), nullptr), 0);
-    std::filesystem::remove(gone);
+    ASSERT_EQ(vanishing.Open(true, dir.Write("gone.txt", "a\n").c_str(), nullptr), 0);
+    std::filesystem::remove(dir.Path("gone.txt"));
     EXPECT_EQ(vanishing.GetNumCols(), -1);
     EXPECT_EQ(vanishing.GetStatus(), 2);
+    TextFile late;
+    ASSERT_EQ(late.Open(true, dir.Write("late.txt", "a\n").c_str(), nullptr), 0);
+    ASSERT_EQ(late.GetNumRows(), 1);
+    std::filesystem::remove(dir.Path("late.txt"));
+    EXPECT_EQ(late.Read(&sink), 513);
 }
 
-TEST_F(TextFileTest, RegisteredFactories) {
+// Each code of the text formats explains itself; the others go to the common table.
+template <class File>
+std::string MessageFor(int code) {
+    struct WithStatus : File {
+        explicit WithStatus(int code) { this->SetStatus(code); }
+    } file(code);
+    return zmtest::Message(file);
+}
+
+TEST(TextFormatCodes, EveryCodeHasItsText) {
+    const std::string noStream = "Failed to open stream for reading.";
+    EXPECT_EQ(MessageFor<TextFile>(512), noStream);
+    EXPECT_EQ(MessageFor<TextFile>(513), "Expected end of file but found more data.");
+    EXPECT_EQ(MessageFor<TextFile>(514),
+              "This file appears to be a binary file and cannot be imported. Only ordinary text "
+              "(ASCII) files can be imported.");
+    EXPECT_EQ(MessageFor<TextFile>(5), "Incorrect format of file open options");
+    EXPECT_EQ(MessageFor<CsvFile>(768), noStream);
+    EXPECT_EQ(MessageFor<CsvFile>(769), "Failed to read file.");
+    EXPECT_EQ(MessageFor<CsvFile>(770), "Can not write csv files.");
+    EXPECT_EQ(MessageFor<CsvFile>(771), "Read canceled by user.");
+    EXPECT_EQ(MessageFor<CsvFile>(772), "No further information available.");
+    EXPECT_EQ(MessageFor<CsvFile>(773),
+              "The file is not a correct .csv file. It contains non printable characters or #.");
+    EXPECT_EQ(MessageFor<DIFFile>(768), noStream);
+    EXPECT_EQ(MessageFor<DIFFile>(769), "An error was found in the DIF header.");
+    EXPECT_EQ(MessageFor<DIFFile>(770), "An error was found in a DIF record.");
+    EXPECT_EQ(MessageFor<DIFFile>(771), "UNICODE DIF files cannot be read.");
+}
+
+TEST(TextFile, RegisteredFactories) {
     int textIndex = 0, utf8Index = 0;
     for (int i = 1; i <= SprFileFactory::SizeInfos(); ++i) {
         const std::string name = SprFileFactory::GetInfo(i)->name;
-        if (name == "Text File")
-            textIndex = i;
-        if (name == "Text UTF-8 File")
-            utf8Index = i;
+        textIndex = name == "Text File" ? i : textIndex;
+        utf8Index = name == "Text UTF-8 File" ? i : utf8Index;
     }
     ASSERT_GT(textIndex, 0);
     ASSERT_GT(utf8Index, 0);
-    const std::string path = Make("bin.dat", std::string("\0\1\2", 3));
+    zmtest::ScratchDir dir;
+    const std::string path = dir.Write("bin.dat", std::string("\0\1\2", 3));
     EXPECT_EQ(SprFileFactory::IsMyKindOfFile(textIndex, path.c_str()), SprFileFactory::kCanRead);
     EXPECT_EQ(SprFileFactory::IsMyKindOfFile(utf8Index, path.c_str()), SprFileFactory::kNotMine);
 
+    // The UTF-8 writer writes UTF-8 whatever the local code page.
     std::unique_ptr<SpreadsheetFile> writer(SprFileFactory::GetSpreadsheetFile(utf8Index));
-    TableSource source;
-    source.cells = {{"é"}};
-    const std::string out = (dir / "u.txt").string();
+    zmtest::GridSource source({{zmtest::Text("é")}});
+    const std::string out = dir.Path("u.txt");
     ASSERT_EQ(writer->Open(false, out.c_str(), nullptr), 0);
     ASSERT_EQ(writer->Write(&source), 0);
-    EXPECT_EQ(Slurp(out), "é\n");
-
-    std::unique_ptr<SpreadsheetFile> reader(SprFileFactory::GetSpreadsheetFile(textIndex));
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(*reader, out, sink), 0);
-    EXPECT_EQ(sink.Text(1, 1), "é");
+    EXPECT_EQ(zmtest::Slurp(out), "é\n");
 }
 
 }  // namespace
