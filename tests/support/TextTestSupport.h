@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,20 @@ struct OptionsRecord {
 
     ZmImportOpenOptions options{0, nullptr};
 };
+
+// The text readers' keys an options record holds, as "Key=value;" in a fixed order.
+inline std::string StoredKeys(ZmImportOpenOptions* record) {
+    std::unique_ptr<zm::SettingsDocument> document;
+    if (zm::DecodeOptions(record, document) != zm::OptionsDecode::kDecoded)
+        return "undecodable";
+    std::string keys;
+    for (const char* key : {"Delimiter", "Encoding", "IgnoreConsecutiveDelimiters"}) {
+        if (document->HasKey("Settings", key))
+            keys +=
+                std::string(key) + "=" + document->GetString("Settings", key).value_or("?") + ";";
+    }
+    return keys;
+}
 
 // Rows of cell texts rebuilt from a sink; rows without cells stay empty, gaps are "".
 using Grid = std::vector<std::vector<std::string>>;
