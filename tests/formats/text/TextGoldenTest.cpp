@@ -10,6 +10,7 @@
 #include <climits>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const fs::path kData = ZM_TEST_DATA, kCorpus = ZM_CORPUS;
+
 struct Fixture {
     fs::path file, golden;
 };
@@ -30,34 +33,30 @@ void PrintTo(const Fixture& fixture, std::ostream* out) {
     *out << fixture.file;
 }
 
-// Every golden of a folder of the test data with the file it describes, X for X.expected.tsv
-// (X.txt among the text fixtures), found in `files` or beside the golden.
-std::vector<Fixture> Fixtures(const std::string& folder, fs::path files = {}) {
-    const fs::path goldens = fs::path(ZM_TEST_DATA) / folder;
-    files = files.empty() ? goldens : files;
+// Every golden of the given folders of the test data with the file it describes: X for
+// X.expected.tsv (X.txt among the text fixtures), in the corpus folder named or beside it.
+std::vector<Fixture> Fixtures(const std::vector<std::pair<std::string, fs::path>>& folders) {
     std::vector<Fixture> fixtures;
-    for (const auto& entry : fs::directory_iterator(goldens)) {
-        const std::string name = entry.path().filename().string();
-        const size_t end = name.find(".expected.tsv");
-        if (end != std::string::npos)
-            fixtures.push_back(
-                {files / (name.substr(0, end) + (folder == "text" ? ".txt" : "")), entry.path()});
+    for (const auto& [folder, files] : folders) {
+        for (const auto& entry : fs::directory_iterator(kData / folder)) {
+            const std::string name = entry.path().filename().string();
+            const size_t end = name.find(".expected.tsv");
+            if (end != std::string::npos)
+                fixtures.push_back({(files.empty() ? kData / folder : files) /
+                                        (name.substr(0, end) + (folder == "text" ? ".txt" : "")),
+                                    entry.path()});
+        }
     }
-    std::sort(fixtures.begin(), fixtures.end(),
-              [](const Fixture& a, const Fixture& b) { return a.file < b.file; });
     return fixtures;
 }
 
-std::vector<Fixture> Join(std::vector<Fixture> a, const std::vector<Fixture>& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 // "row<TAB>col<TAB>text" per cell, with backslash, line feed, carriage return and tab escaped.
+// These readers deliver texts only: the sink decides what is a number.
 std::string EscapedCells(const zmtest::RecordingSink& sink) {
     std::string out;
     for (const auto& [key, cell] : sink.cells) {
         out += std::to_string(key.first) + '\t' + std::to_string(key.second) + '\t';
+        out += cell.kind == zmtest::Cell::kText ? "" : "(a number) ";
         for (char c : cell.text) {
             const char* escaped = c == '\\'   ? "\\\\"
                                   : c == '\n' ? "\\n"
@@ -73,9 +72,8 @@ std::string EscapedCells(const zmtest::RecordingSink& sink) {
 
 std::string TestName(const ::testing::TestParamInfo<Fixture>& info) {
     std::string name = info.param.file.filename().string();
-    std::replace_if(
-        name.begin(), name.end(),
-        [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
+    for (char& c : name)
+        c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
     return name;
 }
 
@@ -109,26 +107,30 @@ TEST_P(CsvGolden, ReadsTheGoldenCells) {
         ASSERT_EQ(zmtest::ReadAll(file, GetParam().file.string(), sink, &record.options), 0);
     }
     EXPECT_EQ(EscapedCells(sink), zmtest::Slurp(GetParam().golden));
-    // Deliberate difference: the file ends in an empty line, which this reader keeps as an
-    // empty last row.
-    if (name == "lo_skip-spaces.csv") {
-        EXPECT_EQ(sink.rows, 7);
-    }
+    // The size ends at the last row with cells. Deliberate difference: lo_skip-spaces ends in
+    // an empty line, which this reader keeps as an empty last row.
+    const int lastRow = sink.cells.empty() ? 0 : sink.cells.rbegin()->first.first;
+    EXPECT_EQ(sink.rows, lastRow + (name == "lo_skip-spaces.csv" ? 1 : 0));
 }
 
 // Gnumeric and LibreOffice both write a line break inside a string as it is, which splits
 // the string record over two lines: a record error, after the rows before it were delivered.
-TEST_P(DifGolden, ReadsTheGoldenCells) {
+// Excel writes VECTORS and TUPLES the other way round (the size is transposed); Quattro Pro
+// leaves out the empty cells at the ends of tuples (the size is found by scanning). The
+// edge_* files are described in make_edge_fixtures.py.
+TEST_P(DifGolden, ReadsTheGoldenCellsAndSize) {
     const std::string name = GetParam().file.filename().string();
-    // Excel writes VECTORS and TUPLES the other way round (the size is transposed); Quattro
-    // Pro leaves out the empty cells at the ends of tuples (the size is found by scanning).
-    const std::map<std::string, std::string> sizes = {{"ErrorTypes.dif", "14x10"},
-                                                      {"quattro_write.dif", "4x4"}};
+    const std::map<std::string, std::string> sizes = {
+        {"ErrorTypes.dif", "14x10"},     {"quattro_write.dif", "4x4"},
+        {"edge_value_kinds.dif", "2x5"}, {"edge_transposed.dif", "3x2"},
+        {"edge_scanned.dif", "3x2"},     {"edge_bragging_header.dif", "1x1"}};
+    const std::set<std::string> broken = {"gnumeric_multiline_string.dif",
+                                          "libreoffice_multiline_string.dif",
+                                          "edge_unquoted_string.dif", "edge_cut_before_eod.dif"};
     EXPECT_TRUE(DIFFile::IsDIFFile(GetParam().file.c_str()));
     DIFFile file;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(zmtest::ReadAll(file, GetParam().file.string(), sink),
-              name.find("multiline") != std::string::npos ? 770 : 0);
+    EXPECT_EQ(zmtest::ReadAll(file, GetParam().file.string(), sink), broken.count(name) ? 770 : 0);
     EXPECT_EQ(EscapedCells(sink), zmtest::Slurp(GetParam().golden));
     if (sizes.count(name)) {
         EXPECT_EQ(std::to_string(file.GetNumRows()) + "x" + std::to_string(file.GetNumCols()),
@@ -138,10 +140,9 @@ TEST_P(DifGolden, ReadsTheGoldenCells) {
 
 // Read with the key the file is named after and, with an empty options record, by guessing.
 // KOI8-R is too short for a confident guess, so it falls back to the local code page, which
-// is windows-1252 for these bytes.
+// is windows-1252 for these bytes. The guess goes back into the empty record.
 TEST_P(TextGolden, ReadsToTheRightTextWithTheKeyAndByGuessing) {
     const std::string name = GetParam().file.stem().string();
-    const std::string expected = zmtest::Slurp(GetParam().golden);
     TextFileOptions options;
     options.SetEncoding(name.substr(0, name.find('-')));
     zmtest::OptionsRecord keyed, guessed;
@@ -150,48 +151,42 @@ TEST_P(TextGolden, ReadsToTheRightTextWithTheKeyAndByGuessing) {
         TextFile reader;
         zmtest::RecordingSink sink;
         ASSERT_EQ(zmtest::ReadAll(reader, GetParam().file.string(), sink, record), 0);
-        if (record == &guessed.options && name == "koi8r") {
-            EXPECT_NE(sink.Dump(), expected);
-        } else {
-            EXPECT_EQ(sink.Dump(), expected) << (record == &keyed.options ? "keyed" : "guessed");
-        }
+        EXPECT_EQ(sink.Dump() == zmtest::Slurp(GetParam().golden),
+                  record == &keyed.options || name != "koi8r");
     }
-    // The defaults went back into the empty record.
     TextFileOptions written;
     ASSERT_TRUE(written.Read(&guessed.options));
     EXPECT_EQ(written.GetDelimiter(), "\t");
 }
 
-const fs::path kCorpus = ZM_CORPUS;
-INSTANTIATE_TEST_SUITE_P(Files, CsvGolden,
-                         ::testing::ValuesIn(Join(Fixtures("csv"),
-                                                  Fixtures("corpus/csv", kCorpus / "csv"))),
+INSTANTIATE_TEST_SUITE_P(
+    Files, CsvGolden, ::testing::ValuesIn(Fixtures({{"csv", {}}, {"corpus/csv", kCorpus / "csv"}})),
+    TestName);
+INSTANTIATE_TEST_SUITE_P(
+    Files, DifGolden, ::testing::ValuesIn(Fixtures({{"dif", {}}, {"corpus/dif", kCorpus / "dif"}})),
+    TestName);
+INSTANTIATE_TEST_SUITE_P(Encodings, TextGolden, ::testing::ValuesIn(Fixtures({{"text", {}}})),
                          TestName);
-INSTANTIATE_TEST_SUITE_P(Files, DifGolden,
-                         ::testing::ValuesIn(Join(Fixtures("dif"),
-                                                  Fixtures("corpus/dif", kCorpus / "dif"))),
-                         TestName);
-INSTANTIATE_TEST_SUITE_P(Encodings, TextGolden, ::testing::ValuesIn(Fixtures("text")), TestName);
 
 // A fixture without a golden would be left out silently. Every corpus file is read against
 // a golden, is an expected parse of the suite, or is one of the large files checked below.
 TEST(Goldens, EveryFixtureAndCorpusFileHasOne) {
-    const std::pair<std::string, fs::path> folders[] = {{"csv", {}},
-                                                        {"dif", {}},
-                                                        {"text", {}},
-                                                        {"corpus/csv", kCorpus / "csv"},
-                                                        {"corpus/dif", kCorpus / "dif"}};
-    for (const auto& [folder, files] : folders) {
-        const auto fixtures = Fixtures(folder, files);
-        for (const auto& entry :
-             fs::directory_iterator(files.empty() ? fs::path(ZM_TEST_DATA) / folder : files)) {
-            const std::string name = entry.path().filename().string();
-            const std::string ext = entry.path().extension().string();
-            const auto same = [&](const Fixture& f) { return f.file == entry.path(); };
+    std::vector<fs::path> covered = {kCorpus / "csv" / "csvkit_ks_1033_data.csv",
+                                     kCorpus / "csv" / "edr_MOCK_DATA.csv"};
+    for (const auto& fixture : Fixtures({{"csv", {}},
+                                         {"dif", {}},
+                                         {"text", {}},
+                                         {"corpus/csv", kCorpus / "csv"},
+                                         {"corpus/dif", kCorpus / "dif"}}))
+        covered.push_back(fixture.file);
+    for (const fs::path& folder :
+         {kData / "csv", kData / "dif", kData / "text", kCorpus / "csv", kCorpus / "dif"}) {
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            const std::string name = entry.path().filename().string(),
+                              ext = entry.path().extension();
             if (name.find(".expected.tsv") == std::string::npos && ext != ".py" && ext != ".md" &&
-                ext != ".json" && name != "csvkit_ks_1033_data.csv" &&
-                name != "edr_MOCK_DATA.csv") {
-                EXPECT_EQ(std::count_if(fixtures.begin(), fixtures.end(), same), 1) << name;
+                ext != ".json") {
+                EXPECT_EQ(std::count(covered.begin(), covered.end(), entry.path()), 1) << name;
             }
         }
     }
@@ -210,18 +205,12 @@ TEST(CsvCorpus, LargerRealFiles) {
     ASSERT_EQ(ks.size(), 1576u);
     for (const auto& row : ks)
         ASSERT_EQ(row.size(), 14u);
-    EXPECT_EQ(ks[0][13], "federal_supply_class_name");
-    EXPECT_EQ(ks[1][4], "RIFLE,5.56 MILLIMETER");
-    EXPECT_EQ(ks[1][13], "Guns, through 30 mm");
+    EXPECT_EQ(ks[1][4] + "|" + ks[1][13], "RIFLE,5.56 MILLIMETER|Guns, through 30 mm");
     EXPECT_EQ(ks.back()[11], "CLOTHING/INDIVIDUAL EQPT, INSIGNIA");
-
     const zmtest::Grid mock = read("edr_MOCK_DATA.csv");
     ASSERT_EQ(mock.size(), 1001u);
-    EXPECT_EQ(mock.front(), (std::vector<std::string>{"id", "first_name", "last_name", "email",
-                                                      "gender", "ip_address"}));
-    EXPECT_EQ(mock.back(),
-              (std::vector<std::string>{"1000", "Salomi", "Brickhill", "sbrickhillrr@tuttocitta.it",
-                                        "Female", "111.4.88.155"}));
+    EXPECT_EQ(mock.front().back() + "|" + mock.back()[3] + "|" + mock.back()[5],
+              "ip_address|sbrickhillrr@tuttocitta.it|111.4.88.155");
 }
 
 }  // namespace
