@@ -42,31 +42,23 @@ struct Case {
     CsvDialect dialect = kPelmora;
 };
 
+// Rules the corpus and fixture goldens do not already show (doubled quotes, quoted line
+// ends, blanks, empty fields, zero bytes are shown there).
 TEST(CsvParser, StateMachine) {
     const Case cases[] = {
-        {"doubled quote", "\"a\"\"b\"\n", {{"a\"b"}}},
-        {"quoted CR LF and LF", "\"x\r\ny\",\"p\nq\"\r\n", {{"x\ny", "p\nq"}}},
-        {"quoted lone CR", "\"x\ry\"\n", {{"x\ny"}}},
         {"quote inside an unquoted field", "ab\"c,d\n", {{"ab\"c", "d"}}},
         {"text after a closing quote joins", "\"ab\"cd,e\n", {{"abcd", "e"}}},
-        {"delimiter inside quotes", "\"a,b\",c\n", {{"a,b", "c"}}},
         {"closing quote without doubling", "\"a\"\"b\",c\n", {{"a\"b\"", "c"}}, kNoDoubling},
         {"quoting off", "\"a,b\"\n", {{"\"a", "b\""}}, kNoQuoting},
-        {"leading blanks dropped", "  a  ,   \"b\" \n", {{"a  ", "b "}}},
         {"leading blanks kept", "  a\n", {{"  a"}}, CsvDialect::Excel()},
-        {"empty fields", "a,\n,,b\n", {{"a", ""}, {"", "", "b"}}},
         {"blank line is a row", "a\n\nb\n", {{"a"}, {}, {"b"}}},
         {"blank CR LF line", "a\r\n\r\nb\r\n", {{"a"}, {}, {"b"}}},
         {"last line without end", "a\nb", {{"a"}, {"b"}}},
-        {"final line end adds no row", "a\nb\n", {{"a"}, {"b"}}},
-        {"lone CR ends lines", "a,b\rc,d\r", {{"a", "b"}, {"c", "d"}}},
         {"empty line at the end", "a\n\n", {{"a"}, {}}},
-        {"zero byte is a character", std::string("a\0b,c\n", 6), {{"a", "c"}}},
         {"unterminated quote drops the row", "a,b\nc,\"d\n", {{"a", "b"}}},
         {"unterminated over CR LF", "a\n\"open\r\nstill", {{"a"}}},
         {"closing quote at the end", "a\n\"x\"", {{"a"}, {"x"}}},
         {"escaped delimiter", "a\\,b,c\n", {{"a,b", "c"}}, kEscape},
-        {"escaped quote", "\"q\\\"x\",y\n", {{"q\"x", "y"}}, kEscape},
         {"escaped line feed", "a\\\nb\n", {{"a\nb"}}, kEscape},
         {"trailing escape drops the row", "k\nab\\", {{"k"}}, kEscape},
         {"non-ASCII delimiter",
@@ -84,33 +76,27 @@ TEST(CsvParser, StrictDialectRejectsTextAfterClosingQuote) {
     CsvDialect d = CsvDialect::Excel();
     d.strict = true;
     EXPECT_EQ(Parse("\"a\",b\n", d), (Grid{{"a", "b"}}));
-    try {
-        Parse("\"a\"x\n", d);
-        FAIL() << "no exception";
-    } catch (const zm::Exception& e) {
-        EXPECT_STREQ(e.what(), "',' expected after '\"'");
+    for (const char* text : {"\"a\"x\n", "\"a\"\xC3\xA9\n"}) {
+        try {
+            Parse(text, d);
+            ADD_FAILURE() << "no exception for " << text;
+        } catch (const zm::Exception& e) {
+            EXPECT_STREQ(e.what(), "',' expected after '\"'");
+        }
     }
-    d.delimiter = U';';
-    EXPECT_THROW(Parse("\"a\"\xC3\xA9\n", d), zm::Exception);
 }
 
 TEST(CsvParser, LimitsOnParsingAndDelivery) {
     // Parsing stops once maxRows rows are finished.
     CsvParser limited(kPelmora, "a\nb,c,d\ne\n", 2);
-    EXPECT_EQ(limited.RowCount(), 2u);
-    EXPECT_EQ(limited.LongestRow(), 3u);
-
+    EXPECT_EQ(std::make_pair(limited.RowCount(), limited.LongestRow()), std::make_pair(2ul, 3ul));
     CsvParser parser(kPelmora, "a,b,c\nd\ne,f\n", 100);
-    zmtest::RecordingSink sink;
+    zmtest::RecordingSink sink, none;
     parser.GetData(sink, 2, 2);
-    EXPECT_EQ(sink.cols, 2);
-    EXPECT_EQ(sink.rows, 2);
+    EXPECT_EQ(std::make_pair(sink.cols, sink.rows), std::make_pair(2, 2));
     EXPECT_EQ(zmtest::ToGrid(sink), (Grid{{"a", "b"}, {"d"}}));
-
     // No rows: the sink is not even sized.
-    CsvParser empty(kPelmora, "\"never closed", 100);
-    zmtest::RecordingSink none;
-    empty.GetData(none, 100, 100);
+    CsvParser(kPelmora, "\"never closed", 100).GetData(none, 100, 100);
     parser.GetData(none, 5, 0);
     EXPECT_EQ(none.sizeCalls, 0);
 }

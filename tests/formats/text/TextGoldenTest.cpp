@@ -105,12 +105,21 @@ TEST_P(CsvGolden, ReadsTheGoldenCells) {
         zmtest::OptionsRecord record(options.first, options.second);
         CsvFile file;
         ASSERT_EQ(zmtest::ReadAll(file, GetParam().file.string(), sink, &record.options), 0);
+        // The size query answers 1 x 1 whatever the file holds; the reader sizes the sink
+        // itself after the caller's 1 x 1.
+        EXPECT_EQ(std::make_pair(file.GetNumRows(), file.GetNumCols()), std::make_pair(1, 1));
+        EXPECT_EQ(sink.sizeCalls, 2);
     }
     EXPECT_EQ(EscapedCells(sink), zmtest::Slurp(GetParam().golden));
-    // The size ends at the last row with cells. Deliberate difference: lo_skip-spaces ends in
-    // an empty line, which this reader keeps as an empty last row.
-    const int lastRow = sink.cells.empty() ? 0 : sink.cells.rbegin()->first.first;
+    // The size ends at the last row with cells and the widest row. Deliberate difference:
+    // lo_skip-spaces ends in an empty line, which this reader keeps as an empty last row.
+    int lastRow = 0, widest = 0;
+    for (const auto& [key, cell] : sink.cells) {
+        lastRow = key.first;
+        widest = std::max(widest, key.second);
+    }
     EXPECT_EQ(sink.rows, lastRow + (name == "lo_skip-spaces.csv" ? 1 : 0));
+    EXPECT_EQ(sink.cols, widest);
 }
 
 // Gnumeric and LibreOffice both write a line break inside a string as it is, which splits
