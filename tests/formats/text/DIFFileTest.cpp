@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 #include "formats/text/CsvFile.h"
 #include "tests/support/TextTestSupport.h"
@@ -15,16 +13,9 @@ namespace {
 
 using zmtest::Grid;
 
-// A DIF file from rows of ready-made records ("1,0\n\"a\"" or "0,1\nV").
-std::string Dif(int vectors, int tuples, const Grid& rows) {
-    std::string out = "TABLE\n0,1\n\"t\"\nVECTORS\n0," + std::to_string(vectors) +
-                      "\n\"\"\nTUPLES\n0," + std::to_string(tuples) + "\n\"\"\nDATA\n0,0\n\"\"\n";
-    for (const auto& row : rows) {
-        out += "-1,0\nBOT\n";
-        for (const auto& record : row)
-            out += record + "\n";
-    }
-    return out + "-1,0\nEOD\n";
+// The smallest DIF file: a header of TABLE and DATA, one tuple holding `record`.
+std::string Dif(const std::string& record) {
+    return "TABLE\n0,1\n\"t\"\nDATA\n0,0\n\"\"\n-1,0\nBOT\n" + record + "\n-1,0\nEOD\n";
 }
 
 // Wants only the odd rows of the file: the next odd row after the rows read so far.
@@ -67,7 +58,7 @@ TEST(DIFFile, BrokenHeadersAre769) {
 // The record holds only the encoding, and the encoding chosen there decodes the strings.
 TEST(DIFFile, OptionsRecordHoldsOnlyTheEncoding) {
     zmtest::ScratchDir dir;
-    const auto path = dir.Write("o.dif", Dif(1, 1, {{"1,0\n\"\xE9\""}}));
+    const auto path = dir.Write("o.dif", Dif("1,0\n\"\xE9\""));
     DIFFile file;
     zmtest::OptionsRecord empty;
     ASSERT_EQ(file.Open(true, path.c_str(), &empty.options), 0);
@@ -84,9 +75,9 @@ TEST(DIFFile, OptionsRecordHoldsOnlyTheEncoding) {
 
 TEST(DIFFile, RecognisesDifByContent) {
     zmtest::ScratchDir dir;
-    EXPECT_TRUE(DIFFile::IsDIFFile(dir.Write("a.txt", Dif(1, 1, {{"0,1\nV"}})).c_str()));
+    EXPECT_TRUE(DIFFile::IsDIFFile(dir.Write("a.txt", Dif("0,1\nV")).c_str()));
     std::string wide = "\xFF\xFE";  // UTF-16 with a byte-order mark
-    for (char c : Dif(1, 1, {{"0,1\nV"}}))
+    for (char c : Dif("0,1\nV"))
         wide += std::string{c, '\0'};
     EXPECT_TRUE(DIFFile::IsDIFFile(dir.Write("w.dif", wide).c_str()));
     EXPECT_FALSE(DIFFile::IsDIFFile(dir.Write("c.dif", "a,b\n1,2\n").c_str()));

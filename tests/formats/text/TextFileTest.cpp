@@ -1,12 +1,11 @@
-// The delimited text reader and writer (detection, cell cutting, sizes, ranged reads, row
-// mapping, writing), and the status codes and registry entries of the text formats.
+// The text options (stored form, encoding table), the delimited text reader and writer
+// (detection, cell cutting, sizes, ranged reads, row mapping, writing), and the status codes
+// and registry entries of the text formats.
 #include "formats/text/TextFile.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
-#include <string>
 
 #include "formats/text/CsvFile.h"
 #include "formats/text/DIFFile.h"
@@ -16,6 +15,49 @@
 namespace {
 
 using zmtest::Grid;
+
+TEST(TextFileOptions, RecordRoundTripAndMissingKeys) {
+    TextFileOptions written;
+    written.SetEncoding("koi8r");
+    written.SetDelimiter(";; ");
+    written.SetIgnoreConsecutiveDelimiters(true);
+    zmtest::OptionsRecord record;
+    written.Write(&record.options);
+    TextFileOptions read;
+    ASSERT_TRUE(read.Read(&record.options));
+    EXPECT_EQ(read.GetEncoding(), "koi8r");
+    EXPECT_EQ(read.GetDelimiter(), ";; ");
+    EXPECT_TRUE(read.GetIgnoreConsecutiveDelimiters());
+    EXPECT_FALSE(TextFileOptions().Read(nullptr));
+
+    // A record without the encoding fails the read but keeps what was read.
+    zm::SettingsDocument noEncoding;
+    noEncoding.SetString("Settings", "Delimiter", ",");
+    noEncoding.SetBool("Settings", "IgnoreConsecutiveDelimiters", true);
+    zmtest::OptionsRecord partial(noEncoding);
+    TextFileOptions options;
+    options.SetEncoding("utf8");
+    EXPECT_FALSE(options.Read(&partial.options));
+    EXPECT_EQ(options.GetDelimiter(), ",");
+    EXPECT_EQ(options.GetEncoding(), "utf8");
+    // The text options need the flag too.
+    zmtest::OptionsRecord noFlag("|", "cp850");
+    EXPECT_FALSE(TextFileOptions().Read(&noFlag.options));
+}
+
+TEST(TextFileOptions, EncodingTableLookups) {
+    ASSERT_EQ(TextFileOptions::GetEncodingsCount(), 32u);
+    const char** keys = TextFileOptions::GetAllEncodings();
+    // The local code page ("") sits at 21 and is what unknown spellings find.
+    for (size_t i = 0; i < 32; ++i)
+        EXPECT_EQ(TextFileOptions::GetEncodingIndex(keys[i]), i) << keys[i];
+    EXPECT_EQ(keys[21], std::string());
+    EXPECT_EQ(TextFileOptions::GetEncodingIndex("UTF8"), 21u);
+    EXPECT_EQ(TextFileOptions::GetEncodingIndex("utf8"), 28u);
+    EXPECT_EQ(TextFileOptions::GetPrettyName(21), L"Local");
+    EXPECT_EQ(TextFileOptions::GetPrettyName(18), L"Japanese (Shift-JIS)");
+    EXPECT_EQ(TextFileOptions::GetPrettyName(32), L"");
+}
 
 TEST(TextFile, DetectionLooksForZeroBytesInTheFirst30768) {
     zmtest::ScratchDir dir;

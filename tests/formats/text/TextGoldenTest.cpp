@@ -8,11 +8,8 @@
 
 #include <algorithm>
 #include <climits>
-#include <filesystem>
 #include <map>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "formats/text/CsvFile.h"
 #include "formats/text/CsvParser.h"
