@@ -6,7 +6,7 @@
 #include <memory>
 #include <thread>
 
-#include "tests/loader/LoaderSupport.h"
+#include "tests/loader/PluginTestSupport.h"
 #include "tests/support/RecordingSink.h"
 
 namespace {
@@ -15,30 +15,23 @@ namespace {
 std::string Outcome(ImportDLLLoader& loader, const std::string& file) {
     const int index = loader.GetSpreadsheetFileIndex(file.c_str());
     const ZmImportFileFormatInfo* info = loader.GetInfo(index);
-    std::string seen = info != nullptr ? info->name : "<none>";
-    std::error_code error;
-    if (info == nullptr || !std::filesystem::exists(file, error))
-        return seen;
+    if (info == nullptr || !std::filesystem::exists(file))
+        return info != nullptr ? info->name : "<none>";
     std::unique_ptr<SpreadsheetFile> reader(loader.GetSpreadsheetFile(index));
     zmtest::RecordingSink sink;
     const int status = zmtest::ReadAll(*reader, file, sink);
-    reader->Close();
-    return seen + " status " + std::to_string(status) + "\n" + sink.Dump();
+    return info->name + (" status " + std::to_string(status)) + "\n" + sink.Dump();
 }
 
-TEST(ImportDLLLoaderThreads, DetectAndReadDifferentFilesAtOnce) {
+TEST(LoaderThreads, DetectAndReadDifferentFilesAtOnce) {
     zmtest::ScratchDir dir;
     const std::vector<std::string> files = {
-        dir.Write("x.txt", zmtest::BrimroseBytes(
-                               900, 4, 16,
-                               std::vector<std::vector<float>>(5, std::vector<float>(16, 0.25f)))),
+        dir.Write("x.txt", dir.Read(std::string(ZM_TEST_DATA) + "/brimrose/two-spectra.dat")),
         std::string(ZM_EXAMPLE_DATA) + "/sample.xy",
-        dir.Write("pairs.xy", "1 10\n2 20\n3 30\n"),
-        dir.Write("both.dup", "DUP"),
-        dir.Write("some.twin", "twin"),
-        dir.File("missing.twin"),
+        dir.Script("both.dtf", "rows 5\n"),
+        dir.Write("some.ptf", "#ptf\n"),
+        dir.File("missing.dtx"),
     };
-
     constexpr int kThreads = 6;
     constexpr int kRounds = 12;
     std::vector<std::vector<std::string>> seen(kThreads);
@@ -64,7 +57,7 @@ TEST(ImportDLLLoaderThreads, DetectAndReadDifferentFilesAtOnce) {
     for (const std::string& file : files)
         expected.push_back(Outcome(loader, file));
     EXPECT_EQ(expected[0].rfind("Brimrose File status 0\n", 0), 0u) << expected[0];
-    EXPECT_EQ(expected[1].rfind("XY Spectrum status 0\n", 0), 0u) << expected[1];
+    EXPECT_EQ(expected[2].rfind("Driver test format status 0\n", 0), 0u) << expected[2];
     for (int t = 0; t < kThreads; ++t) {
         for (int r = 0; r < kRounds; ++r)
             EXPECT_EQ(seen[t][r], expected[(t + r) % files.size()]) << t << " " << r;

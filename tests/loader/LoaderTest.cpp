@@ -1,174 +1,112 @@
-// The plug-in list and the choice of a format, with the test plug-in folder named.
+// The plug-in list, the choice of a format, and readers over plug-in functions: forwarding,
+// the plug-in codes and their texts.
 #include <gtest/gtest.h>
 
 #include <memory>
 
+#include "framework/DLLFile.h"
 #include "framework/ZmImport.h"
-#include "tests/loader/LoaderSupport.h"
+#include "tests/loader/PluginTestSupport.h"
 #include "tests/support/RecordingSink.h"
 
 namespace {
 
-using zmtest::RecordingLoader;
-using zmtest::ScratchDir;
+using Strings = std::vector<std::string>;
+using zmtest::RecordingSink;
 
-class ImportDLLLoaderTest : public ::testing::Test {
+std::string Message(SpreadsheetFile& reader, unsigned int size = 256) {
+    std::string buffer(size, 'x');
+    reader.GetErrorMessage(buffer.data(), size);
+    return buffer.c_str();
+}
+
+class LoaderTest : public zmtest::PluginTest {
   protected:
-    void SetUp() override { loader.Init(ZM_TEST_PLUGINS); }
-
-    int Single(const std::string& name) {
-        const std::vector<int> found = loader.IndexesOf(name);
-        EXPECT_EQ(found.size(), 1u) << name;
-        return found.empty() ? -1 : found.front();
-    }
-
-    RecordingLoader loader;
-    ScratchDir dir;
+    int Choose(const std::string& file) { return loader.GetSpreadsheetFileIndex(file.c_str()); }
 };
 
-TEST_F(ImportDLLLoaderTest, ListsTheLibraryFormatsFirstOnceThenThePluginsByFileName) {
+TEST_F(LoaderTest, ListsTheLibraryFormatsFirstOnceThenThePluginsByFileName) {
     // This program links the library, so its own symbols reach it too; the library
     // found beside the program must not be listed a second time.
     const int own = ZmImportSizeFileFormatsSupported();
     ASSERT_EQ(own, 22);
     for (int i = 1; i <= own; ++i)
         EXPECT_EQ(loader.GetInfo(i), ZmImportGetFileFormatInfo(i)) << i;
-
-    // Eight formats from the test folder; the library without the interface, the one
-    // offering none, the text file and the folder named "*.so" add nothing.
-    EXPECT_EQ(loader.SizeInfos(), own + 8);
     EXPECT_EQ(loader.GetInfo(0), nullptr);
     EXPECT_EQ(loader.GetInfo(loader.SizeInfos() + 1), nullptr);
 
-    // Sorted by file name: dup-a, dup-b, failing, partial, silent, twin, xy.
-    const std::vector<std::string> expected = {
-        "Duplicate Format", "Duplicate Format", "Failing Format", "Partial Format",
-        "Silent Format",    "Twin A",           "Twin B",         "XY Spectrum"};
-    for (size_t i = 0; i < expected.size(); ++i)
-        EXPECT_EQ(loader.NameAt(own + 1 + static_cast<int>(i)), expected[i]);
-
-    // A later folder does not rebuild the list.
-    loader.Init("/nonexistent-folder");
-    EXPECT_EQ(loader.SizeInfos(), own + 8);
+    // By file name: dup-a, dup-b, partial, silent, xy. The library exporting nothing, the
+    // one offering no format, the text file and the folder named "*.so" add nothing.
+    loader.Init("/nonexistent-folder");  // a later folder does not rebuild the list
+    Strings names;
+    for (int i = own + 1; i <= loader.SizeInfos(); ++i)
+        names.push_back(NameAt(i));
+    EXPECT_EQ(names, (Strings{"Driver test format", "Driver test series", "Driver test format",
+                              "Driver test series", "Partial format", "Partial series",
+                              "Silent format", "Silent series", "XY Spectrum"}));
 }
 
-TEST_F(ImportDLLLoaderTest, EveryIndexOfADuplicateNameResolvesToTheFirst) {
-    const std::vector<int> dups = loader.IndexesOf("Duplicate Format");
+TEST_F(LoaderTest, EveryIndexOfADuplicateNameResolvesToTheFirst) {
+    const std::vector<int> dups = loader.IndexesOf("Driver test format");
     ASSERT_EQ(dups.size(), 2u);
     for (int index : dups) {
         ImportDLLLoader::InstanceInfo info{nullptr, 1, loader.GetInfo(index)};
         EXPECT_EQ(loader.GetIndex(&info), dups[0]);
     }
-
-    // Both copies claim the file surely: the choice falls to SelectFormat, and the
-    // answer is the first copy, which also does the reading.
-    const std::string file = dir.Write("both.dup", "DUP data");
-    const int chosen = loader.GetSpreadsheetFileIndex(file.c_str());
-    EXPECT_EQ(chosen, dups[0]);
-    ASSERT_EQ(loader.selections.size(), 1u);
-    EXPECT_EQ(loader.selections[0].size(), 2u);
-
+    // Both copies are sure of the file: SelectFormat chooses, whichever it picks the
+    // answer is the first copy, and that copy reads.
+    const std::string file = dir.Script("both.dtf");
+    EXPECT_EQ(Choose(file), dups[0]);
     loader.pickLast = true;
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(file.c_str()), dups[0]);
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(dir.File("gone.dup").c_str()), dups[0]);
-
-    std::unique_ptr<SpreadsheetFile> reader(loader.GetSpreadsheetFile(chosen));
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(*reader, file, sink), 0);
-    EXPECT_EQ(sink.Text(1, 1), "first");
-    reader->Close();
+    EXPECT_EQ(Choose(file), dups[0]);
+    EXPECT_EQ(loader.selections, std::vector<Strings>(2, Strings(2, "Driver test format")));
+    RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(*Reader("Driver test format"), file, sink), 0);
+    EXPECT_EQ(sink.Text(1, 1), "first1");
 }
 
-TEST_F(ImportDLLLoaderTest, MissingFileGoesByExtensionAndAsksSelectFormatAmongSeveral) {
-    const int twinA = Single("Twin A");
-    const int twinB = Single("Twin B");
+TEST_F(LoaderTest, ContentDecidesThenTheExtension) {
+    // A Brimrose file named x.txt is read as Brimrose, through the exported functions.
+    const std::string brimrose = std::string(ZM_TEST_DATA) + "/brimrose/two-spectra";
+    const std::string file = dir.Write("x.txt", dir.Read(brimrose + ".dat"));
+    ASSERT_EQ(NameAt(Choose(file)), "Brimrose File");
+    RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(*Reader("Brimrose File"), file, sink), 0);
+    EXPECT_EQ(sink.Dump(), dir.Read(brimrose + ".expected.tsv"));
+    EXPECT_EQ(Choose(std::string(ZM_EXAMPLE_DATA) + "/sample.xy"), First("XY Spectrum"));
 
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(dir.File("missing.TWIN").c_str()), twinA);
+    // Nobody is sure of these bytes. The partial plug-in cannot test content, so it is a
+    // possible reader of every file: the extension picks it, or it is offered.
+    const std::string junk = "\x01\x02 nothing anyone knows";
+    EXPECT_EQ(Choose(dir.Write("junk.ptf", junk)), First("Partial format"));
+    EXPECT_TRUE(loader.selections.empty());
+    const int chosen = Choose(dir.Write("junk.bin", junk));
     ASSERT_EQ(loader.selections.size(), 1u);
-    EXPECT_EQ(loader.selections[0], (std::vector<std::string>{"Twin A", "Twin B"}));
+    const Strings& offered = loader.selections[0];
+    EXPECT_NE(std::find(offered.begin(), offered.end(), "Partial series"), offered.end());
+    EXPECT_EQ(NameAt(chosen), offered.front());
 
+    // A missing file goes by extension; two matches go to SelectFormat, none gives -1.
+    loader.selections.clear();
+    EXPECT_EQ(Choose(dir.File("missing.Xy")), First("XY Spectrum"));
+    EXPECT_EQ(Choose(dir.File("missing.PTX")), First("Partial format"));
     loader.pickLast = true;
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(dir.File("missing.twin").c_str()), twinB);
-
-    // One match needs no choice; none gives -1.
-    loader.selections.clear();
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(dir.File("missing.Xy").c_str()),
-              Single("XY Spectrum"));
-    EXPECT_TRUE(loader.selections.empty());
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(dir.File("missing.nothing").c_str()), -1);
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(dir.File("no-extension").c_str()), -1);
+    EXPECT_EQ(Choose(dir.File("missing.ptx")), First("Partial series"));
+    EXPECT_EQ(loader.selections, std::vector<Strings>(2, {"Partial format", "Partial series"}));
+    EXPECT_EQ(Choose(dir.File("missing.nothing")), -1);
+    EXPECT_EQ(Choose(dir.File("no-extension")), -1);
 }
 
-TEST_F(ImportDLLLoaderTest, BrimroseContentWinsOverTheNameTxt) {
-    const std::string file =
-        dir.Write("x.txt", zmtest::BrimroseBytes(1100, 2, 3, {{0.5f, 0.25f, 0.125f}, {1, 2, 3}}));
-    const int index = loader.GetSpreadsheetFileIndex(file.c_str());
-    ASSERT_EQ(loader.NameAt(index), "Brimrose File");
-    EXPECT_TRUE(loader.selections.empty());
-
-    // Read through the library's exported functions and the host records.
-    std::unique_ptr<SpreadsheetFile> reader(loader.GetSpreadsheetFile(index));
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(*reader, file, sink), 0);
-    EXPECT_EQ(sink.rows, 3);
-    EXPECT_EQ(sink.cols, 5);
-    EXPECT_EQ(sink.Text(1, 1), "SampleNo");
-    EXPECT_EQ(sink.Text(5, 1), "w1104");
-    EXPECT_EQ(sink.Number(1, 3), 2.0);
-    EXPECT_EQ(sink.Number(3, 2), 0.5);
-    EXPECT_EQ(sink.Number(5, 3), 3.0);
-    EXPECT_EQ(sink.At(5, 3).via, 'f');
-    reader->Close();
-}
-
-TEST_F(ImportDLLLoaderTest, ContentDecidesThenTheExtensionAmongPossibleFormats) {
-    // Surely the plug-in's by content.
-    const std::string xy = std::string(ZM_EXAMPLE_DATA) + "/sample.xy";
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(xy.c_str()), Single("XY Spectrum"));
-
-    // Nobody is sure of these bytes. The partial plug-in cannot test content, so it
-    // counts as possible for every file, and the extension picks it.
-    const std::string part = dir.Write("junk.part", "\x01\x02 nothing anyone knows");
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(part.c_str()), Single("Partial Format"));
-    EXPECT_TRUE(loader.selections.empty());
-
-    const std::string twin = dir.Write("junk.twin", "\x01\x02 nothing anyone knows");
-    EXPECT_EQ(loader.GetSpreadsheetFileIndex(twin.c_str()), Single("Twin A"));
-    ASSERT_EQ(loader.selections.size(), 1u);
-    EXPECT_EQ(loader.selections[0], (std::vector<std::string>{"Twin A", "Twin B"}));
-
-    // No extension matches: every possible format is offered.
-    loader.selections.clear();
-    const std::string other = dir.Write("junk.bin", "\x01\x02 nothing anyone knows");
-    const int chosen = loader.GetSpreadsheetFileIndex(other.c_str());
-    ASSERT_EQ(loader.selections.size(), 1u);
-    const std::vector<std::string>& offered = loader.selections[0];
-    EXPECT_NE(std::find(offered.begin(), offered.end(), "Partial Format"), offered.end());
-    EXPECT_NE(std::find(offered.begin(), offered.end(), "Twin B"), offered.end());
-    EXPECT_EQ(loader.NameAt(chosen), offered.front());
-}
-
-TEST_F(ImportDLLLoaderTest, FormatIndexCountsOnlyEligibleFormats) {
+TEST_F(LoaderTest, FormatIndexCountsOnlyEligibleFormats) {
     EXPECT_EQ(loader.GetFormatIndex("spectrum", false, false), -1);
     EXPECT_EQ(loader.GetFormatIndex("/data.d/spectrum", false, true), -1);
     EXPECT_EQ(loader.GetFormatIndex("spectrum.unknown", false, false), -1);
-    EXPECT_EQ(loader.GetFormatIndex("SPECTRUM.XY", false, false), Single("XY Spectrum"));
-    EXPECT_EQ(loader.GetFormatIndex("a.twin", false, false), Single("Twin A"));
-
-    // For writing, "Twin A" is skipped and the position counts writable formats only.
-    const int position = loader.GetFormatIndex("a.twin", true, false);
-    ASSERT_GT(position, 0);
-    int seen = 0;
-    std::string found;
-    for (int i = 1; i <= loader.SizeInfos() && found.empty(); ++i) {
-        if (loader.GetInfo(i)->canWrite && ++seen == position)
-            found = loader.NameAt(i);
-    }
-    EXPECT_EQ(found, "Twin B");
-    EXPECT_LT(position, Single("Twin B"));
+    EXPECT_EQ(loader.GetFormatIndex("SPECTRUM.XY", false, false), First("XY Spectrum"));
+    EXPECT_EQ(loader.GetFormatIndex("a.pts", true, false), -1);  // the series cannot write
+    EXPECT_GT(loader.GetFormatIndex("a.ptx", true, false), 0);
 }
 
-TEST(ImportDLLLoaderRelease, PluginsAreInitialisedOnceAndReleasedWhenTheListGoes) {
+TEST(LoaderRelease, PluginsAreInitialisedOnceAndReleasedWhenTheListGoes) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
@@ -177,7 +115,75 @@ TEST(ImportDLLLoaderRelease, PluginsAreInitialisedOnceAndReleasedWhenTheListGoes
             loader.Init(ZM_TEST_PLUGINS);
             std::exit(loader.SizeInfos() > 0 ? 0 : 1);
         },
-        ::testing::ExitedWithCode(0), "^zero plug-in initialised\nzero plug-in released\n$");
+        ::testing::ExitedWithCode(0), "^test plug-in initialised\ntest plug-in released\n$");
+}
+
+TEST_F(LoaderTest, ExamplePluginReadsReopensAndReportsItsOwnTexts) {
+    std::unique_ptr<SpreadsheetFile> reader = Reader("XY Spectrum");
+    for (int round = 0; round < 2; ++round) {
+        RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(*reader, std::string(ZM_EXAMPLE_DATA) + "/sample.xy", sink), 0);
+        EXPECT_EQ(sink.Number(10, 2), 0.633f);
+        EXPECT_EQ(reader->GetWarningMessage(), nullptr);
+        reader->Close();
+    }
+    RecordingSink sink;
+    EXPECT_EQ(zmtest::ReadAll(*reader, dir.Write("bad.xy", "# header\n1 2\nthree 4\n"), sink),
+              DLLFile::kPluginFailed);
+    EXPECT_EQ(Message(*reader), "Line 3 is not an x/y pair.");
+    reader->Close();
+    ASSERT_EQ(zmtest::ReadAll(*reader, dir.Write("wide.xy", "1,2,3\r\n4;5\r\n"), sink), 0);
+    EXPECT_EQ(sink.Number(3, 2), 5.0);
+    EXPECT_STREQ(reader->GetWarningMessage(), "Columns after the second were ignored.");
+}
+
+TEST_F(LoaderTest, MissingFunctionsGive2048AndSizingLeavesTheStatusAlone) {
+    std::unique_ptr<SpreadsheetFile> reader = Reader("Partial format");
+    EXPECT_EQ(reader->GetFileReadOptions("any.ptf", false), nullptr);
+    reader->Close();  // no handle yet: the status stays
+    EXPECT_EQ(reader->GetStatus(), DLLFile::kMissingFunction);
+
+    reader = Reader("Partial format");
+    ASSERT_EQ(reader->Open(true, dir.Write("x.ptf", "#ptf\n").c_str(), nullptr), 0);
+    EXPECT_EQ(reader->GetNumRows(), -1);
+    EXPECT_EQ(reader->GetWarningMessage(), nullptr);
+    EXPECT_EQ(reader->GetReadFile(), nullptr);
+    ImportSpecBase spec;
+    spec.accepted = true;
+    reader->SetImportSpec(&spec);
+    EXPECT_FALSE(spec.accepted);
+    EXPECT_EQ(reader->GetStatus(), 0);
+    RecordingSink sink;
+    EXPECT_EQ(reader->Read(&sink), DLLFile::kMissingFunction);
+    EXPECT_EQ(Message(*reader), "The import dll is missing a function.");
+    reader->Close();
+    EXPECT_EQ(reader->GetStatus(), 0);
+}
+
+TEST_F(LoaderTest, FailuresAreStickyUntilCloseAndCarryThePluginText) {
+    std::unique_ptr<SpreadsheetFile> reader = Reader("Driver test format");
+    RecordingSink sink;  // reading unopened fails without storing the status
+    EXPECT_EQ(reader->Read(&sink), DLLFile::kNotOpened);
+    EXPECT_EQ(reader->GetStatus(), 0);
+    const std::string file = dir.Script("locked.dtf", "fail open\nerror The header is damaged.");
+    EXPECT_EQ(reader->Open(true, file.c_str(), nullptr), DLLFile::kPluginFailed);
+    EXPECT_EQ(Message(*reader), "The header is damaged.");
+    EXPECT_EQ(Message(*reader, 8), "The hea");
+    EXPECT_EQ(reader->Open(true, file.c_str(), nullptr), DLLFile::kPluginFailed);
+    reader->Close();
+    EXPECT_EQ(reader->Write(nullptr), DLLFile::kNotOpened);  // writing unopened stores it
+    EXPECT_EQ(Message(*reader), "The file was not opened properly.");
+
+    // A plug-in without GetLastError cannot explain its failure.
+    reader = Reader("Silent format");
+    EXPECT_EQ(reader->Open(true, dir.File("x.slf").c_str(), nullptr), DLLFile::kPluginFailed);
+    EXPECT_EQ(Message(*reader), "The import dll is missing a function.");
+    EXPECT_EQ(reader->GetStatus(), DLLFile::kMissingFunction);
+
+    reader = Reader("Driver test series");
+    EXPECT_EQ(reader->Open(false, dir.File("a.dts").c_str(), nullptr), kStatusWrongMode);
+    EXPECT_EQ(Message(*reader),
+              "Tried to write to the file when it was opened for reading or vice versa.");
 }
 
 }  // namespace
