@@ -73,7 +73,7 @@ TEST(ImportOptionsHelper, CreateOpenOptionsRejectsTextThatIsNoSettingsDocument) 
     }
 }
 
-TEST(ImportOptionsHelper, OpenOptionsCopiesDeeplyAndAdoptsRecords) {
+TEST(ImportOptionsHelper, OpenOptionsCopiesDeeply) {
     auto original = WithSettings("<ReadOrder>1</ReadOrder>");
     helper::OpenOptions copy(*original);
     EXPECT_NE(copy.data, original->data);
@@ -82,14 +82,6 @@ TEST(ImportOptionsHelper, OpenOptionsCopiesDeeplyAndAdoptsRecords) {
     assigned = copy;
     assigned = assigned;
     EXPECT_EQ(helper::GetReadOrder(assigned), 1);
-
-    // Adopting a record the library handed out takes over its bytes.
-    zm::SettingsDocument document;
-    document.SetInt("Settings", "ReadOrder", 1);
-    ZmImportOpenOptions* record = zm::NewOptionsRecord(document);
-    helper::OpenOptions adopted(*record);
-    delete record;
-    EXPECT_EQ(helper::GetReadOrder(adopted), 1);
 }
 
 }  // namespace

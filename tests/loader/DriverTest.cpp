@@ -80,10 +80,7 @@ class RecordingData : public SpreadsheetData {
 // with the first copy of the scripted formats.
 class DriverTest : public PluginTest {
   protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        events.clear();
-    }
+    void SetUp() override { events.clear(); }
     // The format's position in the open dialog: 1 is the catch-all, then readable formats.
     int DialogPosition(const char* name) {
         int position = 1;

@@ -72,10 +72,11 @@ class ScratchDir {
     }();
 };
 
-// A loader over the test plug-in folder and a scratch folder.
+// A loader over the test plug-in folder and a scratch folder. The list of formats is
+// built once per process, so the folder is named before any loader or driver exists.
 class PluginTest : public ::testing::Test {
   protected:
-    void SetUp() override { loader.Init(ZM_TEST_PLUGINS); }
+    static void SetUpTestSuite() { ImportDLLLoader().Init(ZM_TEST_PLUGINS); }
 
     int First(const std::string& name) { return loader.IndexesOf(name).at(0); }
     std::string NameAt(int index) {
