@@ -127,62 +127,44 @@ TEST_F(DriverTest, FormatTableHoldsFixedSizeEntriesAtFixedOffsets) {
 }
 
 TEST_F(DriverTest, CheckTurnsDialogPositionsIntoLoaderIndexesOrRefusesTheFiles) {
+    // The loader index chosen, or the error code and text.
+    auto check = [this](const Strings& files, int position, bool refuseSeveral = true) {
+        Helper::ReadErrors error = Helper::kNoReadError;
+        if (driver.CheckFilesBeforeRead(files, position, error, refuseSeveral))
+            return "index " + std::to_string(position);
+        return std::to_string(error) + " " + driver.GetErrorMessage();
+    };
+    const std::string toSingle = "index " + std::to_string(First(kSingle));
+    const std::string toSeries = "index " + std::to_string(First(kSeries));
     const std::string good = dir.Script("good.dtf");
     const std::string misnamed = dir.Script("x.txt");
     const Strings single{dir.Script("a.dtf"), dir.Script("b.dtf")};
     const Strings series{dir.Script("a.dts"), dir.Script("b.dts")};
-    const std::string several =
-        "Driver test files (*.dtf;*.dtx) can only be imported one at a "
-        "time.\n\n Import will be aborted.";
-    const std::string missing = "The file does not exist.";
     // The catch-all position and one past the readable formats choose by content, whatever
-    // the extension says; a dialog position names a format even against it. Refusals give
-    // the negated error code.
-    const struct {
-        Strings files;
-        int position;
-        bool refuseSeveral;
-        int expected;
-        std::string text;
-    } cases[] = {
-        {{misnamed}, 1, true, First(kSingle), ""},
-        {{misnamed}, driver.SizeFormatTable() + 5, true, First(kSingle), ""},
-        {{misnamed}, DialogPosition(kSeries), true, First(kSeries), ""},
-        {{good, dir.path.string()},
-         1,
-         true,
-         -Helper::kFileIsDirectory,
-         "Directories can not be imported."},
-        {{good, dir.File("gone.dtf")}, 1, false, -Helper::kFileMissing, missing},
-        {{}, 1, true, -Helper::kFileMissing, missing},
-        {{good},
-         0,
-         true,
-         -Helper::kTypeNotSupported,
-         "The file type is either not supported or could not be deduced from the file's "
-         "extension or contents."},
-        {single, DialogPosition(kSingle), true, -Helper::kSeveralFiles, several},
-        {single, DialogPosition(kSingle), false, First(kSingle), ""},
-        {series, DialogPosition(kSeries), true, First(kSeries), ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(::testing::Message() << c.files.size() << " files @" << c.position);
-        int format = c.position;
-        Helper::ReadErrors error = Helper::kNoReadError;
-        EXPECT_EQ(driver.CheckFilesBeforeRead(c.files, format, error, c.refuseSeveral),
-                  c.text.empty());
-        EXPECT_EQ(c.text.empty() ? format : -error, c.expected);
-        EXPECT_EQ(c.text.empty() ? "" : driver.GetErrorMessage(), c.text);
-    }
-    EXPECT_EQ(events, Strings{"sort " + series[0]});  // the check only stores its texts
-
-    // The host sorts the files of a multi-file format, and may refuse them.
+    // the extension says; a dialog position names a format even against it.
+    EXPECT_EQ(check({misnamed}, 1), toSingle);
+    EXPECT_EQ(check({misnamed}, driver.SizeFormatTable() + 5), toSingle);
+    EXPECT_EQ(check({misnamed}, DialogPosition(kSeries)), toSeries);
+    EXPECT_EQ(check({good, dir.path.string()}, 1), "2 Directories can not be imported.");
+    EXPECT_EQ(check({good, dir.File("gone.dtf")}, 1, false), "1 The file does not exist.");
+    EXPECT_EQ(check({}, 1), "1 The file does not exist.");
+    EXPECT_EQ(check({good}, 0),
+              "5 The file type is either not supported or could not be deduced from the file's "
+              "extension or contents.");
+    // Several files need a multi-file format, whose files the host sorts and may refuse,
+    // or leave to refuse them.
+    EXPECT_EQ(check(single, DialogPosition(kSingle)),
+              "3 Driver test files (*.dtf;*.dtx) can only be imported one at a time.\n\n"
+              " Import will be aborted.");
+    EXPECT_EQ(check(single, DialogPosition(kSingle), false), toSingle);
+    EXPECT_EQ(check(series, DialogPosition(kSeries)), toSeries);
     driver.acceptSort = false;
-    int format = DialogPosition(kSeries);
-    Helper::ReadErrors error = Helper::kNoReadError;
-    EXPECT_FALSE(driver.CheckFilesBeforeRead(series, format, error, true));
-    EXPECT_EQ(error, Helper::kSeveralFiles);
+    EXPECT_EQ(check(series, DialogPosition(kSeries)).front(), '3');  // the host explains
+    EXPECT_EQ(events, Strings(2, "sort " + series[0]));  // the check only stores its texts
+
     // Wide names are checked the same way.
+    int format = 1;
+    Helper::ReadErrors error = Helper::kNoReadError;
     EXPECT_FALSE(driver.CheckFilesBeforeRead({zm::NarrowToWide(dir.File("\xC3\x9F.dtf"))}, format,
                                              error, true));
     EXPECT_EQ(error, Helper::kFileMissing);
