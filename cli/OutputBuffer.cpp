@@ -28,8 +28,13 @@ OutputBuffer::OutputBuffer(std::ostream& stream) : handOnSize(kHoldEverything), 
 OutputBuffer::OutputBuffer(std::string path, size_t handOnSize)
     : handOnSize(handOnSize), path(std::move(path)) {}
 
+OutputBuffer::OutputBuffer(std::FILE* open, size_t handOnSize)
+    : handOnSize(handOnSize), file(open) {
+    Inspect();
+}
+
 OutputBuffer::~OutputBuffer() {
-    if (file != nullptr)
+    if (file != nullptr && ownsFile)
         std::fclose(file);
 }
 
@@ -48,13 +53,23 @@ bool OutputBuffer::Open() {
         failed = true;
         return false;
     }
+    ownsFile = true;
     // The buffer here is large already; stdio's own would only copy it once more.
     std::setvbuf(file, nullptr, _IONBF, 0);
-    struct stat info;
-    regularFile = fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode);
-    if (!regularFile && !IsNullDevice(info))
-        handOnSize = kHoldEverything;
+    Inspect();
     return true;
+}
+
+void OutputBuffer::Inspect() {
+    struct stat info;
+    const bool known = fstat(fileno(file), &info) == 0;
+    regularFile = known && S_ISREG(info.st_mode);
+    if (regularFile) {
+        std::fflush(file);
+        start = lseek(fileno(file), 0, SEEK_CUR);
+    }
+    if (start < 0 || (!regularFile && !(known && IsNullDevice(info))))
+        handOnSize = kHoldEverything;
 }
 
 bool OutputBuffer::Write(const char* bytes, size_t n) {
@@ -75,8 +90,8 @@ void OutputBuffer::Rewind() {
     size = 0;
     if (file == nullptr || failed || !regularFile)
         return;
-    if (std::fflush(file) != 0 || ftruncate(fileno(file), 0) != 0 ||
-        std::fseek(file, 0, SEEK_SET) != 0)
+    if (std::fflush(file) != 0 || ftruncate(fileno(file), start) != 0 ||
+        std::fseek(file, start, SEEK_SET) != 0)
         failed = true;
 }
 
@@ -90,16 +105,19 @@ bool OutputBuffer::Finish() {
     if (!failed && (file != nullptr || Open()))
         Write(data.get(), size);
     size = 0;
-    if (file != nullptr && std::fclose(file) != 0)
+    if (file != nullptr && (ownsFile ? std::fclose(file) : std::fflush(file)) != 0)
         failed = true;
-    file = nullptr;
+    if (ownsFile)
+        file = nullptr;
     return !failed;
 }
 
 void OutputBuffer::Abandon() {
-    size = 0;
-    if (file == nullptr)
+    if (file == nullptr || !ownsFile) {
+        Rewind();
         return;
+    }
+    size = 0;
     std::fclose(file);
     file = nullptr;
     if (regularFile)

@@ -14,13 +14,19 @@ namespace zmcli {
 // running, what was handed on may have to be taken back (a reader that delivers a cell
 // for a row already printed makes the command print everything again), so bytes go out
 // early only where that is possible: a regular file, which is cut back, or the null
-// device. A stream, a pipe or a terminal gets everything at Finish.
+// device. A stream, a pipe or a terminal gets everything at Finish. A failed read leaves
+// no partial output behind.
 class OutputBuffer {
   public:
+    static constexpr size_t kHandOnSize = size_t{1} << 20;
+
     // Output to a stream, held until Finish.
     explicit OutputBuffer(std::ostream& stream);
     // Output to a file, created when the first bytes go out.
-    explicit OutputBuffer(std::string path, size_t handOnSize = size_t{1} << 20);
+    explicit OutputBuffer(std::string path, size_t handOnSize = kHandOnSize);
+    // Output to an open file such as standard output, from where it stands now; the file
+    // stays open.
+    explicit OutputBuffer(std::FILE* open, size_t handOnSize = kHandOnSize);
     ~OutputBuffer();
     OutputBuffer(const OutputBuffer&) = delete;
     OutputBuffer& operator=(const OutputBuffer&) = delete;
@@ -58,6 +64,7 @@ class OutputBuffer {
     void Grow(size_t n);
     void HandOnEarly();
     bool Open();
+    void Inspect();
     bool Write(const char* bytes, size_t n);
 
     std::unique_ptr<char[]> data;
@@ -67,7 +74,9 @@ class OutputBuffer {
     std::ostream* stream = nullptr;
     std::string path;
     std::FILE* file = nullptr;
+    bool ownsFile = false;
     bool regularFile = false;
+    long long start = 0;  // where the output begins in a regular file
     bool failed = false;
 };
 

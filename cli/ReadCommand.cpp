@@ -1,6 +1,7 @@
 // The read command: files -> reader -> CSV, TSV or JSON, row by row or through a stored sheet.
 #include <unistd.h>
 
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -51,10 +52,16 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     std::FILE* const progressTerminal = isatty(STDERR_FILENO) ? stderr : nullptr;
     const bool typeTexts = !args.keepText && TypesTextsByDefault(info);
     std::optional<OutputBuffer> output;
-    if (args.output.empty())
-        output.emplace(out);
-    else
+    if (!args.output.empty()) {
         output.emplace(args.output);
+    } else if (&out == &std::cout) {
+        // The program's standard output is written directly, so that a redirection to a
+        // file receives the rows while they are read.
+        std::cout.flush();
+        output.emplace(stdout);
+    } else {
+        output.emplace(out);
+    }
 
     // Rows are printed while they are read; a reader that goes back to an earlier row
     // makes the command read the file again into a stored sheet.

@@ -2,7 +2,10 @@
 // stored sheet, and the sheet seen as a write source.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <climits>
+#include <fstream>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -214,4 +217,32 @@ TEST(SheetWriteSource, DataBeginsAfterARowAndAColumnOfNames) {
     sheet.SetDouble(1, 2, 1);
     ASSERT_TRUE(SheetWriteSource(sheet).GetDataOrigin(&col, &row));
     EXPECT_EQ(std::pair(col, row), std::pair(1, 2));
+}
+
+// What an open file (standard output redirected, say) already held stays; what the
+// output added is taken back by Rewind and by a failed read.
+TEST(OutputBuffer, TakesBackOnlyItsOwnPartOfAnOpenFile) {
+    const std::string path = testing::TempDir() + "zm-output-buffer-" + std::to_string(getpid());
+    std::FILE* file = std::fopen(path.c_str(), "w+");
+    ASSERT_NE(file, nullptr);
+    std::fputs("kept\n", file);
+    auto contents = [&] {
+        std::fflush(file);
+        std::ifstream in(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    OutputBuffer first(file, 1);  // every row goes out at once
+    first.Append("abc\n");
+    first.RowDone();
+    EXPECT_EQ(contents(), "kept\nabc\n");
+    first.Rewind();
+    first.Append("xy\n");
+    EXPECT_TRUE(first.Finish());
+    OutputBuffer failed(file, 1);
+    failed.Append("partial\n");
+    failed.RowDone();
+    failed.Abandon();
+    EXPECT_EQ(contents(), "kept\nxy\n");
+    std::fclose(file);
+    std::remove(path.c_str());
 }
