@@ -82,9 +82,10 @@ csv_utf16="$(best_seconds "$bin/bench_csv" --read-csv "$work/table-utf16.csv")"
 csv_rss="$(max_rss_kb "$bin/bench_csv" --read-csv "$csv")"
 tsv_rss="$(max_rss_kb "$bin/bench_csv" --read-text "$tsv")"
 e2e="$(wall_seconds "$bin/zmimport" read "$csv" -o /dev/null)"
+e2e_rss="$(max_rss_kb "$bin/zmimport" read "$csv" -o /dev/null)"
 echo "CsvFile   $csv_ours s (windows-1252 $csv_1252 s, UTF-16 $csv_utf16 s), peak $csv_rss KiB"
 echo "TextFile  $tsv_ours s, peak $tsv_rss KiB"
-echo "zmimport read -o /dev/null  $e2e s"
+echo "zmimport read -o /dev/null  $e2e s, peak $e2e_rss KiB"
 
 rss_ratio() { awk -v k="$1" -v b="$(stat -c %s "$2")" 'BEGIN { printf "%.2f", k * 1024 / b }'; }
 summary+=("$(printf '%-28s peak %7.1f MB = %s x file size (target <= 2.5)' "CSV read memory" \
@@ -98,7 +99,8 @@ summary+=("$(awk -v a="$csv_1252" -v b="$csv_utf16" -v u="$csv_ours" 'BEGIN {
 if /usr/bin/python3 -c 'import pandas' 2> /dev/null; then
   csv_pd="$(best_seconds /usr/bin/python3 "$here/pandas_read_csv.py" "$csv" comma)"
   tsv_pd="$(best_seconds /usr/bin/python3 "$here/pandas_read_csv.py" "$tsv" tab)"
-  echo "pandas.read_csv  CSV $csv_pd s, TSV $tsv_pd s"
+  csv_pd_rss="$(max_rss_kb /usr/bin/python3 "$here/pandas_read_csv.py" "$csv" comma)"
+  echo "pandas.read_csv  CSV $csv_pd s, TSV $tsv_pd s, CSV process peak $csv_pd_rss KiB"
   versus() {  # NAME OURS PANDAS TARGET
     awk -v n="$1" -v o="$2" -v p="$3" -v t="$4" 'BEGIN {
       printf "%-28s ours %7.3f s   pandas %7.3f s   %.2f x faster (target >= %s)\n",
@@ -107,6 +109,9 @@ if /usr/bin/python3 -c 'import pandas' 2> /dev/null; then
   summary+=("$(versus "CSV read (CsvFile)" "$csv_ours" "$csv_pd" 3)")
   summary+=("$(versus "TSV read (TextFile)" "$tsv_ours" "$tsv_pd" 3)")
   summary+=("$(versus "zmimport read CSV, end to end" "$e2e" "$csv_pd" 1)")
+  summary+=("$(awk -v o="$e2e_rss" -v p="$csv_pd_rss" 'BEGIN {
+    printf "%-28s peak ours %7.1f MB   pandas process %7.1f MB   %.2f x pandas\n",
+      "zmimport read CSV, memory", o / 1024, p / 1024, o / p }')")
 else
   echo "pandas is missing (Debian package python3-pandas): no comparison"
 fi
