@@ -97,10 +97,10 @@ TEST(ZmImport, PassesWarningsReadFileAndSpecThroughAndRefusesNulls) {
     reader.warning = "Some rows were skipped.";
     EXPECT_STREQ(ZmImportGetWarning(0, &reader), "Some rows were skipped.");
     EXPECT_STREQ(ZmImportGetFileRead(&reader), "Sheet 1");
-    ImportSpecBase spec;
-    spec.accepted = true;
-    ZmImportSetSpec(&reader, &spec);
-    EXPECT_FALSE(spec.accepted);
+    ImportSpecBase importSpec;
+    importSpec.accepted = true;
+    ZmImportSetSpec(&reader, &importSpec);
+    EXPECT_FALSE(importSpec.accepted);
 
     EXPECT_FALSE(ZmImportOpen(1, kMissing, true, nullptr, nullptr));
     int rows = 0;

@@ -184,11 +184,12 @@ TEST_F(DriverTest, ReadSizesTheHostDataAndFillsIt) {
     const std::vector<std::wstring> files{zm::NarrowToWide(dir.Script("a.dts", "readname Batch\n")),
                                           zm::NarrowToWide(dir.Script("b.dts")),
                                           zm::NarrowToWide(dir.Script("c.dts"))};
-    ImportSpecBase spec;
-    ASSERT_TRUE(driver.ReadSpreadsheetFile(files, First(kSeries), &data, nullptr, false, &spec));
-    EXPECT_EQ(data.rows, 5);       // three rows of the first file and one per further file
-    EXPECT_FALSE(data.firstFlag);  // flag4 unset
-    EXPECT_TRUE(spec.accepted);    // the spec reached the plug-in
+    ImportSpecBase importSpec;
+    ASSERT_TRUE(
+        driver.ReadSpreadsheetFile(files, First(kSeries), &data, nullptr, false, &importSpec));
+    EXPECT_EQ(data.rows, 5);           // three rows of the first file and one per further file
+    EXPECT_FALSE(data.firstFlag);      // flag4 unset
+    EXPECT_TRUE(importSpec.accepted);  // the import description reached the plug-in
     EXPECT_STREQ(driver.GetFilenameRead(), "Batch");
 }
 

@@ -148,10 +148,10 @@ TEST_F(LoaderTest, MissingFunctionsGive2048AndSizingLeavesTheStatusAlone) {
     EXPECT_EQ(reader->GetNumRows(), -1);
     EXPECT_EQ(reader->GetWarningMessage(), nullptr);
     EXPECT_EQ(reader->GetReadFile(), nullptr);
-    ImportSpecBase spec;
-    spec.accepted = true;
-    reader->SetImportSpec(&spec);
-    EXPECT_FALSE(spec.accepted);
+    ImportSpecBase importSpec;
+    importSpec.accepted = true;
+    reader->SetImportSpec(&importSpec);
+    EXPECT_FALSE(importSpec.accepted);
     EXPECT_EQ(reader->GetStatus(), 0);
     RecordingSink sink;
     EXPECT_EQ(reader->Read(&sink), DLLFile::kMissingFunction);

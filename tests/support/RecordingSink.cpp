@@ -23,10 +23,12 @@ std::string RecordingSink::Dump() const {
 
 int ReadAll(SpreadsheetFile& reader, const std::string& file, RecordingSink& sink,
             ZmImportOpenOptions* options) {
-    if (int s = reader.Open(true, file.c_str(), options); s != 0) return s;
+    if (int s = reader.Open(true, file.c_str(), options); s != 0)
+        return s;
     const int rows = reader.GetNumRows();
     const int cols = reader.GetNumCols();
-    if (rows < 0 || cols < 0) return reader.GetStatus() != 0 ? reader.GetStatus() : 2;
+    if (rows < 0 || cols < 0)
+        return reader.GetStatus() != 0 ? reader.GetStatus() : 2;
     sink.SetDataSize(cols, rows);
     return reader.Read(&sink);
 }

@@ -185,9 +185,9 @@ bool ZmImportWrite(int, void* handle, void* hostSource) {
 const char* ZmImportGetWarning(int, void* handle) {
     return AsHandle(handle)->Text("warning");
 }
-void ZmImportSetSpec(void*, ImportSpecBase* spec) {
-    if (spec != nullptr)
-        spec->accepted = true;
+void ZmImportSetSpec(void*, ImportSpecBase* importSpec) {
+    if (importSpec != nullptr)
+        importSpec->accepted = true;
 }
 const char* ZmImportGetFileRead(void* handle) {
     return AsHandle(handle)->Text("readname");
