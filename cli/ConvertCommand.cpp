@@ -109,13 +109,8 @@ int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
     if (reader == 0)
         return exitStatus;
     OptionsRecord options;
-    if (!args.optionsFile.empty()) {
-        std::string error;
-        if (!options.Load(args.optionsFile, error)) {
-            err << "zmimport: " << args.optionsFile << ": " << error << '\n';
-            return kExitFailure;
-        }
-    }
+    if (!options.LoadIfGiven(args.optionsFile, err))
+        return kExitFailure;
     SheetSink sink(isatty(STDERR_FILENO) ? stderr : nullptr);
     sink.TypeTexts(!args.keepText && TypesTextsByDefault(*FormatInfo(reader)));
     const ReadOutcome outcome = ReadIntoSink(reader, readArgs.files, options.Get(), sink);

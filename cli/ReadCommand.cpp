@@ -40,13 +40,8 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     }
 
     OptionsRecord options;
-    if (!args.optionsFile.empty()) {
-        std::string error;
-        if (!options.Load(args.optionsFile, error)) {
-            err << "zmimport: " << args.optionsFile << ": " << error << '\n';
-            return kExitFailure;
-        }
-    }
+    if (!options.LoadIfGiven(args.optionsFile, err))
+        return kExitFailure;
 
     const std::string label = FilesLabel(args.files);
     std::FILE* const progressTerminal = isatty(STDERR_FILENO) ? stderr : nullptr;

@@ -1,6 +1,8 @@
 // Reader driving for the command line, in the calling order every reader expects.
 #include "cli/ReaderSession.h"
 
+#include <ostream>
+
 #include <exception>
 #include <fstream>
 #include <sstream>
@@ -15,6 +17,16 @@ OptionsRecord::~OptionsRecord() {
     if (record.data != ownBytes)
         delete[] record.data;
     delete[] ownBytes;
+}
+
+bool OptionsRecord::LoadIfGiven(const std::string& path, std::ostream& err) {
+    if (path.empty())
+        return true;
+    std::string error;
+    if (Load(path, error))
+        return true;
+    err << "zmimport: " << path << ": " << error << '\n';
+    return false;
 }
 
 bool OptionsRecord::Load(const std::string& path, std::string& error) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,8 @@ class OptionsRecord {
     // Loads a settings document file; false with `error` set when it cannot be read or
     // is not a settings document.
     bool Load(const std::string& path, std::string& error);
+    // Loads `path` when one was given; on failure reports it on `err` and answers false.
+    bool LoadIfGiven(const std::string& path, std::ostream& err);
     ZmImportOpenOptions* Get() { return &record; }
     // The settings document in the record as XML; empty when the record holds none.
     // False when the bytes are not a settings document.

@@ -45,10 +45,8 @@ class XYSpectrum {
         title = Title(file);
         std::string line;
         for (int number = 1; std::getline(in, line); ++number) {
-            if (!line.empty() && line.back() == '\r')
-                line.pop_back();
-            const size_t first = line.find_first_not_of(" \t");
-            if (first == std::string::npos || line[first] == '#')
+            const size_t first = XYSpectrum::DataStart(line);
+            if (first == std::string::npos)
                 continue;
             double x = 0;
             double y = 0;
@@ -87,6 +85,15 @@ class XYSpectrum {
     const char* Warning() const { return warning.empty() ? nullptr : warning.c_str(); }
 
     // Reads "x y" from `line` starting at `pos`; `extra` tells whether more followed.
+    // Drops a line's carriage return and answers where its data begins; npos for blank
+    // and comment ("#") lines.
+    static size_t DataStart(std::string& line) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        const size_t first = line.find_first_not_of(" \t");
+        return first == std::string::npos || line[first] == '#' ? std::string::npos : first;
+    }
+
     static bool ParsePair(const std::string& line, size_t pos, double& x, double& y, bool& extra) {
         const char* p = line.data() + pos;
         const char* end = line.data() + line.size();
@@ -169,10 +176,8 @@ bool LooksLikePairs(const char* file) {
             stop = head.size();
         std::string line = head.substr(start, stop - start);
         start = stop + 1;
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        const size_t first = line.find_first_not_of(" \t");
-        if (first == std::string::npos || line[first] == '#')
+        const size_t first = XYSpectrum::DataStart(line);
+        if (first == std::string::npos)
             continue;
         double x = 0;
         double y = 0;
