@@ -260,9 +260,12 @@ bool TextStream::GetLine(std::string_view& line) {
             scanned = available;
             if (s.Fill())
                 continue;
-            if (available == 0)
+            // Fill moves what is left to the front of the buffer even when nothing new
+            // arrives, so the line is taken from where the text lies now.
+            start = s.text.Data() + s.textPos;
+            length = s.textEnd - s.textPos;  // the last line has no line feed
+            if (length == 0)
                 return false;
-            length = available;  // the last line has no line feed
             s.textPos += length;
         }
         if (length > 0 && start[length - 1] == '\r')

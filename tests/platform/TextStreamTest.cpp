@@ -125,6 +125,35 @@ TEST(TextStream, LongMixedTextSurvivesEveryConversionPath) {
     }
 }
 
+TEST(TextStream, AnUnterminatedLastLineLongerThanWhatPrecedesItComesOutWhole) {
+    // The last line has no line feed and is longer than the text before it in the
+    // buffer, both in a short file and where it crosses the 256 KiB block edge; each
+    // encoding takes a different road to UTF-8 (no conversion, byte table, UTF-16, ICU).
+    zmtest::ScratchDir dir;
+    const size_t block = 256 * 1024;
+    const std::string longLast = "sample A\t12.5 " + std::string(3000, 'x') + " \xC3\xA9";
+    const LineList shapes[] = {
+        {"name\tvalue", "sample A\t12.5"},
+        {"a\tb", "1.234\t5.678"},
+        {std::string(block - 40, 'p'), longLast},
+        {std::string(block - 2, 'p'), longLast},
+        {std::string(2 * block + 7, 'q'), "r", longLast},
+    };
+    for (const std::string key : {"utf8", "windows1252", "utf16le", "utf16be", "gb18030"}) {
+        for (const LineList& lines : shapes) {
+            SCOPED_TRACE(key + " " + std::to_string(lines.front().size()));
+            std::string text;
+            for (size_t i = 0; i < lines.size(); ++i)
+                text += lines[i] + (i + 1 < lines.size() ? "\r\n" : "");
+            {
+                TextStream out(dir.Path(key), key, TextStream::Mode::kWrite);
+                ASSERT_TRUE(out.WriteString(text));
+            }
+            EXPECT_TRUE(Lines(dir.Path(key), key) == lines);
+        }
+    }
+}
+
 TEST(TextStream, GetCharEndOfFileAndFailures) {
     zmtest::ScratchDir dir;
     TextStream stream(dir.Write("c", std::string("\xFF\xFE\x61\0\xE9\0\x3D\xD8\0\xDE", 10)), "",
