@@ -2,6 +2,7 @@
 #include "platform/DynamicLibrary.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,19 @@ void* OpenExecutableModule() {
     return dlopen(nullptr, RTLD_NOW);
 }
 
+namespace {
+
+// The object (executable or shared library) whose image holds `address`, or null.
+const link_map* ObjectHolding(const void* address) {
+    Dl_info info;
+    void* where = nullptr;
+    if (dladdr1(address, &info, &where, RTLD_DL_LINKMAP) == 0)
+        return nullptr;
+    return static_cast<const link_map*>(where);
+}
+
+}  // namespace
+
 void* OpenModule(const std::string& path) {
     return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
@@ -21,7 +35,18 @@ void* OpenModule(const std::string& path) {
 void* FindSymbol(void* module, const char* name) {
     if (module == nullptr || name == nullptr)
         return nullptr;
-    return dlsym(module, name);
+    void* symbol = dlsym(module, name);
+    // The executable's handle stands for the whole program, libraries it links included.
+    static void* const program = OpenExecutableModule();
+    if (symbol == nullptr || module == program)
+        return symbol;
+    // dlsym on a library also searches the libraries that it depends on. A plug-in that
+    // links this library would otherwise get the library's own function in place of one
+    // it lacks, so a symbol counts only when the plug-in itself defines it.
+    link_map* own = nullptr;
+    if (dlinfo(module, RTLD_DI_LINKMAP, &own) != 0 || own == nullptr)
+        return nullptr;
+    return ObjectHolding(symbol) == own ? symbol : nullptr;
 }
 
 std::string ExecutablePath() {
