@@ -2,6 +2,8 @@
 #include "cli/LoaderFormats.h"
 
 #include <cstring>
+#include <filesystem>
+#include <iostream>
 
 #include "framework/ImportDLLLoader.h"
 #include "framework/ImportHelperBase.h"
@@ -56,9 +58,24 @@ std::string& PluginFolder() {
     return folder;
 }
 
+// Names on standard error the files of a folder named with --plugins that were not loaded;
+// the program's own folder is scanned silently.
+void ReportSkippedPlugins(const std::string& folder) {
+    if (folder.empty())
+        return;
+    const std::filesystem::path named = std::filesystem::weakly_canonical(folder);
+    for (const auto& skipped : ImportDLLLoader::SkippedLibraries()) {
+        const std::filesystem::path path(skipped.path);
+        if (std::filesystem::weakly_canonical(path.parent_path()) == named)
+            std::cerr << "zmimport: skipped plug-in " << skipped.path << ": it " << skipped.reason
+                      << "\n";
+    }
+}
+
 Road& GetRoad() {
     static Road road = [] {
         ImportDLLLoader().Init(PluginFolder().c_str());
+        ReportSkippedPlugins(PluginFolder());
         return Road();
     }();
     return road;

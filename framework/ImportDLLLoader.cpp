@@ -41,11 +41,20 @@ class InstanceInfoListContainer {
     InstanceInfoListContainer& operator=(const InstanceInfoListContainer&) = delete;
 
     std::vector<InstanceInfo> infos;
+    std::vector<ImportDLLLoader::SkippedLibrary> skipped;
 
   private:
     void TryFolder(const std::string& folder) {
-        for (const std::string& path : zm::ListSharedLibraries(folder))
-            TryLibrary(zm::OpenModule(path));
+        for (const std::string& path : zm::ListSharedLibraries(folder)) {
+            // One damaged file in the folder must not take the program down with it.
+            std::string problem = zm::SharedObjectProblem(path);
+            void* module = problem.empty() ? zm::OpenModule(path) : nullptr;
+            if (problem.empty() && module == nullptr)
+                problem = "cannot be loaded: " + zm::LastLoadError();
+            if (!problem.empty())
+                skipped.push_back({path, problem});
+            TryLibrary(module);
+        }
     }
 
     void TryLibrary(void* module) {
@@ -78,9 +87,13 @@ class InstanceInfoListContainer {
 // The list, created by the first call that needs it. Only that call's folder is scanned.
 // Being a local static created after the libraries it loads, it is destroyed before
 // their own statics, so ZmImportReleasePackage still finds them intact.
-std::vector<InstanceInfo>& GetList(const char* folder = nullptr) {
+InstanceInfoListContainer& GetContainer(const char* folder = nullptr) {
     static InstanceInfoListContainer container(folder);
-    return container.infos;
+    return container;
+}
+
+std::vector<InstanceInfo>& GetList(const char* folder = nullptr) {
+    return GetContainer(folder).infos;
 }
 
 bool EqualNoCase(const char* a, const char* b) {
@@ -127,6 +140,11 @@ std::recursive_mutex& ImportDLLLoader::GetMutex() {
 void ImportDLLLoader::Init(const char* folder) {
     std::lock_guard<std::recursive_mutex> lock(GetMutex());
     GetList(folder);
+}
+
+std::vector<ImportDLLLoader::SkippedLibrary> ImportDLLLoader::SkippedLibraries() {
+    std::lock_guard<std::recursive_mutex> lock(GetMutex());
+    return GetContainer().skipped;
 }
 
 int ImportDLLLoader::SizeInfos() {

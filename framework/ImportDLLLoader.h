@@ -4,6 +4,7 @@
 #include <list>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "framework/SpreadsheetFile.h"
 #include "framework/ZmExport.h"
@@ -24,6 +25,12 @@ class ZMIMPORT_API ImportDLLLoader {
         const ZmImportFileFormatInfo* info = nullptr;  // the library's record, owned by it
     };
 
+    // A "*.so" file of a scanned folder that was not loaded, and why.
+    struct SkippedLibrary {
+        std::string path;
+        std::string reason;
+    };
+
     ImportDLLLoader() = default;
     ImportDLLLoader(const ImportDLLLoader&) = delete;
     ImportDLLLoader& operator=(const ImportDLLLoader&) = delete;
@@ -33,6 +40,9 @@ class ZMIMPORT_API ImportDLLLoader {
     // executable's own folder. Only the first creation scans; later folders are ignored.
     virtual void Init(const char* folder);
     int SizeInfos();
+    // The files of the scanned folders that were passed over (damaged, foreign or
+    // unloadable objects), in scan order.
+    static std::vector<SkippedLibrary> SkippedLibraries();
     // The record of the format at 1-based `index`, or null outside the list.
     const ZmImportFileFormatInfo* GetInfo(int index);
     // A new reader for the format at `index`, owned by the caller (delete after Close);

@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 namespace zm {
@@ -32,6 +35,11 @@ void* OpenModule(const std::string& path) {
     return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
+std::string LastLoadError() {
+    const char* text = dlerror();
+    return text != nullptr ? text : "";
+}
+
 void* FindSymbol(void* module, const char* name) {
     if (module == nullptr || name == nullptr)
         return nullptr;
@@ -47,6 +55,63 @@ void* FindSymbol(void* module, const char* name) {
     if (dlinfo(module, RTLD_DI_LINKMAP, &own) != 0 || own == nullptr)
         return nullptr;
     return ObjectHolding(symbol) == own ? symbol : nullptr;
+}
+
+std::string SharedObjectProblem(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return "cannot be opened";
+    in.seekg(0, std::ios::end);
+    const auto end = in.tellg();
+    if (end < 0)
+        return "cannot be read";
+    const uint64_t size = static_cast<uint64_t>(end);
+    auto readAt = [&in, size](uint64_t offset, void* into, uint64_t length) {
+        if (length > size || offset > size - length)
+            return false;
+        in.seekg(static_cast<std::streamoff>(offset));
+        return static_cast<bool>(
+            in.read(static_cast<char*>(into), static_cast<std::streamsize>(length)));
+    };
+    ElfW(Ehdr) header;
+    if (!readAt(0, &header, sizeof header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0)
+        return "is not an ELF object";
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    const unsigned char byteOrder = ELFDATA2LSB;
+#else
+    const unsigned char byteOrder = ELFDATA2MSB;
+#endif
+#if defined(__x86_64__)
+    const ElfW(Half) machine = EM_X86_64;
+#elif defined(__aarch64__)
+    const ElfW(Half) machine = EM_AARCH64;
+#elif defined(__i386__)
+    const ElfW(Half) machine = EM_386;
+#else
+    const ElfW(Half) machine = header.e_machine;
+#endif
+    const unsigned char wordSize = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
+    if (header.e_ident[EI_CLASS] != wordSize || header.e_ident[EI_DATA] != byteOrder ||
+        header.e_machine != machine)
+        return "is built for another kind of machine";
+    if (header.e_type != ET_DYN)
+        return "is not a shared object";
+    if (header.e_phentsize != sizeof(ElfW(Phdr)) || header.e_phnum == 0)
+        return "has no valid program headers";
+    for (ElfW(Half) i = 0; i < header.e_phnum; ++i) {
+        ElfW(Phdr) segment;
+        if (!readAt(header.e_phoff + uint64_t{i} * sizeof segment, &segment, sizeof segment))
+            return "is truncated (its program headers end past the file)";
+        if (segment.p_type != PT_LOAD && segment.p_type != PT_DYNAMIC)
+            continue;
+        if (segment.p_filesz > size || segment.p_offset > size - segment.p_filesz)
+            return "is truncated (a segment ends past the file)";
+    }
+    if (header.e_shnum != 0 &&
+        (header.e_shentsize != sizeof(ElfW(Shdr)) || header.e_shoff > size ||
+         uint64_t{header.e_shnum} * sizeof(ElfW(Shdr)) > size - header.e_shoff))
+        return "is truncated (its section headers end past the file)";
+    return std::string();
 }
 
 std::string ExecutablePath() {

@@ -11,6 +11,8 @@ namespace zm {
 void* OpenExecutableModule();
 // Loads a library with every symbol bound now and kept local to it; null on failure.
 void* OpenModule(const std::string& path);
+// The dynamic loader's text for the last failed load, or empty.
+std::string LastLoadError();
 // The address of an exported symbol of `module`, or null.
 void* FindSymbol(void* module, const char* name);
 
@@ -18,6 +20,12 @@ template <typename Function>
 Function FindFunction(void* module, const char* name) {
     return reinterpret_cast<Function>(FindSymbol(module, name));
 }
+
+// Why the file at `path` cannot be loaded as a shared object of this machine, or empty
+// when it can: an ELF shared object of this word size, byte order and processor whose
+// headers and every loadable segment lie inside the file. The dynamic loader maps a
+// truncated object and then faults on the missing pages, so such files are refused here.
+std::string SharedObjectProblem(const std::string& path);
 
 // The full path of the running executable; empty when it cannot be read.
 std::string ExecutablePath();

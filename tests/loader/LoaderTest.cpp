@@ -1,6 +1,8 @@
 // The plug-in list, the choice of a format, and readers over plug-in functions: forwarding,
 // the plug-in codes and their texts.
 #include <gtest/gtest.h>
+#include <filesystem>
+#include <map>
 
 #include <memory>
 
@@ -44,6 +46,13 @@ TEST_F(LoaderTest, ListsTheLibraryFormatsFirstOnceThenThePluginsByFileName) {
     EXPECT_EQ(names, (Strings{"Driver test format", "Driver test series", "Driver test format",
                               "Driver test series", "Partial format", "Partial series",
                               "Silent format", "Silent series", "XY Spectrum"}));
+    // The damaged and foreign files were passed over with a reason, not loaded.
+    std::map<std::string, std::string> skipped;
+    for (const auto& s : ImportDLLLoader::SkippedLibraries())
+        skipped[std::filesystem::path(s.path).filename().string()] = s.reason;
+    EXPECT_EQ(skipped["truncated.so"].rfind("is truncated", 0), 0u) << skipped["truncated.so"];
+    EXPECT_EQ(skipped["not-a-library.so"], "is not an ELF object");
+    EXPECT_EQ(skipped.count("loader-xy.so") + skipped.count("libloader-xy.so"), 0u);
 }
 
 TEST_F(LoaderTest, EveryIndexOfADuplicateNameResolvesToTheFirst) {
