@@ -13,6 +13,7 @@
 #include "formats/text/TextFileOptions.h"
 #include "framework/SprFileFactory.h"
 #include "framework/ZmImport.h"
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace zmcli {

@@ -9,6 +9,7 @@
 
 #include "cli/LoaderFormats.h"
 #include "platform/FileNames.h"
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace zmcli {

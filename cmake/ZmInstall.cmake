@@ -11,7 +11,7 @@ endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/framework/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmimport/framework FILES_MATCHING PATTERN "*.h")
 install(FILES ${PROJECT_SOURCE_DIR}/platform/Settings.h ${PROJECT_SOURCE_DIR}/platform/Log.h
-  ${PROJECT_SOURCE_DIR}/platform/FileNames.h
+  ${PROJECT_SOURCE_DIR}/platform/FileNames.h ${PROJECT_SOURCE_DIR}/platform/ZmExport.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmimport/platform)
 
 install(EXPORT zmimportTargets NAMESPACE zmimport::

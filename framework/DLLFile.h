@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "framework/SpreadsheetFile.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImport.h"
 
 // One format of a plug-in library, seen as a reader. Every operation calls the

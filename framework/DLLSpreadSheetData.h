@@ -3,7 +3,7 @@
 #pragma once
 
 #include "framework/SpreadSheetData.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmHostData.h"
 
 // Sink over a host read target. Whole numbers too large for a float travel as decimal

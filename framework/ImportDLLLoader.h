@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "framework/SpreadsheetFile.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
 
 // The process-wide list of formats offered by plug-in libraries: the host executable

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "framework/SpreadSheetData.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
 
 class ImportDLLLoader;

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/Exception.h"
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace ImportOptionsHelper {

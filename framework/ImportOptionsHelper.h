@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
 
 namespace ImportOptionsHelper {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "framework/SpreadsheetFile.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
 
 // Base of every format factory. A factory lives at namespace scope; its constructor

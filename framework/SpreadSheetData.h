@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 // Common base of sinks and sources: the extent of the table they hold.
 class ZMIMPORT_API SpreadSheetDataBase {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "framework/SpreadSheetData.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
 
 // Codes shared by every format; each format numbers its own codes in a block of its own.

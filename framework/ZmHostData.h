@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 // A host's read target. Note the order of arguments: the host takes the row first.
 // Table slots: 0 number, 1 text, 2 size, 3-4 destructor, 5 MapRow.

@@ -2,7 +2,7 @@
    functions with the same signatures. Results typed bool are one byte, true = success. */
 #pragma once
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
 
 class ImportSpecBase;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 namespace zm {
 

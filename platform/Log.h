@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 namespace zm {
 

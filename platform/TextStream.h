@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 namespace zm {
 

@@ -9,7 +9,7 @@
 
 #include "framework/SprFileFactory.h"
 #include "framework/SpreadsheetFile.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 // Reads one file of spectra measured on a common wavelength grid: a 512-byte main
 // header, then per spectrum a 128-byte sub-header (time stamp, sample label) and one

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 // A plain copyable description of one CSV flavour. Characters are Unicode code points;
 // an escape character of 0 means the dialect has none.

@@ -5,7 +5,7 @@
 
 #include "formats/text/TextFileOptions.h"
 #include "framework/SpreadsheetFile.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 // The text options of CSV files: a comma by default, and no consecutive-delimiter flag
 // in the stored form.

@@ -9,7 +9,7 @@
 #include "formats/text/CsvDialect.h"
 #include "formats/text/CsvRows.h"
 #include "framework/SpreadSheetData.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 // Parses a whole file (or text) into memory in the constructor; GetData then hands the
 // rows to a sink, every field as text. A quoted line break reaches the field as one

@@ -6,7 +6,7 @@
 
 #include "formats/text/TextFileOptions.h"
 #include "framework/SpreadsheetFile.h"
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 
 namespace zm {
 class TextStream;

@@ -9,6 +9,7 @@
 
 #include "framework/SprFileFactory.h"
 #include "platform/ErrorText.h"
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 #include "platform/TextStream.h"
 #include "platform/Translate.h"

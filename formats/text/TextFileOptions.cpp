@@ -4,6 +4,7 @@
 #include "platform/BinaryString.h"
 #include "platform/Exception.h"
 #include "platform/FileNames.h"
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 #include "platform/Translate.h"
 

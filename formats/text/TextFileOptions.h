@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string>
 
-#include "framework/ZmExport.h"
+#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
 
 class ZMIMPORT_API TextFileOptions {

@@ -17,6 +17,7 @@
 #include "cli/FormatTable.h"
 #include "framework/SprFileFactory.h"
 #include "platform/ErrorText.h"
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 using namespace zmcli;

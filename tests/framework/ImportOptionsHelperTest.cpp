@@ -8,6 +8,7 @@
 
 #include "platform/BinaryString.h"
 #include "platform/Exception.h"
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace {

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 #include "tests/support/ExerciseFormat.h"
 

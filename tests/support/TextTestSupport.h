@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 #include "tests/support/RecordingSink.h"
 

@@ -1,8 +1,0 @@
-// Marks the library's exported classes and functions; everything else stays hidden.
-#pragma once
-
-#if defined(ZMIMPORT_STATIC_BUILD)
-#define ZMIMPORT_API
-#else
-#define ZMIMPORT_API __attribute__((visibility("default")))
-#endif
