@@ -15,6 +15,7 @@
 
 #include "platform/BinaryString.h"
 #include "platform/Exception.h"
+#include "platform/XmlSafety.h"
 
 namespace zm {
 namespace {
@@ -137,6 +138,41 @@ void WriteElement(const DOMElement* element, int depth, std::string& out, bool& 
     out += "</" + name + ">\n";
 }
 
+// A settings document is flat: configuration, sections, keys and the items of a list.
+// Anything deeper is refused, so that no later walk meets unbounded nesting.
+constexpr int kSettingsDepth = 4;
+
+bool IsFlat(const DOMElement* root) {
+    const DOMNode* node = root;
+    int depth = 1;
+    while (node != nullptr) {
+        const DOMNode* child = node->getFirstChild();
+        while (child != nullptr && child->getNodeType() != DOMNode::ELEMENT_NODE)
+            child = child->getNextSibling();
+        if (child != nullptr) {
+            if (++depth > kSettingsDepth)
+                return false;
+            node = child;
+            continue;
+        }
+        // Next element sibling, climbing up as long as there is none.
+        while (node != nullptr && node != root) {
+            const DOMNode* next = node->getNextSibling();
+            while (next != nullptr && next->getNodeType() != DOMNode::ELEMENT_NODE)
+                next = next->getNextSibling();
+            if (next != nullptr) {
+                node = next;
+                break;
+            }
+            node = node->getParentNode();
+            --depth;
+        }
+        if (node == root)
+            return true;
+    }
+    return true;
+}
+
 class ThrowingErrorHandler : public HandlerBase {
   public:
     void error(const SAXParseException& e) override { throw e; }
@@ -197,11 +233,14 @@ SettingsDocument::~SettingsDocument() = default;
 std::unique_ptr<SettingsDocument> SettingsDocument::Parse(const std::string& xml) {
     EnsureXerces();
     auto doc = std::unique_ptr<SettingsDocument>(new SettingsDocument());
+    // A settings document has no document type: one is refused before parsing, so that
+    // no entity it declares is ever expanded.
+    if (HasDocumentTypeDeclaration(xml))
+        throw Exception("Invalid file open option format");
     auto parser = std::make_unique<XercesDOMParser>();
     parser->setValidationScheme(XercesDOMParser::Val_Never);
     parser->setDoNamespaces(false);
-    parser->setCreateEntityReferenceNodes(false);
-    parser->setDisableDefaultEntityResolution(true);
+    HardenParser(*parser);
     ThrowingErrorHandler handler;
     parser->setErrorHandler(&handler);
     MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "settings");
@@ -213,6 +252,8 @@ std::unique_ptr<SettingsDocument> SettingsDocument::Parse(const std::string& xml
     DOMDocument* parsed = parser->getDocument();
     if (parsed == nullptr || parsed->getDocumentElement() == nullptr ||
         std::u16string(u"Configuration") != parsed->getDocumentElement()->getNodeName())
+        throw Exception("Invalid file open option format");
+    if (!IsFlat(parsed->getDocumentElement()))
         throw Exception("Invalid file open option format");
     doc->impl->document->release();
     doc->impl->document = parsed;

@@ -97,6 +97,44 @@ ZmImportOpenOptions Record(std::string& bytes, size_t size) {
     return {static_cast<uint32_t>(size), reinterpret_cast<unsigned char*>(bytes.data())};
 }
 
+// Hostile documents end with the options error, in time and memory that follow the
+// document's size: deep nesting, and entities that expand a thousandfold per level.
+TEST(SettingsDocument, RefusesNestingAndEntityExpansionCheaply) {
+    auto refused = [](const std::string& xml) {
+        try {
+            SettingsDocument::Parse(xml);
+        } catch (const zm::Exception& e) {
+            return std::string(e.what()) == "Invalid file open option format";
+        }
+        return false;
+    };
+    std::string deep = "<Configuration>";
+    for (int i = 0; i < 30000; ++i)
+        deep += "<a>";
+    for (int i = 0; i < 30000; ++i)
+        deep += "</a>";
+    EXPECT_TRUE(refused(deep + "</Configuration>"));
+    EXPECT_TRUE(refused("<Configuration><S><K><Item><x/></Item></K></S></Configuration>"));
+    EXPECT_FALSE(refused("<Configuration><S><K><Item>1</Item></K></S><T/></Configuration>"));
+
+    std::string laughs = "<?xml version=\"1.0\"?>\n<!-- a -->\n<!DOCTYPE Configuration [\n"
+                         "<!ENTITY l0 \"lol\">\n";
+    for (int i = 1; i < 10; ++i) {
+        laughs += "<!ENTITY l" + std::to_string(i) + " \"";
+        for (int j = 0; j < 10; ++j)
+            laughs += "&l" + std::to_string(i - 1) + ";";
+        laughs += "\">\n";
+    }
+    laughs += "]>\n<Configuration><Settings><K>&l9;</K></Settings></Configuration>";
+    EXPECT_TRUE(refused(laughs));
+    // The same document in UTF-16 slips past the text check; the expansion cap stops it.
+    std::string utf16 = "\xFF\xFE";
+    const std::string body = laughs.substr(laughs.find("<!--"));
+    for (char c : body)
+        utf16 += std::string{c, '\0'};
+    EXPECT_TRUE(refused(utf16));
+}
+
 TEST(OptionsRecord, FramesADocumentAndRefusesBrokenFrames) {
     SettingsDocument doc;
     doc.SetString("Settings", "Delimiter", "\t");
