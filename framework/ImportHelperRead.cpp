@@ -33,19 +33,19 @@ std::string ReaderError(SpreadsheetFile& reader) {
     return buffer;
 }
 
-// Replaces the record's bytes (which came from new[]) with a copy of `source`'s.
+// Points the record at a new[]'d copy of `source`'s bytes (or at none). The bytes it held
+// belong to whoever built the record, who keeps or frees them; the new ones belong to
+// the record's receiver.
 void ReturnOptions(const ImportHelperBase& helper, ZmImportOpenOptions* target,
                    const ZmImportOpenOptions* source) {
     if (target == nullptr)
         return;
-    unsigned char* earlier = target->data;
     if (source != nullptr) {
         helper.CopyOpenOptions(target, source);
     } else {
         target->size = 0;
         target->data = nullptr;
     }
-    delete[] earlier;
 }
 
 std::vector<std::string> Narrow(const std::vector<std::wstring>& files) {

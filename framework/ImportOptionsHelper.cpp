@@ -4,8 +4,8 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/Exception.h"
 #include "framework/OptionsRecord.h"
+#include "platform/Exception.h"
 #include "platform/Settings.h"
 
 namespace ImportOptionsHelper {
@@ -59,17 +59,17 @@ std::vector<std::string> GetDocuments(const ZmImportOpenOptions& options) {
     const auto sheets = document->GetString(kSection, kSheets);
     if (!sheets)
         return documents;
+    if (sheets->empty())
+        return documents;
+    // Every item counts, empty ones included: "a;;b;" names four documents.
     size_t start = 0;
-    while (start <= sheets->size()) {
-        size_t end = sheets->find(';', start);
+    for (;;) {
+        const size_t end = sheets->find(';', start);
+        documents.push_back(sheets->substr(start, end - start));
         if (end == std::string::npos)
-            end = sheets->size();
-        // Empty names (from a trailing or doubled separator) name no sheet.
-        if (end > start)
-            documents.push_back(sheets->substr(start, end - start));
+            return documents;
         start = end + 1;
     }
-    return documents;
 }
 
 bool SetDocuments(ZmImportOpenOptions& options, std::vector<std::string> documents) {
@@ -90,9 +90,16 @@ bool SetDocuments(ZmImportOpenOptions& options, std::vector<std::string> documen
         joined += documents[i];
     }
     document->SetString(kSection, kSheets, joined);
-    unsigned char* earlier = options.data;
+    // The earlier bytes stay with whoever built the record.
     zm::StoreOptions(&options, *document);
-    delete[] earlier;
+    return true;
+}
+
+bool SetDocuments(OpenOptions& options, std::vector<std::string> documents) {
+    unsigned char* earlier = options.data;
+    if (!SetDocuments(static_cast<ZmImportOpenOptions&>(options), std::move(documents)))
+        return false;
+    delete[] earlier;  // an OpenOptions owns its bytes
     return true;
 }
 

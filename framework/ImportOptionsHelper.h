@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
+#include "platform/ZmExport.h"
 
 namespace ImportOptionsHelper {
 
@@ -26,10 +26,13 @@ class ZMIMPORT_API OpenOptions : public ZmImportOpenOptions {
 // holds no settings document or no such key.
 ZMIMPORT_API std::vector<std::string> GetDocuments(const ZmImportOpenOptions& options);
 
-// Writes the documents joined with ";" under "Sheets" and re-encodes the record. The
-// record's earlier bytes must come from new[] (as every record the library hands out);
-// they are released. False when the record holds bytes that are not a settings document.
+// Writes the documents joined with ";" under "Sheets" and points the record at new
+// bytes (new[], the receiver's to release). The earlier bytes are left alone: they
+// belong to whoever built the record. False when the record holds bytes that are not a
+// settings document.
 ZMIMPORT_API bool SetDocuments(ZmImportOpenOptions& options, std::vector<std::string> documents);
+// The same for a record that owns its bytes: the earlier ones are released.
+ZMIMPORT_API bool SetDocuments(OpenOptions& options, std::vector<std::string> documents);
 
 // How several documents are combined: 1 stacked (rows after rows), 3 side by side
 // (columns after columns). 3 when the record holds no settings document or no such key.

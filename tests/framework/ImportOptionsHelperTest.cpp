@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "framework/OptionsRecord.h"
 #include "platform/BinaryString.h"
 #include "platform/Exception.h"
-#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace {
@@ -27,6 +27,10 @@ TEST(ImportOptionsHelper, DocumentsRoundTripThroughTheRecordBesideOtherKeys) {
     ASSERT_TRUE(helper::SetDocuments(options, {"Sheet 1", "Data;raw", "x"}));
     // A ";" inside a name cannot survive the joined form: it splits there.
     EXPECT_EQ(helper::GetDocuments(options), (Strings{"Sheet 1", "Data", "raw", "x"}));
+
+    // Empty items are documents too, wherever they stand.
+    EXPECT_EQ(helper::GetDocuments(*WithSettings("<Sheets>a;;b;</Sheets>")),
+              (Strings{"a", "", "b", ""}));
 
     // Setting again replaces the whole list; other keys stay.
     auto other = WithSettings("<Delimiter>\t</Delimiter>");

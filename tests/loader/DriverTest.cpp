@@ -1,6 +1,7 @@
 // The driver: its dialog table, the file check, reading and writing through the loader
 // with the host's messages.
 #include "framework/ImportHelperBase.h"
+#include "framework/OptionsRecord.h"
 
 #include <gtest/gtest.h>
 
@@ -223,25 +224,38 @@ TEST_F(DriverTest, FailuresAreShownWithTheReaderTextUnlessTheUserAborted) {
 
 TEST_F(DriverTest, WarningsMayBeDeclinedAndOptionsComeBackWhenAsked) {
     const std::string file = dir.Script("warn.dtf", "warning Values were clipped.\n");
-    ImportOptionsHelper::OpenOptions options;
+    ZmImportOpenOptions options{0, nullptr};
     ASSERT_TRUE(Read({file}, &options, false));
     EXPECT_EQ(options.size, 0u);  // the reader worked on a copy
     EXPECT_EQ(events.back(), "message Values were clipped.|Warning|3|1");
     ASSERT_TRUE(Read({file}, &options, true));
-    EXPECT_EQ(ImportOptionsHelper::GetReadOrder(options), 1);  // the plug-in's defaults
+    const std::unique_ptr<unsigned char[]> returned(options.data);  // the receiver's to free
+    EXPECT_EQ(ImportOptionsHelper::GetReadOrder(options), 1);       // the plug-in's defaults
 
     driver.userAnswer = Helper::kAnswerDeclined;
     EXPECT_FALSE(Read({file}, &options, true));
     EXPECT_EQ(options.size, 0u);
     EXPECT_EQ(options.data, nullptr);
 
-    // Records the caller filled travel to the reader unchanged and come back as they were.
-    const std::unique_ptr<ImportOptionsHelper::OpenOptions> merged(
-        ImportOptionsHelper::CreateOpenOptions(
-            "<Configuration><Settings><ReadOrder>3</ReadOrder></Settings></Configuration>"));
+    // A host that keeps its bytes in a container of its own: they travel to the reader
+    // unchanged, are never freed by the library, and the record comes back pointing at
+    // a copy that the host releases.
+    zm::SettingsDocument merge;
+    merge.SetInt("Settings", "ReadOrder", 3);
+    const std::string framed = zm::EncodeOptions(merge);
+    const std::vector<unsigned char> own(framed.begin(), framed.end());
+    std::vector<unsigned char> hostBytes = own;
+    ZmImportOpenOptions hosted{static_cast<uint32_t>(hostBytes.size()), hostBytes.data()};
     driver.userAnswer = 0;
-    ASSERT_TRUE(Read({file}, merged.get(), true));
-    EXPECT_TRUE(ImportOptionsHelper::IsMergeDocuments(*merged));
+    ASSERT_TRUE(Read({file}, &hosted, true));
+    const std::unique_ptr<unsigned char[]> copy(hosted.data);
+    EXPECT_NE(hosted.data, hostBytes.data());
+    EXPECT_TRUE(ImportOptionsHelper::IsMergeDocuments(hosted));
+    EXPECT_EQ(hostBytes, own);
+    ZmImportOpenOptions again{static_cast<uint32_t>(hostBytes.size()), hostBytes.data()};
+    ASSERT_TRUE(ImportOptionsHelper::SetDocuments(again, {"a"}));
+    const std::unique_ptr<unsigned char[]> set(again.data);
+    EXPECT_EQ(hostBytes, own);
 
     // The format gives the options of a file.
     ZmImportOpenOptions* record = driver.GetFileOptions({file}, First(kSingle), false);
