@@ -166,7 +166,7 @@ ZmImportOpenOptions* DLLFile::GetFileReadOptions(const char* file, bool flag) {
 }
 
 void DLLFile::SetImportSpec(ImportSpecBase* importSpec) {
-    if (fn.setSpec == nullptr || handle == nullptr) {
+    if (fn.setSpec == nullptr) {
         SpreadsheetFile::SetImportSpec(importSpec);
         return;
     }
@@ -183,7 +183,11 @@ void DLLFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
     if (status == kPluginFailed) {
         if (fn.getLastError != nullptr) {
             // The plug-in's own text, as it stands.
-            const char* text = fn.getLastError(formatIndex, handle);
+            // The buffer size goes along as a further argument; a plug-in written to the
+            // two-argument form ignores it (the calling convention allows that).
+            using WithSize = const char* (*)(int, void*, unsigned int);
+            const char* text = reinterpret_cast<WithSize>(
+                reinterpret_cast<void (*)()>(fn.getLastError))(formatIndex, handle, bufferSize);
             zm::CopyErrorText(text != nullptr ? text : "", buffer, bufferSize);
             return;
         }

@@ -118,7 +118,9 @@ bool ImportHelperBase::ReadSpreadsheetFile(const std::vector<std::string>& files
                     filenameRead = zm::FileTitle(files.front());
                 return true;
             }
-        } else if (reader->GetStatus() == 0) {
+        } else if (ReaderError(*reader) != kAbortedByUser) {
+            // Whatever else the reader says, a sheet without one row and one column is
+            // reported as empty; only the user's own abort stays silent.
             const std::string text = zm::Translate(
                 "The selected file does not contain any data. Import will be aborted.");
             Report(text);

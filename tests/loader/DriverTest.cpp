@@ -207,6 +207,7 @@ TEST_F(DriverTest, FailuresAreShownWithTheReaderTextUnlessTheUserAborted) {
         Strings events;
     } cases[] = {
         {"rows 0\n", empty, {shown(empty)}},
+        {"fail size\nerror " + cut, empty, {shown(empty)}},
         {"fail read\nerror " + cut, cut, {reading[0], reading[1], reading[2], shown(cut)}},
         {"fail open\nerror Locked.", "Locked.", {shown("Locked.")}},
         {"fail open\nerror AbortedByUser", "AbortedByUser", {}},

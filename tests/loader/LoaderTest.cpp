@@ -183,6 +183,19 @@ TEST_F(LoaderTest, FailuresAreStickyUntilCloseAndCarryThePluginText) {
     EXPECT_EQ(reader->Write(nullptr), DLLFile::kNotOpened);  // writing unopened stores it
     EXPECT_EQ(Message(*reader), "The file was not opened properly.");
 
+    // The plug-in learns the size of the buffer its text goes into.
+    reader = Reader("Driver test format");
+    const std::string sized = dir.Script("sized.dtf", "fail open\nerror size");
+    EXPECT_EQ(reader->Open(true, sized.c_str(), nullptr), DLLFile::kPluginFailed);
+    EXPECT_EQ(Message(*reader, 64), "buffer of 64");
+
+    // The spec reaches a plug-in that has the function even before a file is open.
+    reader = Reader("Driver test format");
+    ImportSpecBase unopened;
+    unopened.accepted = false;
+    reader->SetImportSpec(&unopened);
+    EXPECT_TRUE(unopened.accepted);
+
     // A plug-in without GetLastError cannot explain its failure.
     reader = Reader("Silent format");
     EXPECT_EQ(reader->Open(true, dir.File("x.slf").c_str(), nullptr), DLLFile::kPluginFailed);

@@ -12,6 +12,7 @@
 //                        the number r * 100 + col + 0.5
 //   fail open|size|read  that operation reports failure
 //   error TEXT / warning TEXT / readname TEXT   what GetLastError, GetWarning, GetFileRead give
+//                        ("error size": the size of the loader's text buffer)
 // The series format reads the first file's directives and one more row per further file.
 #ifndef ZM_EMPTY
 #include <algorithm>
@@ -130,8 +131,15 @@ void ZmImportClose(int, void* handle) {
     delete AsHandle(handle);
 }
 #ifndef ZM_NO_LAST_ERROR
-const char* ZmImportGetLastError(int, void* handle) {
-    return AsHandle(handle)->Text("error");
+// The loader passes the size of its text buffer as a further argument; the directive
+// "error size" answers with it, so that the tests see it arrive.
+ZMIMPORT_API const char* LastErrorWithBufferSize(
+    int, void* handle, unsigned int bufferSize) __asm__("ZmImportGetLastError");
+const char* LastErrorWithBufferSize(int, void* handle, unsigned int bufferSize) {
+    Handle* h = AsHandle(handle);
+    if (h->says["error"] == "size")
+        h->says["answer"] = "buffer of " + std::to_string(bufferSize);
+    return h->Text(h->says["error"] == "size" ? "answer" : "error");
 }
 #endif
 
