@@ -1,15 +1,20 @@
 /* The library's plain exported interface. Plug-in libraries export the same fifteen
-   functions with the same signatures. Results typed bool are one byte, true = success. */
+   functions with the same signatures. Results typed bool are one byte, true = success.
+   This header is C as well as C++. */
 #pragma once
 
-#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
+#include "platform/ZmExport.h"
 
+#ifdef __cplusplus
 class ImportSpecBase;
-
 extern "C" {
+#else
+#include <stdbool.h>
+typedef struct ImportSpecBase ImportSpecBase;
+#endif
 
-ZMIMPORT_API int ZmImportSizeFileFormatsSupported();
+ZMIMPORT_API int ZmImportSizeFileFormatsSupported(void);
 ZMIMPORT_API const ZmImportFileFormatInfo* ZmImportGetFileFormatInfo(int index);
 /* 2 surely this format, 1 possibly, 0 not this format. */
 ZMIMPORT_API char ZmImportIsCorrectFileType(int index, const char* file);
@@ -27,24 +32,26 @@ ZMIMPORT_API void ZmImportSetSpec(void* handle, ImportSpecBase* importSpec);
 ZMIMPORT_API const char* ZmImportGetFileRead(void* handle);
 /* The caller owns the returned record and its bytes (delete[] data, then delete). */
 ZMIMPORT_API ZmImportOpenOptions* ZmImportGetFileOptions(int index, const char* file, bool flag);
-ZMIMPORT_API void ZmImportInitPackage();
-ZMIMPORT_API void ZmImportReleasePackage();
-
-}  // extern "C"
+ZMIMPORT_API void ZmImportInitPackage(void);
+ZMIMPORT_API void ZmImportReleasePackage(void);
 
 /* Function types of the interface, for hosts that bind them by name. */
-using ZmImportSizeFileFormatsSupportedFn = int (*)();
-using ZmImportGetFileFormatInfoFn = const ZmImportFileFormatInfo* (*)(int);
-using ZmImportIsCorrectFileTypeFn = char (*)(int, const char*);
-using ZmImportOpenFn = bool (*)(int, const char*, bool, void**, ZmImportOpenOptions*);
-using ZmImportCloseFn = void (*)(int, void*);
-using ZmImportGetLastErrorFn = const char* (*)(int, void*);
-using ZmImportEstablishSizeFn = bool (*)(int, void*, int*, int*);
-using ZmImportReadFn = bool (*)(int, void*, void*);
-using ZmImportWriteFn = bool (*)(int, void*, void*);
-using ZmImportGetWarningFn = const char* (*)(int, void*);
-using ZmImportSetSpecFn = void (*)(void*, ImportSpecBase*);
-using ZmImportGetFileReadFn = const char* (*)(void*);
-using ZmImportGetFileOptionsFn = ZmImportOpenOptions* (*)(int, const char*, bool);
-using ZmImportInitPackageFn = void (*)();
-using ZmImportReleasePackageFn = void (*)();
+typedef int (*ZmImportSizeFileFormatsSupportedFn)(void);
+typedef const ZmImportFileFormatInfo* (*ZmImportGetFileFormatInfoFn)(int);
+typedef char (*ZmImportIsCorrectFileTypeFn)(int, const char*);
+typedef bool (*ZmImportOpenFn)(int, const char*, bool, void**, ZmImportOpenOptions*);
+typedef void (*ZmImportCloseFn)(int, void*);
+typedef const char* (*ZmImportGetLastErrorFn)(int, void*);
+typedef bool (*ZmImportEstablishSizeFn)(int, void*, int*, int*);
+typedef bool (*ZmImportReadFn)(int, void*, void*);
+typedef bool (*ZmImportWriteFn)(int, void*, void*);
+typedef const char* (*ZmImportGetWarningFn)(int, void*);
+typedef void (*ZmImportSetSpecFn)(void*, ImportSpecBase*);
+typedef const char* (*ZmImportGetFileReadFn)(void*);
+typedef ZmImportOpenOptions* (*ZmImportGetFileOptionsFn)(int, const char*, bool);
+typedef void (*ZmImportInitPackageFn)(void);
+typedef void (*ZmImportReleasePackageFn)(void);
+
+#ifdef __cplusplus
+}  // extern "C"
+#endif

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Usage: check_install.sh BUILD_DIR HOST_SOURCE CXX
+# Usage: check_install.sh BUILD_DIR HOST_SOURCE CXX C_HOST_SOURCE CC CSV_FILE
 set -euo pipefail
-build="$1" host="$2" cxx="$3"
+build="$1" host="$2" cxx="$3" chost="$4" cc="$5" csv="$6"
 scratch="$(mktemp -d)"
 trap 'rm -rf "$scratch"' EXIT
 
@@ -11,7 +11,31 @@ export PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig"
 # shellcheck disable=SC2046
 "$cxx" -std=c++20 "$host" $(pkg-config --cflags --libs zmimport) \
   -Wl,-rpath,"$scratch/prefix/lib" -o "$scratch/host-pc"
+
+# The exported headers are C: every one compiles alone as C11, and a C host lists the
+# formats and reads a file.
+include="$scratch/prefix/include/zmimport"
+for header in framework/ZmImport.h framework/ZmImportTypes.h framework/ZmHostData.h; do
+  echo "#include \"$header\"" | "$cc" -std=c11 -Wall -Wextra -Werror -pedantic -I"$include" \
+    -x c -fsyntax-only -
+done
+# shellcheck disable=SC2046
+"$cc" -std=c11 -Wall -Wextra -Werror "$chost" $(pkg-config --cflags --libs zmimport) \
+  -Wl,-rpath,"$scratch/prefix/lib" -o "$scratch/host-c"
+"$scratch/host-c" "$csv"
 "$scratch/host-pc"
+
+# The exported headers are C: every one compiles alone as C11, and a C host lists the
+# formats and reads a file.
+include="$scratch/prefix/include/zmimport"
+for header in framework/ZmImport.h framework/ZmImportTypes.h framework/ZmHostData.h; do
+  echo "#include \"$header\"" | "$cc" -std=c11 -Wall -Wextra -Werror -pedantic -I"$include" \
+    -x c -fsyntax-only -
+done
+# shellcheck disable=SC2046
+"$cc" -std=c11 -Wall -Wextra -Werror "$chost" $(pkg-config --cflags --libs zmimport) \
+  -Wl,-rpath,"$scratch/prefix/lib" -o "$scratch/host-c"
+"$scratch/host-c" "$csv"
 
 mkdir -p "$scratch/cm"
 cat > "$scratch/cm/CMakeLists.txt" <<CM
