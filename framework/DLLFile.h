@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "framework/SpreadsheetFile.h"
-#include "platform/ZmExport.h"
 #include "framework/ZmImport.h"
+#include "platform/ZmExport.h"
 
 // One format of a plug-in library, seen as a reader. Every operation calls the
 // plug-in's function with the plug-in's own format index and the handle of the open

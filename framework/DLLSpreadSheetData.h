@@ -3,8 +3,8 @@
 #pragma once
 
 #include "framework/SpreadSheetData.h"
-#include "platform/ZmExport.h"
 #include "framework/ZmHostData.h"
+#include "platform/ZmExport.h"
 
 // Sink over a host read target. Whole numbers too large for a float travel as decimal
 // text so that they stay exact; -99 as a 64-bit integer is the missing marker.

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "framework/SpreadsheetFile.h"
-#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
+#include "platform/ZmExport.h"
 
 // The process-wide list of formats offered by plug-in libraries: the host executable
 // itself, every "*.so" in the executable's folder (this library among them), then the

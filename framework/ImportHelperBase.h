@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "framework/SpreadSheetData.h"
-#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
+#include "platform/ZmExport.h"
 
 class ImportDLLLoader;
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "framework/SpreadsheetFile.h"
-#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
+#include "platform/ZmExport.h"
 
 // Base of every format factory. A factory lives at namespace scope; its constructor
 // enters the format record into the process-wide registry, ordered by filter text.

@@ -54,6 +54,9 @@ void SpreadsheetFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
             zm::CopyErrorText(zm::Translate("Incorrect format of file open options"), buffer,
                               bufferSize);
             return;
+        case kStatusUnknownException:
+            zm::CopyErrorText(zm::Translate("An unknown exception occurred."), buffer, bufferSize);
+            return;
         default:
             zm::CopyErrorText(zm::Translate("No further information available."), buffer,
                               bufferSize);

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "framework/SpreadSheetData.h"
-#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
+#include "platform/ZmExport.h"
 
 // Codes shared by every format; each format numbers its own codes in a block of its own.
 enum ZmCommonStatus {
@@ -13,6 +13,8 @@ enum ZmCommonStatus {
     kStatusWrongMode = 3,
     kStatusAborted = 4,
     kStatusBadOptions = 5,
+    // An exception that was not the file's fault (a throwing sink, memory) ended the call.
+    kStatusUnknownException = 6,
 };
 
 // One object per opened file. Calling order for reading: Open(true, ...) ->
@@ -38,6 +40,10 @@ class ZMIMPORT_API SpreadsheetFile {
     virtual int Write(WriteSpreadSheetData* source);
     virtual int operator!() const;
     virtual void SetImportSpec(ImportSpecBase* importSpec);
+
+    // Records that an operation ended in an exception nobody could explain; an earlier
+    // status stays. Returns the stored status.
+    int SetUnknownException() { return SetStatus(kStatusUnknownException); }
 
   private:
     virtual int EstablishSize() = 0;

@@ -8,6 +8,7 @@
 #include "framework/SprFileFactory.h"
 #include "framework/SpreadsheetFile.h"
 #include "platform/ErrorText.h"
+#include "platform/Translate.h"
 
 namespace {
 
@@ -60,6 +61,8 @@ bool ZmImportOpen(int index, const char* file, bool readMode, void** handle,
             return false;
         return reader->Open(readMode, file, options) == 0;
     } catch (...) {
+        if (*handle != nullptr)
+            AsFile(*handle)->SetUnknownException();
         return false;
     }
 }
@@ -83,7 +86,8 @@ const char* ZmImportGetLastError(int, void* handle) {
     try {
         reader->GetErrorMessage(errorBuffer, kErrorBufferSize);
     } catch (...) {
-        zm::CopyErrorText("An unknown exception occurred.", errorBuffer, kErrorBufferSize);
+        zm::CopyErrorText(zm::Translate("An unknown exception occurred."), errorBuffer,
+                          kErrorBufferSize);
     }
     return errorBuffer;
 }
@@ -99,6 +103,7 @@ bool ZmImportEstablishSize(int, void* handle, int* rows, int* cols) {
     } catch (...) {
         *rows = -1;
         *cols = -1;
+        reader->SetUnknownException();
         return false;
     }
 }
@@ -111,6 +116,7 @@ bool ZmImportRead(int, void* handle, void* hostTarget) {
         DLLReadSpreadSheetData sink(hostTarget);
         return reader->Read(&sink) == 0;
     } catch (...) {
+        reader->SetUnknownException();
         return false;
     }
 }
@@ -123,6 +129,7 @@ bool ZmImportWrite(int, void* handle, void* hostSource) {
         DLLWriteSpreadSheetData source(hostSource);
         return reader->Write(&source) == 0;
     } catch (...) {
+        reader->SetUnknownException();
         return false;
     }
 }

@@ -151,8 +151,8 @@ int BrimroseFile::Read(ReadSpreadSheetData* sink) {
     try {
         return ReadSheet(sink);
     } catch (...) {
-        // Only the sink or the allocator can throw here; the read cannot go on either way.
-        return SetStatus(kShortData);
+        // Only the sink or the allocator can throw here: not the file's fault.
+        return SetUnknownException();
     }
 }
 

@@ -1,6 +1,8 @@
 // The exported functions as a host calls them: handles, booleans, sizes and error texts.
 #include <gtest/gtest.h>
 
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -109,6 +111,36 @@ TEST(ZmImport, PassesWarningsReadFileAndSpecThroughAndRefusesNulls) {
     EXPECT_FALSE(ZmImportWrite(0, &reader, nullptr));
     EXPECT_STREQ(ZmImportGetLastError(0, nullptr), "");
     ZmImportClose(0, nullptr);
+}
+
+TEST(ZmImport, AnExceptionEndsWithTheCommonTextAndNeverBlamesTheFile) {
+    struct ThrowingReader : ScriptedReader {
+        int Read(ReadSpreadSheetData*) override { throw std::runtime_error("inside"); }
+    };
+    ThrowingReader reader;
+    LoggingHost host;
+    EXPECT_FALSE(ZmImportRead(0, &reader, &host));
+    EXPECT_STREQ(ZmImportGetLastError(0, &reader), "An unknown exception occurred.");
+    EXPECT_EQ(reader.GetStatus(), kStatusUnknownException);
+
+    // A host whose sink throws while a real format reads a sound file.
+    struct ThrowingHost : LoggingHost {
+        void SetNumber(int, int, float) override { throw std::bad_alloc(); }
+        void SetText(int, int, const char*) override { throw std::bad_alloc(); }
+    };
+    const std::string file = std::string(ZM_TEST_DATA) + "/brimrose/two-spectra.dat";
+    for (int i = 1; i <= ZmImportSizeFileFormatsSupported(); ++i) {
+        if (std::string(ZmImportGetFileFormatInfo(i)->name) != "Brimrose File")
+            continue;
+        void* handle = nullptr;
+        ASSERT_TRUE(ZmImportOpen(i, file.c_str(), true, &handle, nullptr))
+            << ZmImportGetLastError(i, handle);
+        ThrowingHost throwing;
+        ASSERT_TRUE(ZmImportEstablishSize(i, handle, &throwing.rows, &throwing.cols));
+        EXPECT_FALSE(ZmImportRead(i, handle, &throwing));
+        EXPECT_STREQ(ZmImportGetLastError(i, handle), "An unknown exception occurred.");
+        ZmImportClose(i, handle);
+    }
 }
 
 }  // namespace
