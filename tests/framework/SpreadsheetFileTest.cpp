@@ -71,7 +71,8 @@ TEST(SpreadsheetFile, CommonCodesHaveTheirTextsCutToTheBuffer) {
         {3, "Tried to write to the file when it was opened for reading or vice versa."},
         {4, "AbortedByUser"},
         {5, "Incorrect format of file open options"},
-        {6, "No further information available."},
+        {6, "An unknown exception occurred."},
+        {7, "No further information available."},
         {-1, "No further information available."},
         {2816, "No further information available."},
     };

@@ -152,7 +152,8 @@ TEST(BrimroseFile, EveryCutPointGivesTheCodeOfThePartCut) {
 
 TEST(BrimroseFile, EveryCodeHasItsText) {
     const std::pair<int, const char*> texts[] = {
-        {6, "No further information available."},  // the reader base's own codes
+        {6, "An unknown exception occurred."},  // the reader base's own codes
+        {7, "No further information available."},
         {2816, "Failed to open stream for reading."},
         {2817, "Wrong file mode. The executed operation is only supported in read mode."},
         {2818, "File corrupt! Could not read the whole main header (possibly end of file)."},
