@@ -17,7 +17,9 @@ std::string Translate(const char* context, const char* text);
 template <typename... Args>
 std::string FormatMessage(const std::string& templ, const Args&... args) {
     try {
-        boost::format f(templ);
+        // Numbers go in the classic locale: names and messages must not follow a host's
+        // global locale with its digit grouping or decimal comma.
+        boost::format f(templ, std::locale::classic());
         (f % ... % args);
         return f.str();
     } catch (const boost::io::format_error&) {

@@ -13,7 +13,7 @@ packages=(
   libicu-dev libgsf-1-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   python3 python3-pandas python3-numpy
-  time
+  time locales gnumeric
 )
 
 missing=()

@@ -367,9 +367,12 @@ int DIFFile::Write(WriteSpreadSheetData* source) {
                 const float value = source->GetNumber(c, r);
                 std::string text;
                 if (value != -99.0f) {
+                    // Six significant digits like "%g", but always with a decimal point.
                     char buffer[64];
-                    std::snprintf(buffer, sizeof buffer, "%g", static_cast<double>(value));
-                    text = buffer;
+                    const auto end =
+                        std::to_chars(buffer, buffer + sizeof buffer, static_cast<double>(value),
+                                      std::chars_format::general, 6);
+                    text.assign(buffer, end.ptr);
                     // "%g" would lose digits of large and small numbers: the source's
                     // own text keeps them.
                     if (text.find('e') != std::string::npos)

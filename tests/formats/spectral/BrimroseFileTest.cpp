@@ -10,6 +10,7 @@
 #include <string>
 
 #include "formats/spectral/BrimroseFile.h"
+#include "tests/support/HostileLocale.h"
 #include "tests/support/RecordingSink.h"
 
 namespace {
@@ -67,6 +68,45 @@ INSTANTIATE_TEST_SUITE_P(Fixtures, BrimroseFileGolden,
                                            std::pair("zero-spectra", 0),
                                            std::pair("cut-in-third-spectrum", 2820),
                                            std::pair("cut-in-second-sub-header", 2819)));
+
+TEST_F(BrimroseFileGolden, NamesIgnoreTheHostLocaleAndStampsFollowTheTimeZone) {
+    // Under a global locale with grouping and a decimal comma the sheet is the same.
+    {
+        zmtest::HostileLocale hostile;
+        EXPECT_TRUE(hostile.CActive());
+        BrimroseFile reader;
+        zmtest::RecordingSink sink;
+        EXPECT_EQ(zmtest::ReadAll(reader, Fixture("two-spectra.dat"), sink), 0);
+        EXPECT_EQ(sink.Dump(), Slurp(Fixture("two-spectra.expected.tsv")));
+    }
+    // Stamps are shown in local time: five and a half hours east of UTC moves them.
+    auto firstStamp = [] {
+        BrimroseFile reader;
+        zmtest::RecordingSink sink;
+        zmtest::ReadAll(reader, Fixture("two-spectra.dat"), sink);
+        return sink.At(2, 2).text;
+    };
+    const std::string utc = firstStamp();
+    setenv("TZ", "IST-5:30", 1);
+    tzset();
+    const std::string east = firstStamp();
+    setenv("TZ", "UTC", 1);
+    tzset();
+    ASSERT_EQ(utc.size(), 19u);
+    EXPECT_NE(east, utc);
+    std::tm tm{};
+    ASSERT_NE(strptime(utc.c_str(), "%Y-%m-%d/%H:%M:%S", &tm), nullptr);
+    const time_t shifted = timegm(&tm) + 5 * 3600 + 30 * 60;
+    char expected[32];
+    std::strftime(expected, sizeof expected, "%Y-%m-%d/%H:%M:%S", std::gmtime(&shifted));
+    EXPECT_EQ(east, expected);
+
+    // A file of no spectra still has its point count of columns, and no rows.
+    BrimroseFile empty;
+    ASSERT_EQ(empty.Open(true, Fixture("zero-spectra.dat").c_str(), nullptr), 0);
+    EXPECT_EQ(empty.GetNumCols(), 4);
+    EXPECT_EQ(empty.GetNumRows(), 0);
+}
 
 TEST(BrimroseFile, RecognisesMagicOnlyWithAWholeMainHeader) {
     const std::pair<const char*, bool> kFiles[] = {

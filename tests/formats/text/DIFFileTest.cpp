@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "formats/text/CsvFile.h"
+#include "tests/support/HostileLocale.h"
 #include "tests/support/TextTestSupport.h"
 
 namespace {
@@ -95,6 +96,16 @@ TEST(DIFFile, WrittenFilesReadBackTheSameHereAndInGnumeric) {
                                {Num(1.5f), Num(-99.0f), Num(1e20f, "1E+20")},
                                {Text("x, y"), Num(-3.0f), Num(1.25f)}});
     const auto path = dir.Path("out.dif");
+    std::string underHostLocale;
+    {
+        // A host's decimal comma and digit grouping change nothing in the file.
+        zmtest::HostileLocale hostile;
+        DIFFile writer;
+        ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
+        ASSERT_EQ(writer.Write(&source), 0);
+        writer.Close();
+        underHostLocale = zmtest::Slurp(path);
+    }
     DIFFile writer;
     ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
     ASSERT_EQ(writer.Write(&source), 0);
@@ -105,6 +116,7 @@ TEST(DIFFile, WrittenFilesReadBackTheSameHereAndInGnumeric) {
               "-1,0\nBOT\n0,1.5\nV\n0,\nV\n0,1E+20\nV\n"
               "-1,0\nBOT\n1,0\n\"x, y\"\n0,-3\nV\n0,1.25\nV\n"
               "-1,0\nEOD\n");
+    EXPECT_EQ(underHostLocale, zmtest::Slurp(path));
 
     DIFFile reader;
     zmtest::RecordingSink ours;
