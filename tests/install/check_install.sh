@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Usage: check_install.sh BUILD_DIR HOST_SOURCE CXX C_HOST_SOURCE CC CSV_FILE
+# Usage: check_install.sh BUILD_DIR HOST_SOURCE CXX C_HOST_SOURCE CC CSV_FILE PLUGIN_FOLDER
 set -euo pipefail
-build="$1" host="$2" cxx="$3" chost="$4" cc="$5" csv="$6"
+build="$1" host="$2" cxx="$3" chost="$4" cc="$5" csv="$6" plugin="$7"
 scratch="$(mktemp -d)"
 trap 'rm -rf "$scratch"' EXIT
 
@@ -52,4 +52,20 @@ cmake --build "$scratch/cm/build" > "$scratch/cm-build.log"
 "$scratch/cm/build/host"
 
 "$scratch/prefix/bin/zmimport" formats | grep -q "Unscrambler File"
+
+# The example plug-in, copied out of the tree as a third party would, builds against the
+# installed library with find_package and with pkg-config, and the program reads with it.
+cp -r "$plugin" "$scratch/xy"
+cmake -S "$scratch/xy" -B "$scratch/xy/build" -DCMAKE_PREFIX_PATH="$scratch/prefix" \
+  -DCMAKE_CXX_COMPILER="$cxx" > "$scratch/xy.log"
+cmake --build "$scratch/xy/build" > "$scratch/xy-build.log"
+mkdir -p "$scratch/pc-plugins"
+# shellcheck disable=SC2046
+"$cxx" -std=c++20 -shared -fPIC -fvisibility=hidden "$scratch/xy/XYPlugin.cpp" \
+  $(pkg-config --cflags zmimport) -o "$scratch/pc-plugins/libzmimport-xy.so"
+for folder in "$scratch/xy/build" "$scratch/pc-plugins"; do
+  "$scratch/prefix/bin/zmimport" formats --plugins "$folder" | grep -q "XY Spectrum"
+  "$scratch/prefix/bin/zmimport" read --plugins "$folder" "$scratch/xy/data/sample.xy" \
+    --to csv | head -1 | grep -q "^x,"
+done
 echo "installed tree works with pkg-config, find_package and the command line"
