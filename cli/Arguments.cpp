@@ -1,6 +1,8 @@
 // Parsing of the command line: "zmimport COMMAND [FILE...] [--option VALUE...]".
 #include "cli/Arguments.h"
 
+#include "cli/EncodingKeys.h"
+
 #include <string_view>
 
 namespace zmcli {
@@ -118,6 +120,9 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         } else if (name == "--to-format") {
             args.toFormat = value;
         } else if (name == "--encoding") {
+            if (!IsKnownEncoding(std::string(value)))
+                throw UsageError("unknown encoding key '" + std::string(value) + "' (" +
+                                 KnownEncodings() + ")");
             args.encoding = value;
         } else if (auto to = ParseOutputFormat(value)) {
             args.to = *to;

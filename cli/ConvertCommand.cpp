@@ -11,9 +11,9 @@
 #include "cli/SheetSource.h"
 #include "cli/TextTyping.h"
 #include "formats/text/TextFileOptions.h"
+#include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
 #include "framework/ZmImport.h"
-#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace zmcli {

@@ -7,9 +7,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "cli/EncodingKeys.h"
 #include "cli/LoaderFormats.h"
-#include "platform/FileNames.h"
 #include "framework/OptionsRecord.h"
+#include "platform/FileNames.h"
 #include "platform/Settings.h"
 
 namespace zmcli {
@@ -40,6 +41,14 @@ bool OptionsRecord::Load(const std::string& path, std::string& error) {
     text << in.rdbuf();
     try {
         std::unique_ptr<zm::SettingsDocument> document = zm::SettingsDocument::Parse(text.str());
+        // The readers refuse an unknown encoding key as bad options; say which key it was.
+        for (const char* section : {"Settings"}) {
+            const auto key = document->GetString(section, "Encoding");
+            if (key && !IsKnownEncoding(*key)) {
+                error = "unknown encoding key '" + *key + "' (" + KnownEncodings() + ")";
+                return false;
+            }
+        }
         std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> made(
             zm::NewOptionsRecord(*document), zm::FreeOptionsRecord);
         if (record.data != ownBytes)

@@ -1,10 +1,10 @@
 // Stored form of the text options and the encoding table.
 #include "formats/text/TextFileOptions.h"
 
+#include "framework/OptionsRecord.h"
 #include "platform/BinaryString.h"
 #include "platform/Exception.h"
 #include "platform/FileNames.h"
-#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 #include "platform/Translate.h"
 
@@ -81,7 +81,9 @@ bool TextFileOptions::Read(ZmImportOpenOptions* record) {
         delimiter = *value;
     }
     const auto key = document->GetString(kSection, kEncodingKey);
-    if (!key)
+    // A key outside the table is refused here, as bad options, rather than surfacing
+    // later as a stream that cannot be opened.
+    if (!key || (GetEncodingIndex(*key) == kLocalIndex && !key->empty()))
         return false;
     encoding = *key;
     if (UseConsecutiveOption()) {

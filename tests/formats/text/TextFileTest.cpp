@@ -9,7 +9,10 @@
 
 #include "formats/text/CsvFile.h"
 #include "formats/text/DIFFile.h"
+#include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
+#include "platform/Settings.h"
+#include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
 namespace {
@@ -199,6 +202,28 @@ TEST(TextFormats, MissingFilesAndWrongModes) {
     EXPECT_EQ(ModeCodes<DIFFile>(dir, dif), "768 768 0 0 3 0 3");
     // The CSV reader cannot write at all.
     EXPECT_EQ(ModeCodes<CsvFile>(dir, dir.Write("c.csv", "a\n")), "768 768 0 770 770 0 1");
+}
+
+// An encoding key outside the table is an options error in every text reader, not a
+// file that cannot be opened.
+TEST(TextFormats, AnUnknownEncodingKeyIsBadOptions) {
+    zmtest::ScratchDir dir;
+    zm::SettingsDocument document;
+    document.SetString("Settings", "Encoding", "klingon");
+    document.SetString("Settings", "Delimiter", ",");
+    document.SetBool("Settings", "IgnoreConsecutiveDelimiters", false);
+    const std::string bytes = zm::EncodeOptions(document);
+    auto codeOf = [&](SpreadsheetFile&& reader, const std::string& file) {
+        std::vector<unsigned char> own(bytes.begin(), bytes.end());
+        ZmImportOpenOptions options{static_cast<uint32_t>(own.size()), own.data()};
+        zmtest::RecordingSink sink;
+        const int code = zmtest::ReadAll(reader, file, sink, &options);
+        return std::to_string(code) + " " + zmtest::Message(reader);
+    };
+    const std::string bad = "5 Incorrect format of file open options";
+    EXPECT_EQ(codeOf(TextFile(), dir.Write("t.txt", "a\tb\n")), bad);
+    EXPECT_EQ(codeOf(CsvFile(), dir.Write("c.csv", "a,b\n")), bad);
+    EXPECT_EQ(codeOf(DIFFile(), std::string(ZM_TEST_DATA) + "/dif/edge_transposed.dif"), bad);
 }
 
 // Each code of the text formats explains itself; the others go to the common table.
