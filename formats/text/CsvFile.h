@@ -34,8 +34,9 @@ class ZMIMPORT_API CsvFile : public SpreadsheetFile {
     int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     int Read(ReadSpreadSheetData* sink) override;
     // The file is not sized in advance: 1 x 1 whatever it holds, -1 once in error.
-    int GetNumCols() override { return status == 0 ? 1 : -1; }
-    int GetNumRows() override { return status == 0 ? 1 : -1; }
+    // The true size reaches the sink during Read; before and after, the answer is 1.
+    int GetNumCols() override { return 1; }
+    int GetNumRows() override { return 1; }
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     // Proposes ';' when the first line holds more semicolons than commas, else ','.
     char GetDelimiter();
