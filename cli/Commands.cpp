@@ -110,6 +110,19 @@ int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err) {
     return kExitOk;
 }
 
+// A sink that takes every cell and keeps none.
+class DiscardingSink : public ReadSpreadSheetData {
+  public:
+    int GetNumberOfColumns() override { return cols; }
+    int GetNumberOfRows() override { return rows; }
+    void Set(int, int, const char*) override {}
+    void Set(int, int, float) override {}
+    void SetDataSize(int c, int r) override { cols = c, rows = r; }
+
+  private:
+    int cols = 0, rows = 0;
+};
+
 int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
     int exitStatus = kExitOk;
     const int index = FormatFor(args, err, exitStatus);
@@ -126,6 +139,16 @@ int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
     if (!record.DecodeXml(xml)) {
         err << "zmimport: " << file << ": the reader wrote options that cannot be decoded\n";
         return kExitFailure;
+    }
+    if (xml.empty() && opened) {
+        // Some readers (CSV) apply and write back their options only when reading: read
+        // into a sink that keeps nothing to find them.
+        DiscardingSink discard;
+        if (reader->GetNumRows() >= 0 && reader->GetNumCols() >= 0 && reader->Read(&discard) == 0 &&
+            !record.DecodeXml(xml)) {
+            err << "zmimport: " << file << ": the reader wrote options that cannot be decoded\n";
+            return kExitFailure;
+        }
     }
     if (xml.empty()) {
         std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> fileOptions(

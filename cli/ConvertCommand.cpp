@@ -103,6 +103,15 @@ int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
         return kExitUsage;
     }
 
+    // Only the delimited-text writer takes an encoding from its options; the others
+    // write their own, and a key they would ignore is refused rather than dropped.
+    const std::string writerName = FormatInfo(writer)->name;
+    if (!args.encoding.empty() && writerName != "Text File") {
+        err << "zmimport: the \"" << writerName
+            << "\" writer chooses its own encoding; --encoding is not supported for it\n";
+        return kExitUsage;
+    }
+
     Arguments readArgs = args;
     readArgs.files = {input};
     int exitStatus = kExitOk;

@@ -12,18 +12,25 @@ namespace zmcli {
 bool ParseNumberText(const char* text, double& value) {
     if (text == nullptr)
         return false;
-    const size_t length = std::strlen(text);
-    const char* end = text + length;
-    const char* first = text[0] == '-' ? text + 1 : text;
+    // Blanks around a number are layout, as Python, pandas and spreadsheets read them.
+    const char* begin = text;
+    const char* end = text + std::strlen(text);
+    while (begin < end && (*begin == ' ' || *begin == '\t'))
+        ++begin;
+    while (end > begin && (end[-1] == ' ' || end[-1] == '\t'))
+        --end;
+    if (begin < end && *begin == '+' && end - begin > 1 && begin[1] != '-')
+        ++begin;
+    const char* first = begin < end && *begin == '-' ? begin + 1 : begin;
     // from_chars also reads "inf" and "nan"; only digits or a point may start a number.
     if (first == end || !((*first >= '0' && *first <= '9') || *first == '.'))
         return false;
     double parsed = 0;
-    if (FastParseDecimal(text, end, parsed)) {
+    if (FastParseDecimal(begin, end, parsed)) {
         value = parsed;
         return true;
     }
-    const auto [stop, error] = std::from_chars(text, end, parsed);
+    const auto [stop, error] = std::from_chars(begin, end, parsed);
     if (error != std::errc() || stop != end)
         return false;
     value = parsed;

@@ -70,11 +70,17 @@ TEST(TextTyping, OnlyWholeNumbersBecomeNumbers) {
                                                      {"3e3", 3000},
                                                      {".5", 0.5},
                                                      {"007", 7},
-                                                     {"-0.25E-2", -0.0025}}) {
+                                                     {"-0.25E-2", -0.0025},
+                                                     // blanks around and a plus sign, as
+                                                     // Python and pandas read them
+                                                     {" 1.5", 1.5},
+                                                     {"\t-2 \t", -2},
+                                                     {"+1", 1},
+                                                     {" +.5 ", 0.5}}) {
         EXPECT_TRUE(ParseNumberText(text, v) && v == expected) << text;
     }
-    for (const char* text : {"", "+1", " 1", "1 ", "inf", "-inf", "nan", "NaN", "1,5", "0x10", "1e",
-                             "-", ".", "12abc", static_cast<const char*>(nullptr)})
+    for (const char* text : {"", " ", "+", "+-1", "1 2", "- 1", "inf", "-inf", "nan", "NaN", "1,5",
+                             "0x10", "1e", "-", ".", "12abc", static_cast<const char*>(nullptr)})
         EXPECT_FALSE(ParseNumberText(text, v)) << (text ? text : "null");
 }
 

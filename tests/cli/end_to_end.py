@@ -174,6 +174,28 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertEqual(out, 'The format "Brimrose File" has no options.\n')
 
+    def test_options_written_back_while_reading_are_shown(self):
+        table = self.write("t.csv", b"a;b\n1;2\n")
+        status, out, _ = run("options", table)
+        self.assertEqual(status, 0)
+        self.assertIn("<Delimiter>,</Delimiter>", out)
+        self.assertIn("<Encoding></Encoding>", out)
+
+    def test_writer_options_that_cannot_be_honoured_are_refused(self):
+        table = self.write("t.csv", b"a,b\n 1.5 ,2\n")
+        status, _, err = run("convert", table, os.path.join(self.dir.name, "t.dif"),
+                             "--encoding", "utf16le")
+        self.assertEqual(status, 2)
+        self.assertIn("--encoding is not supported", err)
+        status, _, err = run("convert", table, os.path.join(self.dir.name, "t.txt"),
+                             "--encoding", "klingon")
+        self.assertEqual(status, 2)
+        self.assertIn("unknown encoding key 'klingon'", err)
+        # Blanks around a number do not keep it from being one.
+        status, out, _ = run("read", table, "--to", "json")
+        self.assertEqual(status, 0)
+        self.assertIn("[1.5, 2]", out.replace(",\n", ", ").replace("\n", ""))
+
 
 if __name__ == "__main__":
     ZMIMPORT = sys.argv.pop(1)
