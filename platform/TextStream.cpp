@@ -138,10 +138,116 @@ void TextStream::Impl::ReadRaw() {
 }
 
 // Converts at least one more block into the text buffer after moving what is left of
-// it to the front; false when nothing more will come.
+// it to the front; false when nothing more will come. Text read as UTF-8 without
+// conversion is checked, so that what leaves the stream is always well-formed.
 bool TextStream::Impl::Fill() {
     if (failed || mode != Mode::kRead)
         return false;
+    const size_t shift = textPos;
+    const bool more = FillBlock();
+    checked = checked > shift ? checked - shift : 0;
+    if (path == Path::kPassThrough)
+        RepairUtf8();
+    return more;
+}
+
+namespace {
+
+// How the bytes at `p` (n of them, n > 0, p[0] >= 0x80) start: the length of a
+// well-formed UTF-8 sequence, or else the length of its ill-formed maximal part, with
+// `incomplete` when the bytes end before the sequence could be decided.
+struct Utf8Sequence {
+    size_t length;
+    bool wellFormed;
+    bool incomplete;
+};
+
+Utf8Sequence CheckSequence(const uint8_t* p, size_t n) {
+    const uint8_t b = p[0];
+    size_t length;
+    uint8_t low = 0x80, high = 0xBF;  // bounds of the second byte
+    if (b >= 0xC2 && b <= 0xDF) {
+        length = 2;
+    } else if (b == 0xE0) {
+        length = 3, low = 0xA0;
+    } else if ((b >= 0xE1 && b <= 0xEC) || b == 0xEE || b == 0xEF) {
+        length = 3;
+    } else if (b == 0xED) {
+        length = 3, high = 0x9F;  // no surrogates
+    } else if (b == 0xF0) {
+        length = 4, low = 0x90;
+    } else if (b >= 0xF1 && b <= 0xF3) {
+        length = 4;
+    } else if (b == 0xF4) {
+        length = 4, high = 0x8F;  // nothing above U+10FFFF
+    } else {
+        return {1, false, false};
+    }
+    for (size_t i = 1; i < length; ++i) {
+        if (i >= n)
+            return {i, false, true};
+        const uint8_t lo = i == 1 ? low : 0x80, hi = i == 1 ? high : 0xBF;
+        if (p[i] < lo || p[i] > hi)
+            return {i, false, false};
+    }
+    return {length, true, false};
+}
+
+}  // namespace
+
+void TextStream::Impl::RepairUtf8() {
+    const bool atEnd = rawAtEnd && rawPos == rawEnd;
+    const auto* p = reinterpret_cast<const uint8_t*>(text.Data());
+    size_t i = checked;
+    while (i < textEnd) {
+        // Runs of ASCII go eight bytes at a time.
+        uint64_t word;
+        while (i + 8 <= textEnd &&
+               (std::memcpy(&word, p + i, 8), (word & 0x8080808080808080u) == 0))
+            i += 8;
+        if (i < textEnd && p[i] < 0x80) {
+            ++i;
+            continue;
+        }
+        if (i == textEnd)
+            break;
+        const Utf8Sequence seq = CheckSequence(p + i, textEnd - i);
+        if (seq.wellFormed) {
+            i += seq.length;
+            continue;
+        }
+        if (seq.incomplete && !atEnd)
+            break;  // the next block may complete it
+        // Rebuild the rest: each ill-formed part becomes one U+FFFD.
+        std::string repaired;
+        repaired.reserve(textEnd - i + 16);
+        size_t j = i;
+        while (j < textEnd) {
+            if (p[j] < 0x80) {
+                repaired += static_cast<char>(p[j++]);
+                continue;
+            }
+            const Utf8Sequence s = CheckSequence(p + j, textEnd - j);
+            if (s.incomplete && !atEnd)
+                break;
+            if (s.wellFormed)
+                repaired.append(reinterpret_cast<const char*>(p + j), s.length);
+            else
+                repaired += "\xEF\xBF\xBD";
+            j += s.length;
+        }
+        const std::string tail(reinterpret_cast<const char*>(p + j), textEnd - j);
+        text.Reserve(i + repaired.size() + tail.size(), textEnd);
+        std::memcpy(text.Data() + i, repaired.data(), repaired.size());
+        std::memcpy(text.Data() + i + repaired.size(), tail.data(), tail.size());
+        textEnd = i + repaired.size() + tail.size();
+        checked = i + repaired.size();
+        return;
+    }
+    checked = i;
+}
+
+bool TextStream::Impl::FillBlock() {
     const size_t left = textEnd - textPos;
     if (left > 0 && textPos > 0)
         std::memmove(text.Data(), text.Data() + textPos, left);

@@ -81,6 +81,9 @@ struct TextStream::Impl {
     bool converterFlushed = false;
     ByteBuffer text;
     size_t textPos = 0, textEnd = 0;
+    // UTF-8 read without conversion is checked up to here; ill-formed bytes before it
+    // have become U+FFFD.
+    size_t checked = 0;
     // Writing: converted bytes waiting for the file, and the conversion's scratch space.
     std::string pending;
     ByteBuffer scratch;
@@ -93,6 +96,8 @@ struct TextStream::Impl {
     void BuildTable();
     void ReadRaw();
     bool Fill();
+    bool FillBlock();
+    void RepairUtf8();
     void ConvertTable(const uint8_t* in, size_t size);
     bool ConvertIcu(UConverter* to, UConverter* from, const char*& in, const char* inEnd,
                     bool flush, ByteBuffer& out, size_t& outEnd);

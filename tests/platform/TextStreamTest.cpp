@@ -154,6 +154,25 @@ TEST(TextStream, AnUnterminatedLastLineLongerThanWhatPrecedesItComesOutWhole) {
     }
 }
 
+TEST(TextStream, TextReadAsUtf8IsAlwaysWellFormed) {
+    // Ill-formed bytes in a file read without conversion become U+FFFD, one for each
+    // maximal ill-formed part, also where the local code page was taken for UTF-8 from
+    // the file's start and a windows-1252 byte comes after the sample.
+    zmtest::ScratchDir dir;
+    const std::string bad = "\xEF\xBF\xBD", block(256 * 1024 - 1, 'a');
+    EXPECT_EQ(Lines(dir.Write("u", "a\xE9z\n\xC3\n\xED\xA0\x80x\n\xC0\xAF\n\xF0\x9F\x98"), "utf8"),
+              (LineList{"a" + bad + "z", bad, bad + bad + bad + "x", bad + bad, bad}));
+    const std::string late = std::string(70000, 'x') + "\ncaf\xE9\n";
+    TextStream local(dir.Write("l", late), "", TextStream::Mode::kRead);
+    EXPECT_EQ(local.EncodingKey(), "utf8");
+    std::string line;
+    ASSERT_TRUE(local.GetLine(line) && local.GetLine(line));
+    EXPECT_EQ(line, "caf" + bad);
+    // A well-formed character cut by the block edge stays whole; a bad one there does not.
+    EXPECT_EQ(Lines(dir.Write("e", block + "\xC3\xA9\n" + block + "\xE9\n"), "utf8"),
+              (LineList{block + "\xC3\xA9", block + bad}));
+}
+
 TEST(TextStream, GetCharEndOfFileAndFailures) {
     zmtest::ScratchDir dir;
     TextStream stream(dir.Write("c", std::string("\xFF\xFE\x61\0\xE9\0\x3D\xD8\0\xDE", 10)), "",
