@@ -68,8 +68,14 @@ void OutputBuffer::Inspect() {
         std::fflush(file);
         start = lseek(fileno(file), 0, SEEK_CUR);
     }
-    if (start < 0 || (!regularFile && !(known && IsNullDevice(info))))
+    if (regularFile && start < 0)
         handOnSize = kHoldEverything;
+    // A pipe or a terminal cannot take output back, but holding a whole sheet for it
+    // costs memory in proportion to the file and keeps `| head` waiting. The first
+    // bytes are held longer, since a reader that goes back to printed rows shows itself
+    // early; after that the output flows as to a file.
+    if (!regularFile && !(known && IsNullDevice(info)) && handOnSize != kHoldEverything)
+        handOnSize = std::max(handOnSize, kFirstPipeHold);
 }
 
 bool OutputBuffer::Write(const char* bytes, size_t n) {
@@ -79,11 +85,19 @@ bool OutputBuffer::Write(const char* bytes, size_t n) {
 }
 
 void OutputBuffer::HandOnEarly() {
-    if (!failed && (file != nullptr || Open()) && size >= handOnSize)
+    if (!failed && (file != nullptr || Open()) && size >= handOnSize) {
         Write(data.get(), size);
+        handedOn = true;
+        if (!regularFile)
+            handOnSize = kHandOnSize;
+    }
     // After a failure nothing more goes out; Finish reports it.
     if (failed || handOnSize != kHoldEverything)
         size = 0;
+}
+
+bool OutputBuffer::CanRewind() const {
+    return !handedOn || regularFile;
 }
 
 void OutputBuffer::Rewind() {

@@ -12,13 +12,15 @@ namespace zmcli {
 
 // Writers append bytes; the buffer hands them on in large pieces. While a read is still
 // running, what was handed on may have to be taken back (a reader that delivers a cell
-// for a row already printed makes the command print everything again), so bytes go out
-// early only where that is possible: a regular file, which is cut back, or the null
-// device. A stream, a pipe or a terminal gets everything at Finish. A failed read leaves
-// no partial output behind.
+// for a row already printed makes the command print everything again): a regular file
+// is cut back, the null device needs nothing. A pipe or a terminal gets its first
+// 8 MiB at once and then flows the same way; what it received cannot be taken back
+// (CanRewind). A std::ostream gets everything at Finish. A failed read leaves no
+// partial output in a file.
 class OutputBuffer {
   public:
     static constexpr size_t kHandOnSize = size_t{1} << 20;
+    static constexpr size_t kFirstPipeHold = size_t{8} << 20;
 
     // Output to a stream, held until Finish.
     explicit OutputBuffer(std::ostream& stream);
@@ -53,6 +55,8 @@ class OutputBuffer {
         if (size >= handOnSize)
             HandOnEarly();
     }
+    // False once bytes went to a destination that cannot take them back.
+    bool CanRewind() const;
     // Forgets everything written so far, also what a file already received.
     void Rewind();
     // Hands on the rest; false when the output cannot be written.
@@ -78,6 +82,7 @@ class OutputBuffer {
     bool regularFile = false;
     long long start = 0;  // where the output begins in a regular file
     bool failed = false;
+    bool handedOn = false;
 };
 
 }  // namespace zmcli

@@ -66,6 +66,13 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     long long dropped = stream.DroppedCells();
     std::unique_ptr<SheetSink> stored;
     if (outcome.ok && stream.FellBack()) {
+        if (!output->CanRewind()) {
+            output->Finish();
+            err << "zmimport: " << label
+                << ": the reader went back to rows already written to the pipe; write to a "
+                   "file with -o instead\n";
+            return kExitFailure;
+        }
         output->Rewind();
         stored = std::make_unique<SheetSink>(progressTerminal);
         stored->TypeTexts(typeTexts);
