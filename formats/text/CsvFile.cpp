@@ -44,6 +44,13 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
         // reading them, and the sink then simply receives nothing.
         const CsvParser parser(dialect, fileName, options.GetEncoding(), INT_MAX);
         parser.GetData(*sink, INT_MAX, INT_MAX);
+        warning.clear();
+        if (parser.DroppedLines() > 0) {
+            warning = zm::FormatMessage(
+                zm::Translate("A quoted field is not closed at the end of the file: its last %1% "
+                              "line(s), from the opening quote on, were not read."),
+                parser.DroppedLines());
+        }
     } catch (...) {
         // The dialects used here never throw; what is left is the sink or memory.
         return SetUnknownException();
@@ -70,6 +77,10 @@ void CsvFile::SetOptions(ZmImportOpenOptions* record) {
     } catch (const std::exception&) {
         SetStatus(kOpenStreamFailed);
     }
+}
+
+const char* CsvFile::GetWarningMessage() {
+    return warning.empty() ? nullptr : warning.c_str();
 }
 
 char CsvFile::GetDelimiter() {

@@ -33,11 +33,13 @@ class ZMIMPORT_API CsvFile : public SpreadsheetFile {
 
     int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     int Read(ReadSpreadSheetData* sink) override;
-    // The file is not sized in advance: 1 x 1 whatever it holds, -1 once in error.
-    // The true size reaches the sink during Read; before and after, the answer is 1.
+    // The file is not sized in advance: the true size reaches the sink during Read;
+    // before and after, the answer is 1.
     int GetNumCols() override { return 1; }
     int GetNumRows() override { return 1; }
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    // After a read that lost lines to a quoted field left open at the end, says so.
+    const char* GetWarningMessage() override;
     // Proposes ';' when the first line holds more semicolons than commas, else ','.
     char GetDelimiter();
 
@@ -51,4 +53,5 @@ class ZMIMPORT_API CsvFile : public SpreadsheetFile {
     CsvFileOptions options;
     ZmImportOpenOptions* openOptions = nullptr;
     std::string fileName;
+    std::string warning;
 };

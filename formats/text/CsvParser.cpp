@@ -443,7 +443,7 @@ void CsvParser::Finish() {
         default:
             // Inside an unterminated quoted field or after a trailing escape: the open
             // field and its row are lost.
-            rows.DropOpenRow();
+            droppedLines = rows.DropOpenRow();
             break;
     }
     state = kStartRecord;

@@ -32,6 +32,8 @@ class ZMIMPORT_API CsvParser {
     // rows within the first `maxCols` columns. Nothing at all when there is no row.
     void GetData(ReadSpreadSheetData& sink, int maxCols, int maxRows) const;
 
+    // Lines at the end of the input lost with an unterminated quoted field (0: none).
+    size_t DroppedLines() const { return droppedLines; }
     // True when the file could not be opened as text in the encoding.
     bool StreamFailed() const { return streamFailed; }
     size_t RowCount() const { return rows.RowCount(); }
@@ -58,6 +60,7 @@ class ZMIMPORT_API CsvParser {
 
     CsvDialect dialect;
     unsigned state = 1;
+    size_t droppedLines = 0;
     CsvRows rows;
     int maxRows;
     bool stopped = false;

@@ -1,6 +1,7 @@
 // Field and row bookkeeping of the compact CSV store.
 #include "formats/text/CsvRows.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 void CsvRows::ThrowTooLong() {
@@ -18,8 +19,15 @@ void CsvRows::EndRow() {
     rowTextStart = fieldStart;
 }
 
-void CsvRows::DropOpenRow() {
+size_t CsvRows::DropOpenRow() {
+    // A line end inside the open field is one line; a last line without one counts too.
+    const char* begin = text.Data() + rowTextStart;
+    const char* end = text.Data() + text.Size();
+    size_t lines = static_cast<size_t>(std::count(begin, end, '\n'));
+    if (begin == end || end[-1] != '\n')
+        ++lines;
     text.Truncate(rowTextStart);
     lengths.Truncate(rowFirstField);
     fieldStart = rowTextStart;
+    return lines;
 }

@@ -104,8 +104,9 @@ class CsvRows {
     }
     // Finishes the current row, even when it has no fields.
     void EndRow();
-    // Forgets the field being built and every field of the current row.
-    void DropOpenRow();
+    // Forgets the field being built and every field of the current row; returns the
+    // number of lines of the file that they held.
+    size_t DropOpenRow();
     size_t CurrentRowFields() const { return lengths.Size() - rowFirstField; }
 
     size_t RowCount() const { return rowFields.Size(); }

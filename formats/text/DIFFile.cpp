@@ -307,6 +307,7 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
     if (sink == nullptr)
         return status;
 
+    warning.clear();
     int wanted = sink->MapRow(0);
     long long column = 0;
     int row = 0;
@@ -322,8 +323,20 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
         if (kind == kBeginTuple) {
             wanted = sink->MapRow(row);
             column = 0;
-            if (wanted < 0 || row >= lastRow)
-                break;  // the sink wants no more, or the limit
+            if (wanted < 0)
+                break;  // the sink wants no more
+            if (row >= lastRow) {
+                // The limit: the size the header announced. Rows beyond it are counted
+                // so that their loss is not silent.
+                const long long beyond = CountRemainingTuples();
+                if (beyond > 0 && lastRow == numRows) {
+                    warning = zm::FormatMessage(
+                        zm::Translate("The file holds %1% more row(s) than its header announces "
+                                      "(TUPLES %2%); they were not read."),
+                        beyond, lastRow);
+                }
+                break;
+            }
             ++row;
             continue;
         }
@@ -337,6 +350,21 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
     }
     sink->SetDataSize(static_cast<int>(std::min<long long>(column, INT_MAX)), row);
     return badRecord ? SetStatus(kRecordError) : 0;
+}
+
+long long DIFFile::CountRemainingTuples() {
+    long long tuples = 1;  // the one whose BOT was just read
+    for (;;) {
+        const int kind = ReadDIFRecord();
+        if (kind == kBeginTuple)
+            ++tuples;
+        else if (kind == kEndOfData || kind == kBadRecord)
+            return tuples;
+    }
+}
+
+const char* DIFFile::GetWarningMessage() {
+    return warning.empty() ? nullptr : warning.c_str();
 }
 
 bool DIFFile::WriteString(const char* text, size_t length) {

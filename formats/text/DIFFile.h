@@ -45,6 +45,8 @@ class ZMIMPORT_API DIFFile : public SpreadsheetFile {
     int Read(ReadSpreadSheetData* sink, int lastCol, int lastRow, const DifFileOptions& options);
     int Write(WriteSpreadSheetData* source) override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    // After a read that stopped at the announced row count with rows left, says so.
+    const char* GetWarningMessage() override;
 
     // Content test: a DIF file starts with a TABLE entry.
     static bool IsDIFFile(const char* path);
@@ -82,10 +84,13 @@ class ZMIMPORT_API DIFFile : public SpreadsheetFile {
     bool PlausibleCounts(long long cols, long long rows) const;
     // Counts tuples and their largest width when the header cannot be trusted; 0 or 770.
     int ScanSize();
+    // Counts the tuples from the one just begun to the end of the data.
+    long long CountRemainingTuples();
 
     std::unique_ptr<zm::TextStream> stream;
     std::string title;
     std::string line;
+    std::string warning;
     std::string vectorPart;
     std::string valuePart;
     std::string fileName;

@@ -227,6 +227,31 @@ TEST(TextFormats, AnUnknownEncodingKeyIsBadOptions) {
     EXPECT_EQ(codeOf(DIFFile(), std::string(ZM_TEST_DATA) + "/dif/edge_transposed.dif"), bad);
 }
 
+// Rows the readers leave out, as their formats require, are named in a warning.
+TEST(TextFormats, RowsLeftOutAreCountedInAWarning) {
+    zmtest::ScratchDir dir;
+    auto warned = [](SpreadsheetFile&& reader, const std::string& file) {
+        zmtest::RecordingSink sink;
+        EXPECT_EQ(zmtest::ReadAll(reader, file, sink), 0);
+        const char* warning = reader.GetWarningMessage();
+        return std::to_string(sink.rows) + " " + (warning != nullptr ? warning : "-");
+    };
+    const std::string open = "A quoted field is not closed at the end of the file: its last ";
+    EXPECT_EQ(warned(CsvFile(), dir.Write("a.csv", "a,b\n1,2\n3,\"x\n4,5\n6,7\n")),
+              "2 " + open + "3 line(s), from the opening quote on, were not read.");
+    EXPECT_EQ(warned(CsvFile(), dir.Write("b.csv", "a,b\n\"x")),
+              "1 " + open + "1 line(s), from the opening quote on, were not read.");
+    EXPECT_EQ(warned(CsvFile(), dir.Write("c.csv", "a,b\n\"x\"\n")), "2 -");
+    const std::string head =
+        "TABLE\n0,1\n\"\"\nVECTORS\n0,2\n\"\"\nTUPLES\n0,2\n\"\"\nDATA\n0,0\n\"\"\n";
+    std::string tuples;
+    for (int r = 0; r < 4; ++r)
+        tuples += "-1,0\nBOT\n0," + std::to_string(r) + "\nV\n0,1\nV\n";
+    EXPECT_EQ(warned(DIFFile(), dir.Write("d.dif", head + tuples + "-1,0\nEOD\n")),
+              "2 The file holds 2 more row(s) than its header announces (TUPLES 2); they were "
+              "not read.");
+}
+
 // Each code of the text formats explains itself; the others go to the common table.
 template <class File>
 std::string MessageFor(int code) {
