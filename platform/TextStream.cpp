@@ -381,6 +381,19 @@ bool TextStream::GetLine(std::string_view& line) {
     }
 }
 
+bool TextStream::GetWritableLine(char*& data, size_t& length) {
+    std::string_view view;
+    if (!GetLine(view))
+        return false;
+    Impl& s = *impl;
+    const size_t offset = static_cast<size_t>(view.data() - s.text.Data());
+    length = view.size();
+    // Only an unterminated last line can end at the buffer's end.
+    s.text.Reserve(offset + length + 1, s.textEnd);
+    data = s.text.Data() + offset;
+    return true;
+}
+
 bool TextStream::GetLine(std::string& line) {
     std::string_view view;
     if (!GetLine(view))

@@ -34,6 +34,10 @@ class ZMIMPORT_API TextStream {
     // The same without a copy: `line` points into the stream's buffer and stays valid
     // until the next read from the stream.
     bool GetLine(std::string_view& line);
+    // The same line in the stream's own buffer, writable, with one more writable byte
+    // after it (for a terminating zero); valid until the next call. Saves a copy of
+    // every line for readers that cut lines in place.
+    bool GetWritableLine(char*& data, size_t& length);
     // Everything converted so far and not yet consumed, at least one byte unless the file
     // is at its end (false then). A chunk ends at a character boundary except where the
     // file itself ends inside a character. Valid until the next read from the stream.

@@ -3,9 +3,12 @@
 
 #include <unicode/ucnv.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "platform/TextStream.h"
@@ -20,25 +23,33 @@ struct ConverterDeleter {
 };
 using ConverterPtr = std::unique_ptr<UConverter, ConverterDeleter>;
 
-// A growable byte buffer that does not zero what it allocates.
+// A growable byte buffer that does not zero what it allocates. It grows with realloc,
+// which moves large blocks by remapping their pages instead of copying them, so that a
+// very long line costs its own size once rather than old and new buffer side by side.
 class ByteBuffer {
   public:
-    char* Data() { return data.get(); }
+    ByteBuffer() = default;
+    ~ByteBuffer() { std::free(data); }
+    ByteBuffer(const ByteBuffer&) = delete;
+    ByteBuffer& operator=(const ByteBuffer&) = delete;
+
+    char* Data() { return data; }
     size_t Capacity() const { return capacity; }
     // Keeps the first `keep` bytes and makes room for `size` bytes in all.
     void Reserve(size_t size, size_t keep) {
+        (void)keep;  // realloc keeps everything
         if (size <= capacity)
             return;
-        size_t grown = capacity * 2 > size ? capacity * 2 : size;
-        std::unique_ptr<char[]> bigger(new char[grown]);
-        if (keep > 0)
-            std::memcpy(bigger.get(), data.get(), keep);
-        data = std::move(bigger);
+        const size_t grown = std::max(size, capacity + capacity / 2);
+        void* bigger = std::realloc(data, grown);
+        if (bigger == nullptr)
+            throw std::bad_alloc();
+        data = static_cast<char*>(bigger);
         capacity = grown;
     }
 
   private:
-    std::unique_ptr<char[]> data;
+    char* data = nullptr;
     size_t capacity = 0;
 };
 

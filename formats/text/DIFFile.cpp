@@ -19,7 +19,7 @@ namespace {
 
 // The vector number and type indicator are plain decimal integers; anything else reads
 // as 0, as a C conversion would.
-long long ParseInteger(const std::string& text) {
+long long ParseInteger(std::string_view text) {
     size_t i = 0;
     while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
         ++i;
@@ -30,19 +30,19 @@ long long ParseInteger(const std::string& text) {
     return value;
 }
 
-bool IsQuoted(const std::string& text) {
+bool IsQuoted(std::string_view text) {
     return text.size() >= 2 && text.front() == '"' && text.back() == '"';
 }
 
-std::string Unquoted(const std::string& text) {
-    return IsQuoted(text) ? text.substr(1, text.size() - 2) : text;
+std::string Unquoted(std::string_view text) {
+    return std::string(IsQuoted(text) ? text.substr(1, text.size() - 2) : text);
 }
 
-std::string Trimmed(const std::string& text) {
+std::string Trimmed(std::string_view text) {
     const auto first = text.find_first_not_of(" \t\r");
-    if (first == std::string::npos)
+    if (first == std::string_view::npos)
         return std::string();
-    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+    return std::string(text.substr(first, text.find_last_not_of(" \t\r") - first + 1));
 }
 
 constexpr const char* kHeaderTemplate =
@@ -74,7 +74,7 @@ bool DIFFile::OpenStream(const std::string& encoding, bool forReading) {
     return false;
 }
 
-bool DIFFile::GetLine(std::string& text) {
+bool DIFFile::GetLine(std::string_view& text) {
     return stream != nullptr && stream->GetLine(text);
 }
 
@@ -126,24 +126,27 @@ void DIFFile::SetOptions(ZmImportOpenOptions* record) {
 }
 
 int DIFFile::ReadDIFHeaderEntry(int& kind, long long& number, std::string& text) {
-    std::string keyword;
-    if (!GetLine(keyword) || !GetLine(line))
+    // Keywords are a few letters; a longer line is no keyword worth keeping whole.
+    if (!GetLine(line))
+        return kHeaderError;
+    std::string keyword = Trimmed(line.substr(0, 64));
+    if (!GetLine(line))
         return kHeaderError;
     const auto comma = line.find(',');
-    if (comma == std::string::npos)
+    if (comma == std::string_view::npos)
         return kHeaderError;
     vectorPart = line.substr(0, comma);
     valuePart = line.substr(comma + 1);
     number = ParseInteger(valuePart);
     if (!GetLine(line))
         return kHeaderError;
-    text = Unquoted(line);
-    keyword = Trimmed(keyword);
     kind = keyword == "TABLE"     ? kTable
            : keyword == "VECTORS" ? kVectors
            : keyword == "TUPLES"  ? kTuples
            : keyword == "DATA"    ? kData
                                   : kOtherEntry;
+    // Only the table's title is kept; other strings are not copied at all.
+    text = kind == kTable ? Unquoted(line) : std::string();
     return 0;
 }
 
@@ -155,7 +158,7 @@ int DIFFile::ReadHeader() {
         if (int code = ReadDIFHeaderEntry(kind, number, text); code != 0)
             return code;
         if (kind == kTable)
-            title = text;
+            title = std::move(text);
         if (kind == kVectors)
             headerCols = number;
         if (kind == kTuples)
@@ -169,7 +172,7 @@ int DIFFile::ReadDIFRecord() {
     if (!GetLine(line))
         return kBadRecord;
     const auto comma = line.find(',');
-    if (comma == std::string::npos)
+    if (comma == std::string_view::npos)
         return kBadRecord;
     vectorPart = line.substr(0, comma);
     valuePart = line.substr(comma + 1);
@@ -197,7 +200,7 @@ int DIFFile::ReadDIFRecord() {
         case 1:
             if (!IsQuoted(line))
                 return kBadRecord;
-            stringValue = line.substr(1, line.size() - 2);
+            stringValue.assign(line.substr(1, line.size() - 2));
             return kStringValue;
         default:
             return kIgnoredRecord;

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "formats/text/TextFileOptions.h"
 #include "framework/SpreadsheetFile.h"
@@ -72,7 +73,8 @@ class ZMIMPORT_API DIFFile : public SpreadsheetFile {
     int ReadDIFHeaderEntry(int& kind, long long& number, std::string& text);
     // One two-line record; the cell text is left in `stringValue`.
     int ReadDIFRecord();
-    bool GetLine(std::string& text);
+    // The next line, a view into the stream valid until the next call.
+    bool GetLine(std::string_view& text);
 
     std::string stringValue;  // the cell text of the last string or numeric record
 
@@ -89,7 +91,7 @@ class ZMIMPORT_API DIFFile : public SpreadsheetFile {
 
     std::unique_ptr<zm::TextStream> stream;
     std::string title;
-    std::string line;
+    std::string_view line;
     std::string warning;
     std::string vectorPart;
     std::string valuePart;

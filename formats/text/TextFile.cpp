@@ -7,9 +7,9 @@
 #include <memory>
 #include <vector>
 
+#include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
 #include "platform/ErrorText.h"
-#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 #include "platform/TextStream.h"
 #include "platform/Translate.h"
@@ -211,8 +211,9 @@ int TextFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow, int firs
         return status = kReadFailed;
     const std::string& delimiter = readOptions.GetDelimiter();
     const bool ignore = readOptions.GetIgnoreConsecutiveDelimiters();
-    std::string buffer;  // the line, made writable so that cells end in place
-    std::string_view line;
+    // Lines are cut into cells in the stream's own buffer: each cell ends in place.
+    char* line = nullptr;
+    size_t length = 0;
     int lineNumber = 0;
     for (;;) {
         const int wanted = sink->MapRow(lineNumber);
@@ -221,21 +222,20 @@ int TextFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow, int firs
         // Always move on at least one line, so that a sink cannot hold the read in place.
         bool more = true;
         do {
-            more = stream.GetLine(line);
+            more = stream.GetWritableLine(line, length);
             if (more)
                 ++lineNumber;
         } while (more && lineNumber < wanted);
         if (!more)
             return 0;
-        if (!line.empty() && line.back() == '\r')
-            line.remove_suffix(1);
+        if (length > 0 && line[length - 1] == '\r')
+            --length;
         if (lineNumber > lastRow)
             return 0;
         if (lineNumber < firstRow)
             continue;
-        buffer.assign(line.data(), line.size());
-        char* cursor = buffer.data();
-        char* end = cursor + buffer.size();
+        char* cursor = line;
+        char* end = line + length;
         const char* cellEnd;
         for (int col = 1; cursor != end && col <= lastCol; ++col) {
             char* cell = cursor;

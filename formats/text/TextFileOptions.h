@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <string>
 
-#include "platform/ZmExport.h"
 #include "framework/ZmImportTypes.h"
+#include "platform/ZmExport.h"
 
 class ZMIMPORT_API TextFileOptions {
   public:

@@ -15,9 +15,9 @@
 #include "cli/Commands.h"
 #include "cli/FormatChoice.h"
 #include "cli/FormatTable.h"
+#include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
 #include "platform/ErrorText.h"
-#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 using namespace zmcli;

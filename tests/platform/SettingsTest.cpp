@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "framework/OptionsRecord.h"
 #include "platform/BinaryString.h"
 #include "platform/Exception.h"
-#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace {
@@ -117,8 +117,9 @@ TEST(SettingsDocument, RefusesNestingAndEntityExpansionCheaply) {
     EXPECT_TRUE(refused("<Configuration><S><K><Item><x/></Item></K></S></Configuration>"));
     EXPECT_FALSE(refused("<Configuration><S><K><Item>1</Item></K></S><T/></Configuration>"));
 
-    std::string laughs = "<?xml version=\"1.0\"?>\n<!-- a -->\n<!DOCTYPE Configuration [\n"
-                         "<!ENTITY l0 \"lol\">\n";
+    std::string laughs =
+        "<?xml version=\"1.0\"?>\n<!-- a -->\n<!DOCTYPE Configuration [\n"
+        "<!ENTITY l0 \"lol\">\n";
     for (int i = 1; i < 10; ++i) {
         laughs += "<!ENTITY l" + std::to_string(i) + " \"";
         for (int j = 0; j < 10; ++j)
