@@ -42,9 +42,11 @@ test: test-plain test-asan
 fuzz: deps
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DZM_FUZZ=ON -DZM_BUILD_BENCH=OFF $(CMAKE_FLAGS)
-	cmake --build build-fuzz -j $(JOBS) --target fuzz_formats
+	cmake --build build-fuzz -j $(JOBS) --target fuzz_formats fuzz_options fuzz_plugin_file
 	mkdir -p build-fuzz/corpus
 	@echo "Run: build-fuzz/bin/fuzz_formats -max_total_time=60 build-fuzz/corpus fuzz/corpus tests/data"
+	@echo "     build-fuzz/bin/fuzz_options -max_total_time=60 build-fuzz/options fuzz/options-corpus"
+	@echo "     build-fuzz/bin/fuzz_plugin_file -max_total_time=60 build-fuzz/plugins fuzz/plugin-corpus"
 
 bench: build
 	bash bench/run.sh $(BUILD)/bin
