@@ -169,6 +169,17 @@ TEST_F(LoaderTest, MissingFunctionsGive2048AndSizingLeavesTheStatusAlone) {
     EXPECT_EQ(reader->GetStatus(), 0);
 }
 
+TEST_F(LoaderTest, TheHostsRowMapReachesThePlugin) {
+    // Every other row, and stop after the third one asked for.
+    struct EveryOtherRow : zmtest::RecordingSink {
+        int MapRow(int counter) override { return counter < 3 ? 2 * counter + 1 : -1; }
+    };
+    std::unique_ptr<SpreadsheetFile> reader = Reader("Driver test format");
+    EveryOtherRow sink;
+    ASSERT_EQ(zmtest::ReadAll(*reader, dir.Script("m.dtf", "rows 9\ncols 1\nmaprow"), sink), 0);
+    EXPECT_EQ(sink.Dump(), "1\t1\tnumber\t101.5\n3\t1\tnumber\t301.5\n5\t1\tnumber\t501.5\n");
+}
+
 TEST_F(LoaderTest, FailuresAreStickyUntilCloseAndCarryThePluginText) {
     std::unique_ptr<SpreadsheetFile> reader = Reader("Driver test format");
     RecordingSink sink;  // reading unopened fails without storing the status

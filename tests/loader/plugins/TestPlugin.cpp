@@ -13,6 +13,7 @@
 //   fail open|size|read  that operation reports failure
 //   error TEXT / warning TEXT / readname TEXT   what GetLastError, GetWarning, GetFileRead give
 //                        ("error size": the size of the loader's text buffer)
+//   maprow               read row by row where the host's MapRow says, until it says stop
 // The series format reads the first file's directives and one more row per further file.
 #ifndef ZM_EMPTY
 #include <algorithm>
@@ -163,6 +164,16 @@ bool ZmImportRead(int, void* handle, void* hostTarget) {
     const int rows = h->Number("rows", 0);
     const int cols = h->Number("cols", 2);
     target->SetSize(rows, cols);
+    if (h->says.count("maprow") != 0) {
+        // Row by row, as the host's row map asks: a negative answer ends the read.
+        for (int counter = 0;; ++counter) {
+            const int row = target->MapRow(counter);
+            if (row < 1 || row > rows)
+                return true;
+            for (int col = 1; col <= cols; ++col)
+                target->SetNumber(row, col, static_cast<float>(row * 100 + col + 0.5));
+        }
+    }
     for (int col = 1; col <= cols; ++col) {
         target->SetText(1, col, (ZM_TAG + std::to_string(col)).c_str());
         for (int row = 2; row <= rows; ++row)
