@@ -12,17 +12,6 @@ export PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig"
 "$cxx" -std=c++20 "$host" $(pkg-config --cflags --libs zmimport) \
   -Wl,-rpath,"$scratch/prefix/lib" -o "$scratch/host-pc"
 
-# The exported headers are C: every one compiles alone as C11, and a C host lists the
-# formats and reads a file.
-include="$scratch/prefix/include/zmimport"
-for header in framework/ZmImport.h framework/ZmImportTypes.h framework/ZmHostData.h; do
-  echo "#include \"$header\"" | "$cc" -std=c11 -Wall -Wextra -Werror -pedantic -I"$include" \
-    -x c -fsyntax-only -
-done
-# shellcheck disable=SC2046
-"$cc" -std=c11 -Wall -Wextra -Werror "$chost" $(pkg-config --cflags --libs zmimport) \
-  -Wl,-rpath,"$scratch/prefix/lib" -o "$scratch/host-c"
-"$scratch/host-c" "$csv"
 "$scratch/host-pc"
 
 # The exported headers are C: every one compiles alone as C11, and a C host lists the
