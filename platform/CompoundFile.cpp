@@ -1,0 +1,132 @@
+// OLE compound files over libgsf.
+#include "platform/CompoundFile.h"
+
+#include <gsf/gsf-infile-msole.h>
+#include <gsf/gsf-infile.h>
+#include <gsf/gsf-input-stdio.h>
+#include <gsf/gsf-input.h>
+#include <gsf/gsf-utils.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+
+namespace zm {
+
+namespace {
+
+GsfInput* AsInput(void* p) {
+    return static_cast<GsfInput*>(p);
+}
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
+               return lower(x) == lower(y);
+           });
+}
+
+}  // namespace
+
+CompoundStream::CompoundStream(void* input) : input(input) {}
+
+CompoundStream::~CompoundStream() {
+    g_object_unref(AsInput(input));
+}
+
+size_t CompoundStream::Read(void* buffer, size_t count) {
+    const gsf_off_t left = gsf_input_remaining(AsInput(input));
+    const size_t take = left <= 0 ? 0 : std::min(count, static_cast<size_t>(left));
+    if (take == 0)
+        return 0;
+    // libgsf hands out its own buffer when given none; ours avoids one more copy.
+    if (gsf_input_read(AsInput(input), take, static_cast<guint8*>(buffer)) == nullptr)
+        return 0;
+    return take;
+}
+
+bool CompoundStream::Seek(uint64_t position) {
+    if (position > Size())
+        return false;
+    // gsf_input_seek answers TRUE on failure.
+    return !gsf_input_seek(AsInput(input), static_cast<gsf_off_t>(position), G_SEEK_SET);
+}
+
+uint64_t CompoundStream::Tell() const {
+    return static_cast<uint64_t>(gsf_input_tell(AsInput(input)));
+}
+
+uint64_t CompoundStream::Size() const {
+    return static_cast<uint64_t>(gsf_input_size(AsInput(input)));
+}
+
+bool CompoundFile::IsCompoundFile(const std::string& path) {
+    static const unsigned char kSignature[8] = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+    std::ifstream in(path, std::ios::binary);
+    unsigned char head[8] = {};
+    return in.read(reinterpret_cast<char*>(head), sizeof head) &&
+           std::memcmp(head, kSignature, sizeof head) == 0;
+}
+
+std::unique_ptr<CompoundFile> CompoundFile::Open(const std::string& path, std::string* error) {
+    GError* failure = nullptr;
+    GsfInput* file = gsf_input_stdio_new(path.c_str(), &failure);
+    GsfInfile* infile = file != nullptr ? gsf_infile_msole_new(file, &failure) : nullptr;
+    if (infile == nullptr) {
+        if (error != nullptr)
+            *error = failure != nullptr && failure->message != nullptr ? failure->message
+                                                                       : "not a compound file";
+        if (failure != nullptr)
+            g_error_free(failure);
+        if (file != nullptr)
+            g_object_unref(file);
+        return nullptr;
+    }
+    return std::unique_ptr<CompoundFile>(new CompoundFile(file, infile));
+}
+
+CompoundFile::CompoundFile(void* file, void* infile) : file(file), infile(infile) {}
+
+CompoundFile::~CompoundFile() {
+    g_object_unref(static_cast<GsfInfile*>(infile));
+    g_object_unref(AsInput(file));
+}
+
+std::vector<std::string> CompoundFile::EntryNames() const {
+    std::vector<std::string> names;
+    auto* root = static_cast<GsfInfile*>(infile);
+    const int count = gsf_infile_num_children(root);
+    for (int i = 0; i < count; ++i) {
+        const char* name = gsf_infile_name_by_index(root, i);
+        names.emplace_back(name != nullptr ? name : "");
+    }
+    return names;
+}
+
+std::unique_ptr<CompoundStream> CompoundFile::OpenStream(size_t index) const {
+    auto* root = static_cast<GsfInfile*>(infile);
+    if (index >= static_cast<size_t>(std::max(gsf_infile_num_children(root), 0)))
+        return nullptr;
+    GsfInput* child = gsf_infile_child_by_index(root, static_cast<int>(index));
+    if (child == nullptr)
+        return nullptr;
+    // A storage has children of its own (or is a storage with none); only streams count.
+    if (GSF_IS_INFILE(child) && gsf_infile_num_children(GSF_INFILE(child)) >= 0) {
+        g_object_unref(child);
+        return nullptr;
+    }
+    return std::unique_ptr<CompoundStream>(new CompoundStream(child));
+}
+
+std::unique_ptr<CompoundStream> CompoundFile::OpenStream(std::string_view name) const {
+    const std::vector<std::string> names = EntryNames();
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (EqualNoCase(names[i], name)) {
+            if (auto stream = OpenStream(i))
+                return stream;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace zm
