@@ -1,8 +1,6 @@
 // Registry rows of the workbook and matrix formats whose readers are not built yet.
 #include "framework/PendingFormat.h"
 
-ZM_PENDING_FORMAT(ExcelFileFactory, "Excel File", "Excel 97-2003 Workbook (*.xl*)", nullptr, 2,
-                  ".xls\0.xlw\0", 0, 1, 0, 1, 1, 1)
 ZM_PENDING_FORMAT(Excel2007FileFactory, "Excel2007 File", "Excel Workbook (*.xlsx; *.xlsb)",
                   "Excel Workbook (*.xlsx)", 2, ".xlsx\0.xlsb\0", 0, 1, 0, 1, 0, 1)
 ZM_PENDING_FORMAT(LotusFileFactory, "Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)", nullptr,

@@ -1,0 +1,108 @@
+// Excel 97-2003 workbooks and older worksheets (BIFF2 to BIFF8).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "formats/workbook/SheetChoice.h"
+#include "framework/SpreadsheetFile.h"
+#include "platform/ZmExport.h"
+
+namespace zm {
+class CodePageText;
+namespace biff {
+class BaseStream;
+}
+}  // namespace zm
+
+// Reads one or several worksheets of a binary Excel file: plain BIFF2-4 record streams
+// and the "Workbook"/"Book" stream of a compound file (BIFF5/BIFF8, BIFF4 workbooks).
+// Cells keep their sheet positions; several sheets are stacked (rows after rows) or put
+// side by side, with an extra column or row naming each value's sheet. Numbers in date
+// formats become date texts. Codes 256-264; reads only.
+class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
+  public:
+    enum Status {
+        kOpenFailed = 256,
+        kBadGlobalsRecord = 257,
+        kBadSheetRecord = 258,
+        kNotExcel = 259,
+        kEmptySheet = 260,
+        kEncrypted = 261,
+        kNoExcelStream = 262,
+        kNoSheets = 263,
+        kUnknownVersion = 264,
+    };
+
+    ExcelFile();
+    ~ExcelFile() override;
+
+    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
+    void Close() override;
+    int GetNumRows() override;
+    int GetNumCols() override;
+    int Read(ReadSpreadSheetData* sink) override;
+    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    const char* GetReadFile() override;
+    ZmImportOpenOptions* GetFileReadOptions(const char* file, bool flag) override;
+
+    // The worksheet names in file order.
+    std::vector<std::string> GetWorksheets() const;
+    // Sets the selection; false when a name is unknown.
+    bool SetCurWorksheet(const std::vector<std::string>& names);
+
+    static int16_t I2Shuffle(const uint8_t* data, size_t offset);
+    static uint16_t uI2Shuffle(const uint8_t* data, size_t offset);
+    static int32_t I4Shuffle(const uint8_t* data, size_t offset);
+    static double DShuffle(const uint8_t* data, size_t offset);
+    static double NumFromRk(uint32_t rk);
+
+  protected:
+    // Chooses the sheets when several exist and no options were given: all of them, in
+    // file order, laid out as the flag last given to GetFileReadOptions says.
+    virtual void GetSheetOptions(const std::vector<std::string>& names);
+
+  private:
+    struct Record {
+        uint16_t type = 0;
+        int16_t length = 0;
+        uint8_t data[8224];
+    };
+    struct Worksheet {
+        std::string name;
+        uint64_t position = 0;  // of its BOF record
+        int cols = 0;
+        int rows = 0;
+    };
+
+    int EstablishSize() override;
+    int OpenFile(const char* file);
+    bool ReadBiffRecord();
+    void ReadWorkbookGlobals();
+    void ReadBiff4Bundles();
+    int IsWorksheet(uint64_t position);
+    int GetSheet(ZmImportOpenOptions* options);
+    std::vector<size_t> GetSheetIndexes(const std::vector<std::string>& names) const;
+    int ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset, int colOffset);
+    void Set(ReadSpreadSheetData* sink, int row, int col, unsigned xf, double value);
+    std::string RecordText(size_t offset, bool wideCount, bool biff2Length);
+    void NoteFormat();
+
+    std::unique_ptr<zm::biff::BaseStream> stream;
+    std::unique_ptr<Record> record;
+    int version = 0;  // high byte of the first BOF's type: 0, 2, 4 or 8
+    bool biff2 = false;
+    bool biff8 = false;
+    std::vector<Worksheet> worksheets;
+    std::vector<std::string> sharedStrings;
+    std::set<unsigned> dateFormats;
+    std::vector<bool> dateXf;
+    std::unique_ptr<zm::CodePageText> codePage;
+    zm::SheetChoice choice;
+    std::string readName;
+    bool sideBySideFlag = false;
+    int dimensionRows = 0, dimensionCols = 0;
+};
