@@ -69,6 +69,15 @@ bool CompoundFile::IsCompoundFile(const std::string& path) {
 }
 
 std::unique_ptr<CompoundFile> CompoundFile::Open(const std::string& path, std::string* error) {
+    // libgsf reports damaged files on standard error as well; the caller says it itself.
+    static const bool quiet = [] {
+        for (const char* domain : {"libgsf", "libgsf:msole", "GLib-GObject"})
+            g_log_set_handler(
+                domain, static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK),
+                [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
+        return true;
+    }();
+    (void)quiet;
     GError* failure = nullptr;
     GsfInput* file = gsf_input_stdio_new(path.c_str(), &failure);
     GsfInfile* infile = file != nullptr ? gsf_infile_msole_new(file, &failure) : nullptr;

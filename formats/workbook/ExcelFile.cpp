@@ -34,6 +34,30 @@ constexpr uint16_t kShrFmla = 0x04BC;
 constexpr int kMaxRows = 1048576;
 constexpr int kMaxCols = 16384;
 
+// Records that hold a cell, its row at offset 0 and its column at offset 2.
+bool IsCellRecord(uint16_t type) {
+    switch (type) {
+        case 0x0002:
+        case 0x0003:
+        case 0x0004:
+        case 0x0005:
+        case 0x0006:
+        case 0x0203:
+        case 0x0204:
+        case 0x0205:
+        case 0x0206:
+        case 0x0406:
+        case 0x007E:
+        case 0x027E:
+        case 0x00BD:
+        case 0x00D6:
+        case 0x00FD:
+            return true;
+        default:
+            return false;
+    }
+}
+
 bool IsBof(uint16_t type) {
     return (type & 0xFF) == 0x09 && (type >> 8) <= 0x08;
 }
@@ -261,6 +285,7 @@ int ExcelFile::IsWorksheet(uint64_t position) {
     dimensionCols = 0;
     int result = kEmptySheet;
     bool seenBof = false;
+    int cellRows = 0, cellCols = 0;
     if (!stream->Seek(position)) {
         stream->Seek(back);
         return kBadSheetRecord;
@@ -282,7 +307,16 @@ int ExcelFile::IsWorksheet(uint64_t position) {
             seenBof = true;
             continue;
         }
-        if ((type & 0xFF) == 0x00 && record->length >= (biff8 ? 12 : 8)) {
+        if (IsCellRecord(type) && record->length >= 4) {
+            // Some writers declare fewer rows or columns than they fill (Gnumeric, Quattro
+            // Pro, exporters): the cells themselves widen the sheet, so none is lost.
+            const int row = uI2Shuffle(record->data, 0);
+            int col = uI2Shuffle(record->data, 2);
+            if (type == 0x00BD && record->length >= 6)
+                col = uI2Shuffle(record->data, static_cast<size_t>(record->length) - 2);
+            cellRows = std::max(cellRows, std::min(row + 1, kMaxRows));
+            cellCols = std::max(cellCols, std::min(col + 1, kMaxCols));
+        } else if ((type & 0xFF) == 0x00 && record->length >= (biff8 ? 12 : 8)) {
             const long long rows = biff8 ? static_cast<uint32_t>(I4Shuffle(record->data, 4))
                                          : uI2Shuffle(record->data, 2);
             const int cols = uI2Shuffle(record->data, biff8 ? 10 : 6);
@@ -294,6 +328,8 @@ int ExcelFile::IsWorksheet(uint64_t position) {
             break;
         }
     }
+    dimensionRows = std::max(dimensionRows, cellRows);
+    dimensionCols = std::max(dimensionCols, cellCols);
     stream->Seek(back);
     return result;
 }
@@ -517,7 +553,8 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int 
                         sink->Set(col, row, sharedStrings[index].c_str());
                 }
                 break;
-            case 0x007E:  // RK
+            case 0x007E:  // RK as some documentation numbers it
+            case 0x027E:  // RK as the files store it
                 if (size >= 10 && place(0, 2, row, col))
                     Set(sink, row, col, uI2Shuffle(data, 4),
                         NumFromRk(static_cast<uint32_t>(I4Shuffle(data, 6))));
@@ -536,18 +573,19 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int 
                 }
                 break;
             }
-            case 0x0006:    // FORMULA (BIFF2)
+            case 0x0006:    // FORMULA (BIFF2, and again from BIFF5 on)
             case 0x0206:    // FORMULA (BIFF3)
-            case 0x0406: {  // FORMULA (BIFF4 on)
-                const size_t at = type == 0x0006 ? 7 : 6;
+            case 0x0406: {  // FORMULA (BIFF4)
+                // BIFF2 keeps 3 bytes of cell attributes where later versions keep the XF.
+                const bool old = type == 0x0006 && biff2;
+                const size_t at = old ? 7 : 6;
                 if (size < at + 8 || !place(0, 2, row, col))
                     break;
-                const unsigned xf = type == 0x0006 ? 0u : uI2Shuffle(data, 4);
                 if (uI2Shuffle(data, at + 6) != 0xFFFF) {
-                    if (type == 0x0006)
+                    if (old)
                         sink->Set(col, row, DShuffle(data, at));
                     else
-                        Set(sink, row, col, xf, DShuffle(data, at));
+                        Set(sink, row, col, uI2Shuffle(data, 4), DShuffle(data, at));
                     break;
                 }
                 if (data[at] != 0)
@@ -557,7 +595,7 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int 
                     return kBadSheetRecord;
                 if (record->type == kShrFmla && !ReadBiffRecord())
                     return kBadSheetRecord;
-                if (record->type == 0x0007)
+                if (record->type == 0x0007 && biff2)
                     sink->Set(col, row, RecordText(0, false, true).c_str());
                 else if (record->type == 0x0207)
                     sink->Set(col, row, RecordText(0, true, false).c_str());

@@ -1,0 +1,216 @@
+// The Excel 97-2003 reader: RK numbers and dates, the raw-byte date-format test, sheet
+// choice and layouts, record limits and refusals on small hand-built record streams, and
+// the cells of workbooks written by Gnumeric.
+#include "formats/workbook/ExcelFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "formats/workbook/SpreadsheetDate.h"
+#include "framework/OptionsRecord.h"
+#include "platform/Settings.h"
+#include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
+
+namespace {
+
+// A BIFF8 record stream laid out by hand, written as a plain file (the reader takes a
+// plain record stream as readily as a compound file's workbook stream).
+class Biff {
+  public:
+    Biff& Record(uint16_t type, const std::string& data) {
+        Word(type);
+        Word(static_cast<uint16_t>(data.size()));
+        bytes += data;
+        return *this;
+    }
+    static std::string W(uint16_t v) { return std::string{char(v & 0xFF), char(v >> 8)}; }
+    static std::string D(uint32_t v) { return W(v & 0xFFFF) + W(v >> 16); }
+    static std::string Number(double v) {
+        std::string s(8, '\0');
+        std::memcpy(s.data(), &v, 8);
+        return s;
+    }
+    size_t Size() const { return bytes.size(); }
+    std::string bytes;
+
+  private:
+    void Word(uint16_t v) { bytes += W(v); }
+};
+
+std::string Bof(uint16_t substream) {
+    return Biff::W(0x0600) + Biff::W(substream) + std::string(12, '\0');
+}
+
+// A workbook with sheets of the given sizes: each gets a NUMBER in its last cell, in XF 1
+// (format "dd.mm.yyyy", a date) or XF 0 (format "d", no date). `extra` records go into the
+// globals, `sheetExtra` into every sheet. The date test reads a BIFF8 format's raw bytes
+// from the count's high byte on, so a format needs more than two characters to show its
+// letters; "d" never does.
+std::string Workbook(const std::vector<std::pair<int, int>>& sizes, const std::string& extra = "",
+                     const std::string& sheetExtra = "") {
+    Biff globals;
+    globals.Record(0x0809, Bof(0x0005));
+    globals.bytes += extra;
+    // FORMAT 164 "d" and 165 "dd.mm.yyyy" (BIFF8: index, count, option byte, characters).
+    globals.Record(0x041E, Biff::W(164) + Biff::W(1) + std::string(1, '\0') + "d");
+    globals.Record(0x041E, Biff::W(165) + Biff::W(10) + std::string(1, '\0') + "dd.mm.yyyy");
+    globals.Record(0x00E0, Biff::W(0) + Biff::W(164) + std::string(16, '\0'));
+    globals.Record(0x00E0, Biff::W(0) + Biff::W(165) + std::string(16, '\0'));
+    const size_t boundsheetSize = 4 + 9;  // header, position, options, one-character name
+    const size_t globalsEnd = globals.Size() + sizes.size() * boundsheetSize + 4;
+    std::vector<std::string> sheets;
+    for (const auto& [rows, cols] : sizes) {
+        Biff sheet;
+        sheet.Record(0x0809, Bof(0x0010));
+        sheet.bytes += sheetExtra;
+        sheet.Record(0x0200, Biff::D(0) + Biff::D(rows) + Biff::W(0) + Biff::W(cols) + Biff::W(0));
+        if (rows > 0 && cols > 0) {
+            sheet.Record(0x0203, Biff::W(rows - 1) + Biff::W(cols - 1) + Biff::W(rows % 2) +
+                                     Biff::Number(61.5));
+        }
+        sheet.Record(0x000A, "");
+        sheets.push_back(sheet.bytes);
+    }
+    size_t position = globalsEnd;
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        globals.Record(0x0085, Biff::D(static_cast<uint32_t>(position)) + Biff::W(0) +
+                                   std::string(1, '\1') + std::string(1, '\0') +
+                                   std::string(1, char('A' + i)));
+        position += sheets[i].size();
+    }
+    globals.Record(0x000A, "");
+    for (const std::string& s : sheets)
+        globals.bytes += s;
+    return globals.bytes;
+}
+
+std::string Read(ExcelFile& file, const std::string& path, ZmImportOpenOptions* options,
+                 zmtest::RecordingSink& sink) {
+    const int status = zmtest::ReadAll(file, path, sink, options);
+    return std::to_string(status) + " " + std::to_string(file.GetNumRows()) + "x" +
+           std::to_string(file.GetNumCols());
+}
+
+TEST(ExcelFile, RkNumbersAndDates) {
+    EXPECT_EQ(ExcelFile::NumFromRk(0x3FF00000), 1.0);
+    EXPECT_EQ(ExcelFile::NumFromRk(0x3FF00001), 0.01);
+    EXPECT_EQ(ExcelFile::NumFromRk(0x00000193), 1.0);
+    EXPECT_EQ(ExcelFile::NumFromRk(0x00000192), 100.0);
+    EXPECT_EQ(ExcelFile::NumFromRk(0xFFFFFFFE), -1.0);
+    EXPECT_EQ(zm::SerialToDateText(0.5), "12:00:00");
+    EXPECT_EQ(zm::SerialToDateText(1.0), "1900-01-01");
+    EXPECT_EQ(zm::SerialToDateText(59.0), "1900-02-28");
+    EXPECT_EQ(zm::SerialToDateText(60.0), "1900-02-29");  // the 1900 system's own day
+    EXPECT_EQ(zm::SerialToDateText(61.0), "1900-03-01");
+    EXPECT_EQ(zm::SerialToDateText(45352.75), "2024-03-01 18:00:00");
+    EXPECT_EQ(zm::SerialToDateText(1.999999999), "1900-01-02");  // rounds to the next day
+    EXPECT_EQ(zm::SerialToDateText(3e7), "");                    // past 9999-12-31
+}
+
+TEST(ExcelFile, DateFormatsSheetChoiceAndLayouts) {
+    zmtest::ScratchDir dir;
+    const std::string book = dir.Write("two.xls", Workbook({{10, 3}, {5, 4}}));
+    // Without options every sheet is read, stacked, with a column naming the sheet.
+    ExcelFile stacked;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(Read(stacked, book, nullptr, sink), "0 15x5");
+    EXPECT_EQ(stacked.GetWorksheets(), (std::vector<std::string>{"A", "B"}));
+    // XF 0 is format "d" (one date character: a number), XF 1 is "dd.mm.yyyy" (a date).
+    EXPECT_EQ(sink.Number(3, 10), 61.5);
+    EXPECT_EQ(sink.Text(4, 15), "1900-03-01 12:00:00");
+    EXPECT_EQ(sink.Text(5, 1), "sheet: A");
+    EXPECT_EQ(sink.Text(5, 15), "sheet: B");
+    EXPECT_STREQ(stacked.GetReadFile(), "A_B");
+
+    // Side by side, from options; then one sheet by number.
+    zm::SettingsDocument side;
+    side.SetInt("Settings", "ReadOrder", 3);
+    side.SetString("Settings", "Sheets", "B;A;nosuch");
+    zmtest::OptionsRecord sideRecord(side);
+    ExcelFile beside;
+    zmtest::RecordingSink besideSink;
+    EXPECT_EQ(Read(beside, book, &sideRecord.options, besideSink), "0 11x7");
+    EXPECT_EQ(besideSink.Text(4, 5), "1900-03-01 12:00:00");  // B first
+    EXPECT_EQ(besideSink.Number(7, 10), 61.5);
+    zm::SettingsDocument second;
+    second.SetString("Settings", "Sheets", "2");
+    second.SetBool("Settings", "UseIndexes", true);
+    zmtest::OptionsRecord secondRecord(second);
+    ExcelFile one;
+    zmtest::RecordingSink oneSink;
+    EXPECT_EQ(Read(one, book, &secondRecord.options, oneSink), "0 5x4");
+    EXPECT_STREQ(one.GetReadFile(), "B");
+
+    // The file's own options reproduce the default choice.
+    ExcelFile asked;
+    ZmImportOpenOptions* record = asked.GetFileReadOptions(book.c_str(), true);
+    ASSERT_NE(record, nullptr);
+    std::unique_ptr<zm::SettingsDocument> document;
+    ASSERT_EQ(zm::DecodeOptions(record, document), zm::OptionsDecode::kDecoded);
+    zm::FreeOptionsRecord(record);
+    EXPECT_EQ(document->GetString("Settings", "Sheets"), "A;B");
+    EXPECT_EQ(document->GetInt("Settings", "ReadOrder"), 3);
+    EXPECT_EQ(document->GetBool("Settings", "AllSheets"), true);
+}
+
+TEST(ExcelFile, EmptyAndDialogSheetsRecordLimitsAndRefusals) {
+    zmtest::ScratchDir dir;
+    auto codeOf = [&](const std::string& bytes) {
+        ExcelFile file;
+        zmtest::RecordingSink sink;
+        const int code = zmtest::ReadAll(file, dir.Write("x.xls", bytes), sink);
+        return std::to_string(code) + " " + zmtest::Message(file);
+    };
+    // 0 rows and 256 columns is an empty sheet, skipped; 0 rows and 10 columns is kept.
+    EXPECT_EQ(codeOf(Workbook({{0, 256}})), "263 The excel file does not contain any sheets.");
+    ExcelFile kept;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(Read(kept, dir.Write("k.xls", Workbook({{0, 256}, {0, 10}})), nullptr, sink),
+              "0 0x10");
+    // A dialog sheet (WSBOOL bit 4) is no worksheet.
+    Biff dialog;
+    dialog.Record(0x0081, std::string(1, '\x10') + std::string(1, '\0'));
+    EXPECT_EQ(codeOf(Workbook({{3, 3}}, "", dialog.bytes)).substr(0, 3), "263");
+    // An encrypted workbook, a record longer than BIFF8 allows, no BOF, a later version.
+    Biff filePass;
+    filePass.Record(0x002F, std::string(6, '\0'));
+    EXPECT_EQ(codeOf(Workbook({{2, 2}}, filePass.bytes)).substr(0, 9), "261 TAVIX");
+    Biff tooLong;
+    tooLong.Record(0x0809, Bof(0x0005));
+    tooLong.bytes += Biff::W(0x00FC) + Biff::W(8225) + std::string(8225, '\0');
+    EXPECT_EQ(codeOf(tooLong.bytes).substr(0, 4), "257 ");
+    EXPECT_EQ(codeOf("plain text, no record"),
+              "259 This file does not appear to be a valid Excel file.");
+    Biff future;
+    future.Record(0x0909, Bof(0x0005));
+    EXPECT_EQ(codeOf(future.bytes).substr(0, 9), "264 TAVIX");
+}
+
+TEST(ExcelFile, WorkbooksWrittenByGnumeric) {
+    // Texts (shared strings in BIFF8, code-page bytes in BIFF5), numbers, date formats and
+    // formula results, text results from their STRING records included.
+    for (const char* name : {"mixed-biff8.xls", "mixed-biff5.xls"}) {
+        SCOPED_TRACE(name);
+        ExcelFile file;
+        zmtest::RecordingSink sink;
+        const std::string path = std::string(ZM_TEST_DATA) + "/xls/" + name;
+        EXPECT_EQ(Read(file, path, nullptr, sink), "0 4x5");
+        EXPECT_EQ(sink.Text(1, 1), "name");
+        EXPECT_EQ(sink.Text(1, 4), "gamma, delta");
+        EXPECT_EQ(sink.Number(2, 2), 1.5);
+        EXPECT_EQ(sink.Number(2, 4), 1e20);
+        EXPECT_EQ(sink.Text(3, 2), "2024-03-01");
+        EXPECT_EQ(sink.Text(3, 3), "2024-03-02 12:30:00");
+        EXPECT_EQ(sink.Number(4, 3), -4.0);
+        EXPECT_EQ(sink.Text(5, 2), "alpha!");
+        EXPECT_EQ(sink.Text(5, 4), "caf\xC3\xA9");
+        EXPECT_STREQ(file.GetReadFile(), "mixed.csv");  // Gnumeric names the sheet after the file
+    }
+}
+
+}  // namespace
