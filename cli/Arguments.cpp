@@ -39,7 +39,7 @@ bool Accepts(Command command, std::string_view option) {
                command == Command::kConvert;
     if (option == "--to-format" || option == "--encoding")
         return command == Command::kConvert;
-    if (option == "--options" || option == "--keep-text")
+    if (option == "--options" || option == "--set" || option == "--keep-text")
         return command == Command::kRead || command == Command::kConvert;
     return command == Command::kRead;  // --to, -o
 }
@@ -91,7 +91,7 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         SplitOption(arg, name, value, hasValue);
         if (name != "--format" && name != "--options" && name != "--to" && name != "-o" &&
             name != "--plugins" && name != "--to-format" && name != "--encoding" &&
-            name != "--keep-text") {
+            name != "--keep-text" && name != "--set") {
             throw UsageError("unknown option '" + std::string(name) + "'");
         }
         if (!Accepts(args.command, name)) {
@@ -113,6 +113,12 @@ Arguments ParseArguments(int argc, const char* const* argv) {
             args.format = value;
         } else if (name == "--options") {
             args.optionsFile = value;
+        } else if (name == "--set") {
+            const std::string pair(value);
+            const size_t equals = pair.find('=');
+            if (equals == std::string::npos || equals == 0)
+                throw UsageError("--set takes KEY=VALUE, not '" + pair + "'");
+            args.settings.emplace_back(pair.substr(0, equals), pair.substr(equals + 1));
         } else if (name == "--plugins") {
             args.pluginDir = value;
         } else if (name == "-o") {
@@ -157,12 +163,15 @@ Commands:
       on the last line, the format a read would choose. Exit status 1 when none.
       Plug-in formats answer surely, can read or no.
   zmimport read FILE... [--format NAME|INDEX] [--options SETTINGS.xml]
-                        [--to csv|tsv|json] [-o OUT]
+                        [--set KEY=VALUE]... [--to csv|tsv|json] [-o OUT]
       Read FILE into a sheet and print it (default CSV on standard output).
       Several files are read together by formats that take several files.
       --format   the format's exact name or its 1-based index (see 'formats');
                  without it the format is chosen as 'detect' shows
       --options  a settings document (XML) handed to the reader
+      --set      a key of the settings, over the document's (repeatable), e.g.
+                 --set Sheets="Data;Notes" --set ReadOrder=3 for a workbook's
+                 sheets stacked (1) or side by side (3), --set Delimiter=";"
       --to       csv:  comma-separated, fields with a comma, quote, CR or LF
                        are quoted with inner quotes doubled; LF line ends
                  tsv:  tab-separated, LF line ends; in texts a backslash, tab,
@@ -175,14 +184,15 @@ Commands:
       --keep-text  keep every text cell as it is; by default the delimited text,
                  CSV and DIF formats turn a text that is a number into that number
                  and an empty text into a missing cell
-  zmimport convert IN OUT [--format NAME|INDEX] [--options SETTINGS.xml]
+  zmimport convert IN OUT [--format NAME|INDEX] [--options SETTINGS.xml] [--set K=V]...
                          [--to-format NAME|INDEX] [--encoding KEY] [--keep-text]
       Read IN as 'read' does and write the sheet to OUT with a writable format of
       this program, chosen by OUT's extension (.txt: "Text File", .dif: "DIF File")
       unless --to-format names one (its name or registry index). --encoding gives
       the written file's encoding key (utf8, windows1252, utf16le, ...).
   zmimport options FILE [--format NAME|INDEX]
-      Print the settings (XML) the format's reader uses for FILE by default.
+      Print the settings (XML) the format's reader uses for FILE by default; for a
+      workbook, "Sheets" lists the sheets it offers.
   Every command takes --plugins DIR: a folder of plug-in libraries whose
   formats are listed, detected and read beside this program's own (the
   libraries beside the program are always searched).

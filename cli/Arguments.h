@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/SheetWriters.h"
@@ -16,6 +17,7 @@ struct Arguments {
     std::vector<std::string> files;
     std::string format;       // --format: a name or a 1-based index; empty: by content
     std::string optionsFile;  // --options: a settings document
+    std::vector<std::pair<std::string, std::string>> settings;  // --set KEY=VALUE, in order
     OutputFormat to = OutputFormat::kCsv;
     std::string output;     // -o: empty writes to stdout
     std::string pluginDir;  // --plugins: a further folder of plug-in libraries

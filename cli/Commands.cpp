@@ -123,32 +123,24 @@ class DiscardingSink : public ReadSpreadSheetData {
     int cols = 0, rows = 0;
 };
 
-int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
-    int exitStatus = kExitOk;
-    const int index = FormatFor(args, err, exitStatus);
-    if (index == 0)
-        return exitStatus;
-    const std::string& file = args.files.front();
-    const char* name = FormatInfo(index)->name;
-
+bool DefaultOptionsXml(int index, const std::string& file, std::string& xml, bool& opened,
+                       std::string& openError) {
+    xml.clear();
     // Readers write their defaults into an empty record.
     OptionsRecord record;
     ReaderPtr reader = CreateReader(index);
-    const bool opened = reader->Open(true, file.c_str(), record.Get()) == 0;
-    std::string xml;
-    if (!record.DecodeXml(xml)) {
-        err << "zmimport: " << file << ": the reader wrote options that cannot be decoded\n";
-        return kExitFailure;
-    }
+    opened = reader->Open(true, file.c_str(), record.Get()) == 0;
+    if (!opened)
+        openError = ErrorTextOf(*reader);
+    if (!record.DecodeXml(xml))
+        return false;
     if (xml.empty() && opened) {
         // Some readers (CSV) apply and write back their options only when reading: read
         // into a sink that keeps nothing to find them.
         DiscardingSink discard;
         if (reader->GetNumRows() >= 0 && reader->GetNumCols() >= 0 && reader->Read(&discard) == 0 &&
-            !record.DecodeXml(xml)) {
-            err << "zmimport: " << file << ": the reader wrote options that cannot be decoded\n";
-            return kExitFailure;
-        }
+            !record.DecodeXml(xml))
+            return false;
     }
     if (xml.empty()) {
         std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> fileOptions(
@@ -162,11 +154,36 @@ int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
             OptionsRecord copy;
             *copy.Get() = *fileOptions;
             fileOptions->data = nullptr;  // now owned by `copy`
-            if (!copy.DecodeXml(xml)) {
-                err << "zmimport: " << file << ": the file's options cannot be decoded\n";
-                return kExitFailure;
-            }
+            if (!copy.DecodeXml(xml))
+                return false;
         }
+    }
+    return true;
+}
+
+std::string SetBase(const Arguments& args, int index) {
+    std::string xml, openError;
+    bool opened = false;
+    if (args.settings.empty() || !args.optionsFile.empty() || args.files.empty() ||
+        !DefaultOptionsXml(index, args.files.front(), xml, opened, openError))
+        return std::string();
+    return xml;
+}
+
+int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
+    int exitStatus = kExitOk;
+    const int index = FormatFor(args, err, exitStatus);
+    if (index == 0)
+        return exitStatus;
+    const std::string& file = args.files.front();
+    const char* name = FormatInfo(index)->name;
+
+    std::string xml;
+    bool opened = false;
+    std::string openError;
+    if (!DefaultOptionsXml(index, file, xml, opened, openError)) {
+        err << "zmimport: " << file << ": the reader wrote options that cannot be decoded\n";
+        return kExitFailure;
     }
     if (!xml.empty()) {
         out << xml;
@@ -175,7 +192,7 @@ int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
         return kExitOk;
     }
     if (!opened) {
-        err << "zmimport: " << file << ": " << ErrorTextOf(*reader) << '\n';
+        err << "zmimport: " << file << ": " << openError << '\n';
         return kExitFailure;
     }
     out << "The format \"" << name << "\" has no options.\n";

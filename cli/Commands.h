@@ -2,6 +2,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
 
 #include "cli/Arguments.h"
 
@@ -14,6 +15,16 @@ constexpr int kExitUsage = 2;    // the command line is wrong
 // The format named by --format, or else chosen by content: its 1-based index, or 0
 // after telling `err` why there is none and setting `exitStatus`.
 int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus);
+
+// The settings (XML) the format's reader uses for `file` by default, "" when it has none;
+// false when what the reader wrote cannot be decoded. `opened` tells whether the reader
+// opened the file, `openError` its text when not.
+bool DefaultOptionsXml(int index, const std::string& file, std::string& xml, bool& opened,
+                       std::string& openError);
+
+// What --set keys go into: the reader's own defaults when no --options file is given
+// (so that the keys not set keep their defaults), else "".
+std::string SetBase(const Arguments& args, int index);
 
 int RunFormats(std::ostream& out);
 int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err);

@@ -119,7 +119,7 @@ int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
     if (reader == 0)
         return exitStatus;
     OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err))
+    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, SetBase(readArgs, reader)))
         return kExitFailure;
     SheetSink sink(isatty(STDERR_FILENO) ? stderr : nullptr);
     sink.TypeTexts(!args.keepText && TypesTextsByDefault(*FormatInfo(reader)));

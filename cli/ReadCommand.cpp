@@ -40,7 +40,7 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     }
 
     OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err))
+    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, SetBase(args, index)))
         return kExitFailure;
 
     const std::string label = FilesLabel(args.files);

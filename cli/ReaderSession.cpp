@@ -21,33 +21,42 @@ OptionsRecord::~OptionsRecord() {
     delete[] ownBytes;
 }
 
-bool OptionsRecord::LoadIfGiven(const std::string& path, std::ostream& err) {
-    if (path.empty())
+bool OptionsRecord::LoadIfGiven(const std::string& path, std::ostream& err,
+                                const std::vector<std::pair<std::string, std::string>>& sets,
+                                const std::string& defaults) {
+    if (path.empty() && sets.empty())
         return true;
     std::string error;
-    if (Load(path, error))
+    if (Load(path, error, sets, defaults))
         return true;
-    err << "zmimport: " << path << ": " << error << '\n';
+    err << "zmimport: " << (path.empty() ? std::string("--set") : path) << ": " << error << '\n';
     return false;
 }
 
-bool OptionsRecord::Load(const std::string& path, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        error = "cannot open the settings file";
-        return false;
+bool OptionsRecord::Load(const std::string& path, std::string& error,
+                         const std::vector<std::pair<std::string, std::string>>& sets,
+                         const std::string& defaults) {
+    std::string xml = defaults.empty() ? "<Configuration/>" : defaults;
+    if (!path.empty()) {
+        std::ifstream in(path, std::ios::binary);
+        if (!in) {
+            error = "cannot open the settings file";
+            return false;
+        }
+        std::ostringstream text;
+        text << in.rdbuf();
+        xml = text.str();
     }
-    std::ostringstream text;
-    text << in.rdbuf();
     try {
-        std::unique_ptr<zm::SettingsDocument> document = zm::SettingsDocument::Parse(text.str());
+        std::unique_ptr<zm::SettingsDocument> document = zm::SettingsDocument::Parse(xml);
+        // --set KEY=VALUE: keys of the common section, over what the file says.
+        for (const auto& [key, value] : sets)
+            document->SetString("Settings", key, value);
         // The readers refuse an unknown encoding key as bad options; say which key it was.
-        for (const char* section : {"Settings"}) {
-            const auto key = document->GetString(section, "Encoding");
-            if (key && !IsKnownEncoding(*key)) {
-                error = "unknown encoding key '" + *key + "' (" + KnownEncodings() + ")";
-                return false;
-            }
+        const auto key = document->GetString("Settings", "Encoding");
+        if (key && !IsKnownEncoding(*key)) {
+            error = "unknown encoding key '" + *key + "' (" + KnownEncodings() + ")";
+            return false;
         }
         std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> made(
             zm::NewOptionsRecord(*document), zm::FreeOptionsRecord);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/SheetSink.h"
@@ -23,9 +24,15 @@ class OptionsRecord {
 
     // Loads a settings document file; false with `error` set when it cannot be read or
     // is not a settings document.
-    bool Load(const std::string& path, std::string& error);
+    // Reads a settings file (or, when `path` is empty, starts from `defaults`, a settings
+    // document) and sets the keys of `sets` in its "Settings" section.
+    bool Load(const std::string& path, std::string& error,
+              const std::vector<std::pair<std::string, std::string>>& sets = {},
+              const std::string& defaults = "");
     // Loads `path` when one was given; on failure reports it on `err` and answers false.
-    bool LoadIfGiven(const std::string& path, std::ostream& err);
+    bool LoadIfGiven(const std::string& path, std::ostream& err,
+                     const std::vector<std::pair<std::string, std::string>>& sets = {},
+                     const std::string& defaults = "");
     ZmImportOpenOptions* Get() { return &record; }
     // The settings document in the record as XML; empty when the record holds none.
     // False when the bytes are not a settings document.

@@ -182,6 +182,16 @@ class CommandLine(unittest.TestCase):
         self.assertIn("<Delimiter>,</Delimiter>", out)
         self.assertIn("<Encoding></Encoding>", out)
 
+    def test_set_builds_the_settings_over_the_readers_defaults(self):
+        table = self.write("s.csv", b"a;b\n1;2\n")
+        status, out, _ = run("read", table, "--set", "Delimiter=;")
+        self.assertEqual((status, out), (0, "a,b\n1,2\n"))
+        status, out, _ = run("read", table, "--set=Delimiter=,", "--to", "tsv")
+        self.assertEqual((status, out), (0, "a;b\n1;2\n"))
+        status, _, err = run("read", table, "--set", "Delimiter")
+        self.assertEqual(status, 2)
+        self.assertIn("--set takes KEY=VALUE", err)
+
     def test_writer_options_that_cannot_be_honoured_are_refused(self):
         table = self.write("t.csv", b"a,b\n 1.5 ,2\n")
         status, _, err = run("convert", table, os.path.join(self.dir.name, "t.dif"),
