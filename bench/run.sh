@@ -126,6 +126,24 @@ while read -r key ratio; do
   summary+=("$(printf '%-28s TextFile read x%s of UTF-8 in CPU time (limit 1.5)' "Text $key" "$ratio")")
 done < <(awk '$1 != "utf8" { r = $14; gsub(/[()x]/, "", r); print $1, r }' <<<"$out")
 
+# --- Excel 97-2003: 65,000 x 20 written by xlwt, against xlrd ---
+echo
+echo "== Excel 97-2003 workbook, 65,000 rows x 20 columns =="
+xls="$work/table-65000x20.xls"
+if [ -f "$xls" ] || /usr/bin/python3 "$here/make_xls.py" "$xls"; then
+  xls_ours="$(wall_seconds "$bin/zmimport" read "$xls" -o /dev/null)"
+  xls_rss="$(max_rss_kb "$bin/zmimport" read "$xls" -o /dev/null)"
+  xls_xlrd="$(best_seconds /usr/bin/python3 "$here/xlrd_read.py" "$xls")"
+  echo "zmimport read -o /dev/null  $xls_ours s, peak $xls_rss KiB; xlrd $xls_xlrd s"
+  summary+=("$(awk -v o="$xls_ours" -v x="$xls_xlrd" 'BEGIN {
+    printf "%-28s ours %7.3f s   xlrd %7.3f s   %.2f x faster (target >= 3)\n",
+      "zmimport read .xls, end to end", o, x, x / o }')")
+  summary+=("$(printf '%-28s peak %7.1f MB = %s x file size (target <= 2)' ".xls read memory" \
+    "$(awk -v k="$xls_rss" 'BEGIN { print k / 1024 }')" "$(rss_ratio "$xls_rss" "$xls")")")
+else
+  echo "xlwt is missing (Debian package python3-xlwt): no .xls benchmark"
+fi
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"
