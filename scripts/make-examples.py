@@ -8,6 +8,7 @@ this script does.
 """
 import math
 import os
+import subprocess
 import struct
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
@@ -98,12 +99,19 @@ def grain_dif(path):
         f.write('\r\n'.join(out) + '\r\n')
 
 
+def grain_xls(csv_path, path):
+    """The same table as an Excel 97-2003 workbook, written by Gnumeric."""
+    subprocess.run(['ssconvert', '--export-type=Gnumeric_Excel:excel_biff8', csv_path, path],
+                   check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
 def main():
     os.makedirs(DATA, exist_ok=True)
     brimrose_nir_spectra(os.path.join(DATA, 'nir-spectra.dat'))
     grain_csv(os.path.join(DATA, 'grain-reference.csv'))
     grain_text(os.path.join(DATA, 'grain-reference.txt'))
     grain_dif(os.path.join(DATA, 'grain-reference.dif'))
+    grain_xls(os.path.join(DATA, 'grain-reference.csv'), os.path.join(DATA, 'grain-reference.xls'))
 
 
 if __name__ == '__main__':
