@@ -4,77 +4,101 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "platform/CompoundFile.h"
 
 namespace zm::biff {
 
+namespace {
+
+constexpr size_t kReadAhead = 256 * 1024;
+
+}  // namespace
+
 BaseStream::BaseStream(const std::string& path) {
-    if (!CompoundFile::IsCompoundFile(path)) {
-        std::ifstream in(path, std::ios::binary);
-        if (!in) {
-            status = 1;
-            return;
-        }
-        bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    std::error_code error;
+    const uint64_t fileSize = std::filesystem::file_size(path, error);
+    if (error) {
+        status = 1;
         return;
     }
-    const auto file = CompoundFile::Open(path);
-    if (file == nullptr) {
+    if (!CompoundFile::IsCompoundFile(path)) {
+        file = std::fopen(path.c_str(), "rb");
+        status = file != nullptr ? 0 : 1;
+        size = fileSize;
+        return;
+    }
+    compound = CompoundFile::Open(path);
+    if (compound == nullptr) {
         status = 1;
         return;
     }
     // The first entry of the root storage, in directory order, that is a workbook stream
     // (BIFF8 "Workbook", BIFF5 "Book"), whatever the case of its name.
-    const std::vector<std::string> names = file->EntryNames();
+    const std::vector<std::string> names = compound->EntryNames();
     for (size_t i = 0; i < names.size(); ++i) {
         std::string lower = names[i];
         for (char& c : lower)
             c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
         if (lower != "workbook" && lower != "book")
             continue;
-        auto stream = file->OpenStream(i);
-        if (stream == nullptr)
+        inner = compound->OpenStream(i);
+        if (inner == nullptr)
             continue;
         // A stream cannot hold more than the file it lives in, whatever its directory
-        // entry claims: read in pieces up to that bound.
-        std::error_code error;
-        const uint64_t limit =
-            std::min<uint64_t>(stream->Size(), std::filesystem::file_size(path, error));
-        uint8_t piece[65536];
-        while (bytes.size() < limit) {
-            const size_t want =
-                static_cast<size_t>(std::min<uint64_t>(sizeof piece, limit - bytes.size()));
-            const size_t got = stream->Read(piece, want);
-            bytes.insert(bytes.end(), piece, piece + got);
-            if (got < want)
-                break;
-        }
+        // entry claims.
+        size = std::min<uint64_t>(inner->Size(), fileSize);
         return;
     }
     status = 2;
 }
 
-bool BaseStream::Read(void* buffer, size_t count) {
-    if (count > bytes.size() - position)
+BaseStream::~BaseStream() {
+    if (file != nullptr)
+        std::fclose(file);
+}
+
+bool BaseStream::Fill() {
+    const size_t want = static_cast<size_t>(std::min<uint64_t>(kReadAhead, size - position));
+    buffer.resize(want);
+    size_t got = 0;
+    if (inner != nullptr) {
+        if (inner->Seek(position))
+            got = inner->Read(buffer.data(), want);
+    } else if (file != nullptr && std::fseek(file, static_cast<long>(position), SEEK_SET) == 0) {
+        got = std::fread(buffer.data(), 1, want, file);
+    }
+    buffer.resize(got);
+    bufferStart = position;
+    return got == want;
+}
+
+bool BaseStream::Read(void* out, size_t count) {
+    if (count > size - position)
         return false;
-    if (count > 0)
-        std::memcpy(buffer, bytes.data() + position, count);
-    position += count;
+    auto* to = static_cast<uint8_t*>(out);
+    while (count > 0) {
+        if (position < bufferStart || position >= bufferStart + buffer.size()) {
+            if (!Fill() && buffer.empty())
+                return false;
+        }
+        const size_t offset = static_cast<size_t>(position - bufferStart);
+        const size_t take = std::min(count, buffer.size() - offset);
+        if (take == 0)
+            return false;
+        std::memcpy(to, buffer.data() + offset, take);
+        to += take;
+        position += take;
+        count -= take;
+    }
     return true;
 }
 
 bool BaseStream::Seek(uint64_t to) {
-    if (to > bytes.size())
+    if (to > size)
         return false;
     position = to;
     return true;
-}
-
-const uint8_t* BaseStream::Peek(size_t count) const {
-    return count <= bytes.size() - position ? bytes.data() + position : nullptr;
 }
 
 }  // namespace zm::biff
