@@ -138,6 +138,16 @@ if [ -f "$xls" ] || /usr/bin/python3 "$here/make_xls.py" "$xls"; then
   summary+=("$(awk -v o="$xls_ours" -v x="$xls_xlrd" 'BEGIN {
     printf "%-28s ours %7.3f s   xlrd %7.3f s   %.2f x faster (target >= 3)\n",
       "zmimport read .xls, end to end", o, x, x / o }')")
+  if command -v npm > /dev/null && { [ -d "$here/sheetjs/node_modules" ] ||
+      (cd "$here/sheetjs" && npm ci --no-audit --no-fund > /dev/null 2>&1); }; then
+    xls_sheetjs="$(best_seconds node "$here/sheetjs/read.js" "$xls")"
+    echo "SheetJS $xls_sheetjs s"
+    summary+=("$(awk -v o="$xls_ours" -v x="$xls_sheetjs" 'BEGIN {
+      printf "%-28s ours %7.3f s   SheetJS %7.3f s   %.1f x faster (target >= 10)\n",
+        "zmimport read .xls vs SheetJS", o, x, x / o }')")
+  else
+    echo "npm is missing or cannot install SheetJS: no SheetJS comparison"
+  fi
   summary+=("$(printf '%-28s peak %7.1f MB = %s x file size (target <= 2)' ".xls read memory" \
     "$(awk -v k="$xls_rss" 'BEGIN { print k / 1024 }')" "$(rss_ratio "$xls_rss" "$xls")")")
 else
