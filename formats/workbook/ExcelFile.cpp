@@ -131,6 +131,7 @@ int ExcelFile::Open(bool readMode, const char* file, ZmImportOpenOptions* option
 
 int ExcelFile::OpenFile(const char* file) {
     worksheets.clear();
+    testedSheets.clear();
     sharedStrings.clear();
     dateXf.clear();
     dateFormats.clear();
@@ -280,6 +281,19 @@ void ExcelFile::ReadBiff4Bundles() {
 }
 
 int ExcelFile::IsWorksheet(uint64_t position) {
+    // Many sheet records may point at the same place; each place is walked once, so that
+    // a small file cannot make the walk quadratic.
+    if (const auto known = testedSheets.find(position); known != testedSheets.end()) {
+        dimensionRows = known->second.rows;
+        dimensionCols = known->second.cols;
+        return known->second.result;
+    }
+    const int result = TestWorksheet(position);
+    testedSheets[position] = {result, dimensionRows, dimensionCols};
+    return result;
+}
+
+int ExcelFile::TestWorksheet(uint64_t position) {
     const uint64_t back = stream->Tell();
     dimensionRows = 0;
     dimensionCols = 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -84,6 +85,7 @@ class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
     void ReadWorkbookGlobals();
     void ReadBiff4Bundles();
     int IsWorksheet(uint64_t position);
+    int TestWorksheet(uint64_t position);
     int GetSheet(ZmImportOpenOptions* options);
     std::vector<size_t> GetSheetIndexes(const std::vector<std::string>& names) const;
     int ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset, int colOffset);
@@ -105,4 +107,8 @@ class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
     std::string readName;
     bool sideBySideFlag = false;
     int dimensionRows = 0, dimensionCols = 0;
+    struct Tested {
+        int result, rows, cols;
+    };
+    std::map<uint64_t, Tested> testedSheets;
 };
