@@ -213,4 +213,29 @@ TEST(ExcelFile, WorkbooksWrittenByGnumeric) {
     }
 }
 
+TEST(ExcelFile, EveryBiffGenerationWrittenBySheetJS) {
+    // BIFF2 to BIFF4 are plain record streams, BIFF5 and BIFF8 compound files. The
+    // INTEGER record (16 bits) is read as a signed number, so 40000 stored that way comes
+    // back as -25536; from BIFF5 on SheetJS stores it as a number record.
+    const std::pair<const char*, double> cases[] = {{"sheetjs-biff2.xls", -25536},
+                                                    {"sheetjs-biff3.xls", -25536},
+                                                    {"sheetjs-biff4.xls", -25536},
+                                                    {"sheetjs-biff5.xls", 40000},
+                                                    {"sheetjs-biff8.xls", 40000}};
+    for (const auto& [name, count] : cases) {
+        SCOPED_TRACE(name);
+        ExcelFile file;
+        zmtest::RecordingSink sink;
+        EXPECT_EQ(Read(file, std::string(ZM_TEST_DATA) + "/xls/" + name, nullptr, sink), "0 4x3");
+        EXPECT_EQ(sink.Text(1, 1), "name");
+        EXPECT_EQ(sink.Text(1, 4), "gamma");
+        EXPECT_EQ(sink.Number(2, 3), -2.25);
+        EXPECT_EQ(sink.Number(2, 4), 1e-7);
+        EXPECT_EQ(sink.Number(3, 2), 3);
+        EXPECT_EQ(sink.Number(3, 3), count);
+        // A worksheet file has no sheet names; a workbook does.
+        EXPECT_STREQ(file.GetReadFile(), count < 0 ? "" : "Data");
+    }
+}
+
 }  // namespace
