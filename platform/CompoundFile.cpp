@@ -116,7 +116,13 @@ std::unique_ptr<CompoundStream> CompoundFile::OpenStream(size_t index) const {
     auto* root = static_cast<GsfInfile*>(infile);
     if (index >= static_cast<size_t>(std::max(gsf_infile_num_children(root), 0)))
         return nullptr;
+    // libgsf warns in GLib's default log domain when a damaged file's entry cannot be
+    // opened; the caller reports that itself, so the warning is held back for this call.
+    const guint quiet = g_log_set_handler(
+        nullptr, static_cast<GLogLevelFlags>(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_CRITICAL),
+        [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
     GsfInput* child = gsf_infile_child_by_index(root, static_cast<int>(index));
+    g_log_remove_handler(nullptr, quiet);
     if (child == nullptr)
         return nullptr;
     // A storage has children of its own (or is a storage with none); only streams count.

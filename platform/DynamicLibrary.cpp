@@ -35,11 +35,6 @@ void* OpenModule(const std::string& path) {
     return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
-void CloseModule(void* module) {
-    if (module != nullptr)
-        dlclose(module);
-}
-
 std::string LastLoadError() {
     const char* text = dlerror();
     return text != nullptr ? text : "";

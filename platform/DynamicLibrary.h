@@ -11,9 +11,6 @@ namespace zm {
 void* OpenExecutableModule();
 // Loads a library with every symbol bound now and kept local to it; null on failure.
 void* OpenModule(const std::string& path);
-// Unloads a module. The loader keeps its plug-ins for the life of the process; only
-// tools that merely inspect a library use this.
-void CloseModule(void* module);
 // The dynamic loader's text for the last failed load, or empty.
 std::string LastLoadError();
 // The address of an exported symbol of `module`, or null.

@@ -191,6 +191,18 @@ TEST(ExcelFile, EmptyAndDialogSheetsRecordLimitsAndRefusals) {
     EXPECT_EQ(codeOf(future.bytes).substr(0, 9), "264 TAVIX");
 }
 
+TEST(ExcelFile, ADamagedCompoundFileIsRefusedQuietly) {
+    // The stream's sectors are missing: the reader says so, and nothing else is printed.
+    ExcelFile file;
+    zmtest::RecordingSink sink;
+    ::testing::internal::CaptureStderr();
+    const int code =
+        zmtest::ReadAll(file, std::string(ZM_TEST_DATA) + "/xls/insufficient-blocks.xls", sink);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(code, ExcelFile::kNoExcelStream);
+    EXPECT_EQ(zmtest::Message(file), "No Excel stream was found in the file.");
+}
+
 TEST(ExcelFile, WorkbooksWrittenByGnumeric) {
     // Texts (shared strings in BIFF8, code-page bytes in BIFF5), numbers, date formats and
     // formula results, text results from their STRING records included.
