@@ -1,0 +1,90 @@
+// Zip packages: entries of real workbooks found without regard to case, entries read whole
+// or as streams, a limit that stops an entry inflating to far more than it may, and files
+// that are no zip or are cut short.
+#include "platform/ZipPackage.h"
+
+#include <gtest/gtest.h>
+#include <zipios++/zipoutputstream.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+using zm::ZipPackage;
+using Result = ZipPackage::ReadResult;
+
+std::string Corpus(const std::string& name) {
+    return std::string(ZM_CORPUS) + "/xlsx/" + name;
+}
+
+TEST(ZipPackage, FindsAndReadsThePartsOfAWorkbook) {
+    std::string error;
+    const auto package = ZipPackage::Open(Corpus("47813.xlsx"), &error);
+    ASSERT_NE(package, nullptr) << error;
+    EXPECT_NE(package->Find("[Content_Types].xml"), nullptr);
+    const ZipPackage::Entry* workbook = package->Find("XL/Workbook.XML");
+    ASSERT_NE(workbook, nullptr);
+    EXPECT_EQ(workbook->name, "xl/workbook.xml");
+    std::string text;
+    ASSERT_EQ(package->Read("xl/workbook.xml", text, 1 << 20), Result::kOk);
+    EXPECT_EQ(text.size(), workbook->size);
+    EXPECT_EQ(text.rfind("<?xml", 0), 0u);
+    auto stream = package->OpenStream("xl/workbook.xml", 1 << 20);
+    ASSERT_NE(stream, nullptr);
+    const std::string streamed{std::istreambuf_iterator<char>(*stream), {}};
+    EXPECT_EQ(streamed, text);
+    EXPECT_EQ(package->Read("xl/missing.xml", text, 1 << 20), Result::kMissing);
+    EXPECT_EQ(package->OpenStream("xl/missing.xml", 1), nullptr);
+    EXPECT_EQ(package->Read("xl/workbook.xml", text, workbook->size - 1), Result::kTooLarge);
+}
+
+TEST(ZipPackage, AnEntryThatInflatesPastTheLimitIsRefused) {
+    // 64 MiB of zeros deflate to about 64 KiB: reading stops at the limit.
+    const std::string path = ::testing::TempDir() + "zip-bomb.zip";
+    {
+        zipios::ZipOutputStream out(path);
+        out.putNextEntry("xl/worksheets/sheet1.xml");
+        const std::string zeros(1 << 20, '0');
+        for (int i = 0; i < 64; ++i)
+            out.write(zeros.data(), static_cast<std::streamsize>(zeros.size()));
+    }
+    const auto package = ZipPackage::Open(path);
+    ASSERT_NE(package, nullptr);
+    std::string text;
+    EXPECT_EQ(package->Read("xl/worksheets/sheet1.xml", text, 1 << 20), Result::kTooLarge);
+    EXPECT_TRUE(text.empty());
+    auto stream = package->OpenStream("xl/worksheets/sheet1.xml", 1 << 20);
+    ASSERT_NE(stream, nullptr);
+    size_t total = 0;
+    char chunk[4096];
+    while (stream->read(chunk, sizeof chunk) || stream->gcount() > 0)
+        total += static_cast<size_t>(stream->gcount());
+    EXPECT_LE(total, size_t{1} << 20);
+    std::remove(path.c_str());
+}
+
+TEST(ZipPackage, NoZipAndCutZipsEndCleanly) {
+    const std::string path = ::testing::TempDir() + "cut.xlsx";
+    std::ofstream(path) << "plain text, no zip";
+    std::string error;
+    EXPECT_EQ(ZipPackage::Open(path, &error), nullptr);
+    EXPECT_FALSE(error.empty());
+    std::ifstream in(Corpus("47813.xlsx"), std::ios::binary);
+    const std::string whole{std::istreambuf_iterator<char>(in), {}};
+    for (size_t length = 0; length < whole.size(); length += 997) {
+        std::ofstream(path, std::ios::binary).write(whole.data(), static_cast<long>(length));
+        const auto package = ZipPackage::Open(path);
+        if (package == nullptr)
+            continue;
+        for (const auto& entry : package->Entries()) {
+            std::string text;
+            package->Read(entry.name, text, 1 << 22);
+            EXPECT_LE(text.size(), size_t{1} << 22);
+        }
+    }
+    std::remove(path.c_str());
+}
+
+}  // namespace
