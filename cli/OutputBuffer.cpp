@@ -64,6 +64,7 @@ void OutputBuffer::Inspect() {
     struct stat info;
     const bool known = fstat(fileno(file), &info) == 0;
     regularFile = known && S_ISREG(info.st_mode);
+    nullDevice = known && IsNullDevice(info);
     if (regularFile) {
         std::fflush(file);
         start = lseek(fileno(file), 0, SEEK_CUR);
@@ -97,7 +98,7 @@ void OutputBuffer::HandOnEarly() {
 }
 
 bool OutputBuffer::CanRewind() const {
-    return !handedOn || regularFile;
+    return !handedOn || regularFile || nullDevice;
 }
 
 void OutputBuffer::Rewind() {

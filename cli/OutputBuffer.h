@@ -80,7 +80,8 @@ class OutputBuffer {
     std::FILE* file = nullptr;
     bool ownsFile = false;
     bool regularFile = false;
-    long long start = 0;  // where the output begins in a regular file
+    bool nullDevice = false;  // takes anything and keeps nothing: nothing to take back
+    long long start = 0;      // where the output begins in a regular file
     bool failed = false;
     bool handedOn = false;
 };

@@ -12,7 +12,7 @@ packages=(
   libxerces-c-dev libzipios++-dev libnetcdf-dev netcdf-bin zlib1g-dev
   libicu-dev libgsf-1-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev
-  python3 python3-pandas python3-numpy python3-xlrd python3-xlwt
+  python3 python3-pandas python3-numpy python3-xlrd python3-xlwt python3-openpyxl
   time locales gnumeric
 )
 

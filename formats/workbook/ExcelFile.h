@@ -88,7 +88,10 @@ class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
     int TestWorksheet(uint64_t position);
     int GetSheet(ZmImportOpenOptions* options);
     std::vector<size_t> GetSheetIndexes(const std::vector<std::string>& names) const;
-    int ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset, int colOffset);
+    // Reads one sheet's cells; with `stackedLabel` each finished row also gets the text
+    // naming the sheet in the last column.
+    int ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset, int colOffset,
+                  const std::string* stackedLabel);
     void Set(ReadSpreadSheetData* sink, int row, int col, unsigned xf, double value);
     std::string RecordText(size_t offset, bool wideCount, bool biff2Length);
     void NoteFormat();

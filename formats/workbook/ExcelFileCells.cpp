@@ -26,18 +26,16 @@ int ExcelFile::Read(ReadSpreadSheetData* sink) {
     int rowOffset = 0, colOffset = 0;
     for (size_t i : indexes) {
         const Worksheet& sheet = worksheets[i];
-        if (int code = ReadSheet(sink, sheet, rowOffset, colOffset); code != 0)
+        // The extra column (stacked) or row (side by side) names each value's sheet; the
+        // column is filled row by row as the rows are finished, so cells come in row order.
+        const std::string label = several ? zm::SheetLabel(sheet.name) : std::string();
+        if (int code = ReadSheet(sink, sheet, rowOffset, colOffset,
+                                 several && !sideBySide ? &label : nullptr);
+            code != 0)
             return SetStatus(code);
-        if (several) {
-            // The extra column (stacked) or row (side by side) names each value's sheet.
-            const std::string label = zm::SheetLabel(sheet.name);
-            if (sideBySide) {
-                for (int c = 1; c <= sheet.cols; ++c)
-                    sink->Set(colOffset + c, numRows, label.c_str());
-            } else {
-                for (int r = 1; r <= sheet.rows; ++r)
-                    sink->Set(numCols, rowOffset + r, label.c_str());
-            }
+        if (several && sideBySide) {
+            for (int c = 1; c <= sheet.cols; ++c)
+                sink->Set(colOffset + c, numRows, label.c_str());
         }
         (sideBySide ? colOffset : rowOffset) += sideBySide ? sheet.cols : sheet.rows;
     }
@@ -80,7 +78,12 @@ void ExcelFile::Set(ReadSpreadSheetData* sink, int row, int col, unsigned xf, do
 }
 
 int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset,
-                         int colOffset) {
+                         int colOffset, const std::string* stackedLabel) {
+    int labelled = 0;  // rows of this sheet that got their label
+    auto labelRowsBefore = [&](int fileRow) {
+        for (; stackedLabel != nullptr && labelled < std::min(fileRow, sheet.rows); ++labelled)
+            sink->Set(numCols, rowOffset + labelled + 1, stackedLabel->c_str());
+    };
     if (!stream->Seek(sheet.position) || !ReadBiffRecord() || !IsBof(record->type))
         return kBadSheetRecord;
     // A cell's place in the sink, or false when it lies outside the sheet's size.
@@ -90,6 +93,7 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int 
         const int r = uI2Shuffle(record->data, rowAt), c = uI2Shuffle(record->data, colAt);
         if (r >= sheet.rows || c >= sheet.cols)
             return false;
+        labelRowsBefore(r);
         row = rowOffset + r + 1;
         col = colOffset + c + 1;
         return true;
@@ -101,8 +105,10 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int 
         const size_t size = static_cast<size_t>(record->length);
         const uint8_t* data = record->data;
         int row = 0, col = 0;
-        if (type == kEof)
+        if (type == kEof) {
+            labelRowsBefore(sheet.rows);
             return 0;
+        }
         if (IsBof(type)) {
             while (ReadBiffRecord() && record->type != kEof) {
             }
@@ -187,8 +193,10 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int 
                     sink->Set(col, row, RecordText(0, false, true).c_str());
                 else if (record->type == 0x0207)
                     sink->Set(col, row, RecordText(0, true, false).c_str());
-                else if (record->type == kEof)
+                else if (record->type == kEof) {
+                    labelRowsBefore(sheet.rows);
                     return 0;
+                }
                 break;
             }
             default:

@@ -1,0 +1,69 @@
+// Excel 2007 workbooks (.xlsx): Office Open XML packages.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "formats/workbook/SheetChoice.h"
+#include "formats/workbook/xlsx/XlsxParts.h"
+#include "formats/workbook/xlsx/XlsxSheet.h"
+#include "framework/SpreadsheetFile.h"
+#include "platform/ZmExport.h"
+
+namespace zm {
+class ZipPackage;
+}
+
+// Reads one or several worksheets of an .xlsx package: shared and inline strings,
+// numbers, booleans as "TRUE"/"FALSE", formula results, and numbers in date styles as
+// date texts. Several sheets are stacked or put side by side as in the .xls reader.
+// Worksheet parts are read as streams. Codes 768-774; reads only.
+class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
+  public:
+    enum Status {
+        kNoData = 768,
+        kNoSheets = 769,
+        kOpenFailed = 770,
+        kCorrupt = 771,
+        kBadSize = 772,
+        kUnsupported = 773,
+        kOutOfMemory = 774,
+    };
+
+    Excel2007File();
+    ~Excel2007File() override;
+
+    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
+    void Close() override;
+    int GetNumRows() override;
+    int GetNumCols() override;
+    int Read(ReadSpreadSheetData* sink) override;
+    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    const char* GetReadFile() override;
+    ZmImportOpenOptions* GetFileReadOptions(const char* file, bool flag) override;
+
+    std::vector<std::string> GetWorksheets() const;
+
+  protected:
+    // With several sheets and no options: all of them, laid out as the flag last given to
+    // GetFileReadOptions says.
+    virtual void GetSheetOptions(const std::vector<std::string>& names);
+
+  private:
+    int EstablishSize() override;
+    int OpenFile(const char* file);
+    int GetSheet(ZmImportOpenOptions* options);
+    // Reads the selected sheets' cells, once.
+    int LoadSheets();
+
+    std::unique_ptr<zm::ZipPackage> package;
+    std::vector<zm::xlsx::SheetPart> sheets;
+    std::vector<std::string> sharedStrings;
+    std::vector<bool> dateStyles;
+    zm::SheetChoice choice;
+    std::vector<zm::xlsx::SheetCells> loaded;  // per selected sheet, in selection order
+    bool sheetsLoaded = false;
+    std::string readName;
+    bool sideBySideFlag = false;
+};

@@ -1,0 +1,227 @@
+// The small parts of an .xlsx package.
+#include "formats/workbook/xlsx/XlsxParts.h"
+
+#include <charconv>
+#include <map>
+
+#include "platform/XmlReader.h"
+#include "platform/ZipPackage.h"
+
+namespace zm::xlsx {
+
+namespace {
+
+bool Parse(const ZipPackage& package, std::string_view part, XmlHandler& handler) {
+    auto stream = package.OpenStream(part, kSmallPartLimit);
+    if (!stream)
+        return false;
+    std::string error;
+    return ParseXml(*stream, handler, error);
+}
+
+int ToInt(std::string_view text, int otherwise = -1) {
+    int value = otherwise;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() ? value : otherwise;
+}
+
+struct WorkbookSheets : XmlHandler {
+    std::vector<std::pair<std::string, std::string>> sheets;  // name, relationship id
+    void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
+        if (name != "sheet")
+            return;
+        sheets.emplace_back(std::string(AttributeOf(a, "name").value_or("")),
+                            std::string(AttributeOf(a, "id").value_or("")));
+    }
+    void End(std::string_view) override {}
+    void Text(std::string_view) override {}
+};
+
+struct Relationships : XmlHandler {
+    struct Target {
+        std::string id, type, target;
+    };
+    std::vector<Target> targets;
+    void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
+        if (name != "Relationship")
+            return;
+        targets.push_back({std::string(AttributeOf(a, "Id").value_or("")),
+                           std::string(AttributeOf(a, "Type").value_or("")),
+                           std::string(AttributeOf(a, "Target").value_or(""))});
+    }
+    void End(std::string_view) override {}
+    void Text(std::string_view) override {}
+};
+
+bool EndsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// A relationship target as a part path: absolute ones from the package root, others
+// from the folder of the part that names them; "." and ".." steps resolved.
+std::string Resolve(const std::string& folder, const std::string& target) {
+    std::string joined = target.empty() || target[0] != '/' ? folder + target : target.substr(1);
+    std::vector<std::string> steps;
+    size_t start = 0;
+    for (;;) {
+        const size_t slash = joined.find('/', start);
+        const std::string step = joined.substr(start, slash - start);
+        if (step == "..") {
+            if (!steps.empty())
+                steps.pop_back();
+        } else if (!step.empty() && step != ".") {
+            steps.push_back(step);
+        }
+        if (slash == std::string::npos)
+            break;
+        start = slash + 1;
+    }
+    std::string path;
+    for (size_t i = 0; i < steps.size(); ++i)
+        path += (i > 0 ? "/" : "") + steps[i];
+    return path;
+}
+
+struct SharedStrings : XmlHandler {
+    std::vector<std::string>& strings;
+    int phonetic = 0;
+    bool inText = false;
+    explicit SharedStrings(std::vector<std::string>& s) : strings(s) {}
+    void Start(std::string_view name, const std::vector<XmlAttribute>&) override {
+        if (name == "si")
+            strings.emplace_back();
+        else if (name == "rPh")
+            ++phonetic;
+        else if (name == "t")
+            inText = phonetic == 0 && !strings.empty();
+    }
+    void End(std::string_view name) override {
+        if (name == "rPh")
+            --phonetic;
+        else if (name == "t")
+            inText = false;
+        else if (name == "si" && !strings.empty())
+            strings.back() = DecodeEscapes(strings.back());
+    }
+    void Text(std::string_view text) override {
+        if (inText)
+            strings.back() += text;
+    }
+};
+
+struct Styles : XmlHandler {
+    std::map<int, bool> customDates;
+    std::vector<bool>& dateStyles;
+    bool inCellXfs = false;
+    explicit Styles(std::vector<bool>& d) : dateStyles(d) {}
+    void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
+        if (name == "numFmt") {
+            customDates[ToInt(AttributeOf(a, "numFmtId").value_or(""))] =
+                IsDateFormat(std::string(AttributeOf(a, "formatCode").value_or("")));
+        } else if (name == "cellXfs") {
+            inCellXfs = true;
+        } else if (name == "xf" && inCellXfs) {
+            const int id = ToInt(AttributeOf(a, "numFmtId").value_or("0"), 0);
+            const auto custom = customDates.find(id);
+            dateStyles.push_back((id >= 14 && id <= 22) || (id >= 45 && id <= 47) ||
+                                 (custom != customDates.end() && custom->second));
+        }
+    }
+    void End(std::string_view name) override {
+        if (name == "cellXfs")
+            inCellXfs = false;
+    }
+    void Text(std::string_view) override {}
+};
+
+}  // namespace
+
+bool IsDateFormat(std::string code) {
+    const size_t red = code.find("Red");
+    if (red != std::string::npos)
+        code.erase(red, 3);
+    return code.find_first_of("ymdhs") != std::string::npos;
+}
+
+std::string DecodeEscapes(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '_' && i + 6 < text.size() && text[i + 1] == 'x' && text[i + 6] == '_') {
+            unsigned code = 0;
+            const auto [stop, error] =
+                std::from_chars(text.data() + i + 2, text.data() + i + 6, code, 16);
+            if (error == std::errc() && stop == text.data() + i + 6) {
+                if (code < 0x80) {
+                    out += static_cast<char>(code);
+                } else if (code < 0x800) {
+                    out += static_cast<char>(0xC0 | code >> 6);
+                    out += static_cast<char>(0x80 | (code & 0x3F));
+                } else {
+                    out += static_cast<char>(0xE0 | code >> 12);
+                    out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
+                    out += static_cast<char>(0x80 | (code & 0x3F));
+                }
+                i += 6;
+                continue;
+            }
+        }
+        out += text[i];
+    }
+    return out;
+}
+
+std::string FindWorkbookPart(const ZipPackage& package) {
+    Relationships root;
+    if (package.Find("_rels/.rels") != nullptr && Parse(package, "_rels/.rels", root)) {
+        for (const auto& r : root.targets) {
+            if (EndsWith(r.type, "/officeDocument"))
+                return Resolve("", r.target);
+        }
+    }
+    return "xl/workbook.xml";
+}
+
+bool ReadLayout(const ZipPackage& package, PackageLayout& layout) {
+    layout.workbook = FindWorkbookPart(package);
+    const size_t slash = layout.workbook.rfind('/');
+    const std::string folder =
+        slash == std::string::npos ? "" : layout.workbook.substr(0, slash + 1);
+    const std::string file = layout.workbook.substr(folder.size());
+    WorkbookSheets workbook;
+    Relationships relationships;
+    if (!Parse(package, layout.workbook, workbook))
+        return false;
+    Parse(package, folder + "_rels/" + file + ".rels", relationships);
+    layout.sharedStrings = folder + "sharedStrings.xml";
+    layout.styles = folder + "styles.xml";
+    for (const auto& r : relationships.targets) {
+        if (EndsWith(r.type, "/sharedStrings"))
+            layout.sharedStrings = Resolve(folder, r.target);
+        else if (EndsWith(r.type, "/styles"))
+            layout.styles = Resolve(folder, r.target);
+    }
+    for (const auto& [name, id] : workbook.sheets) {
+        for (const auto& r : relationships.targets) {
+            if (r.id == id && r.target.find("worksheets/") != std::string::npos) {
+                layout.sheets.push_back({name, Resolve(folder, r.target)});
+                break;
+            }
+        }
+    }
+    return true;
+}
+
+bool ReadSharedStrings(const ZipPackage& package, const std::string& part,
+                       std::vector<std::string>& strings) {
+    SharedStrings handler(strings);
+    return package.Find(part) == nullptr || Parse(package, part, handler);
+}
+
+bool ReadDateStyles(const ZipPackage& package, const std::string& part,
+                    std::vector<bool>& dateStyles) {
+    Styles handler(dateStyles);
+    return package.Find(part) == nullptr || Parse(package, part, handler);
+}
+
+}  // namespace zm::xlsx

@@ -1,0 +1,183 @@
+// One worksheet part read as a stream of rows and cells. The sheet's size is the extent of
+// the cells it holds: rows and "spans" also cover formatted empty cells (Gnumeric writes
+// spans of 16,384 columns), which would only add empty columns and rows.
+#include "formats/workbook/xlsx/XlsxSheet.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+
+#include "formats/workbook/xlsx/XlsxParts.h"
+#include "platform/XmlReader.h"
+#include "platform/ZipPackage.h"
+
+namespace zm::xlsx {
+
+namespace {
+
+// Worksheets hold at most this many rows and columns.
+constexpr int kMaxRows = 1048576;
+constexpr int kMaxCols = 16384;
+// What a worksheet part may inflate to; beyond it the package is refused as damaged.
+constexpr uint64_t kSheetPartLimit = uint64_t{1} << 30;
+
+bool ToDouble(const std::string& text, double& value) {
+    const char* begin = text.data();
+    const char* end = begin + text.size();
+    while (begin < end && *begin == ' ')
+        ++begin;
+    const auto [stop, error] = std::from_chars(begin, end, value);
+    return error == std::errc() && stop == end;
+}
+
+long long ToInt(std::string_view text, long long otherwise) {
+    long long value = otherwise;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() ? value : otherwise;
+}
+
+class SheetHandler : public XmlHandler {
+  public:
+    SheetHandler(const std::vector<bool>& dateStyles, SheetCells& out)
+        : dateStyles(dateStyles), out(out) {}
+
+    void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
+        if (name == "row") {
+            const auto r = AttributeOf(a, "r");
+            row =
+                r ? static_cast<int>(std::clamp<long long>(ToInt(*r, row + 2) - 1, 0, kMaxRows - 1))
+                  : std::min(row + 1, kMaxRows - 1);
+            col = -1;
+        } else if (name == "c") {
+            const auto r = AttributeOf(a, "r");
+            const int c = r ? ColumnOfReference(std::string(*r)) : -1;
+            col = c >= 0 ? std::min(c, kMaxCols - 1) : std::min(col + 1, kMaxCols - 1);
+            type = std::string(AttributeOf(a, "t").value_or(""));
+            style = static_cast<size_t>(ToInt(AttributeOf(a, "s").value_or("0"), 0));
+            value.clear();
+            inlineText.clear();
+            hasValue = false;
+        } else if (name == "v") {
+            inValue = true;
+            hasValue = true;
+        } else if (name == "is") {
+            inInline = true;
+        } else if (name == "rPh") {
+            ++phonetic;
+        } else if (name == "t" && inInline && phonetic == 0) {
+            inInlineText = true;
+        }
+    }
+
+    void End(std::string_view name) override {
+        if (name == "v") {
+            inValue = false;
+        } else if (name == "t") {
+            inInlineText = false;
+        } else if (name == "is") {
+            inInline = false;
+        } else if (name == "rPh") {
+            --phonetic;
+        } else if (name == "c") {
+            Finish();
+        }
+    }
+
+    void Text(std::string_view text) override {
+        if (inValue)
+            value += text;
+        else if (inInlineText)
+            inlineText += text;
+    }
+
+  private:
+    void Finish() {
+        SheetCells::Cell cell{row, col, SheetCells::Kind::kNumber, 0.0, 0};
+        if (type == "s") {
+            const long long index = ToInt(value, -1);
+            if (!hasValue || index < 0 || index > UINT32_MAX)
+                return;
+            cell.kind = SheetCells::Kind::kShared;
+            cell.index = static_cast<uint32_t>(index);
+        } else if (type == "inlineStr") {
+            AddText(cell, DecodeEscapes(inlineText));
+            return;
+        } else if (type == "d") {
+            // An ISO 8601 date written as text: shown as the date texts of date styles are.
+            if (!hasValue)
+                return;
+            std::string text = value.substr(0, value.find_first_of(".Z+"));
+            std::replace(text.begin(), text.end(), 'T', ' ');
+            if (text.size() > 10 && text.compare(text.size() - 9, 9, " 00:00:00") == 0)
+                text.resize(text.size() - 9);
+            AddText(cell, text);
+            return;
+        } else if (type == "str" || type == "e") {
+            if (!hasValue)
+                return;
+            AddText(cell, DecodeEscapes(value));
+            return;
+        } else if (type == "b") {
+            if (!hasValue)
+                return;
+            AddText(cell, ToInt(value, 0) != 0 ? "TRUE" : "FALSE");
+            return;
+        } else {
+            if (!hasValue || !ToDouble(value, cell.number))
+                return;
+            // "n" is what an absent type means, and writers put it either way: both
+            // take the date test of the cell's style.
+            const bool date = style < dateStyles.size() && dateStyles[style];
+            cell.kind = date ? SheetCells::Kind::kDate : SheetCells::Kind::kNumber;
+        }
+        Keep(cell);
+    }
+
+    // Cells with a value make the sheet's extent; styled empty cells do not.
+    void Keep(const SheetCells::Cell& cell) {
+        out.cols = std::max(out.cols, cell.col + 1);
+        out.rows = std::max(out.rows, cell.row + 1);
+        out.cells.push_back(cell);
+    }
+
+    void AddText(SheetCells::Cell cell, std::string text) {
+        cell.kind = SheetCells::Kind::kText;
+        cell.index = static_cast<uint32_t>(out.texts.size());
+        out.texts.push_back(std::move(text));
+        Keep(cell);
+    }
+
+    const std::vector<bool>& dateStyles;
+    SheetCells& out;
+    int row = -1, col = -1;
+    std::string type, value, inlineText;
+    size_t style = 0;
+    bool hasValue = false, inValue = false, inInline = false, inInlineText = false;
+    int phonetic = 0;
+};
+
+}  // namespace
+
+int ColumnOfReference(const std::string& reference) {
+    long long col = 0;
+    size_t i = 0;
+    for (; i < reference.size() && reference[i] >= 'A' && reference[i] <= 'Z'; ++i) {
+        col = col * 26 + (reference[i] - 'A' + 1);
+        if (col > kMaxCols)
+            return kMaxCols - 1;
+    }
+    return i == 0 ? -1 : static_cast<int>(col - 1);
+}
+
+bool ReadSheet(const ZipPackage& package, const std::string& part,
+               const std::vector<bool>& dateStyles, SheetCells& out, std::string& error) {
+    auto stream = package.OpenStream(part, kSheetPartLimit);
+    if (!stream) {
+        error = "missing part " + part;
+        return false;
+    }
+    SheetHandler handler(dateStyles, out);
+    return ParseXml(*stream, handler, error);
+}
+
+}  // namespace zm::xlsx

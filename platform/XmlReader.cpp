@@ -1,0 +1,151 @@
+// Streaming XML over xerces-c's SAX2 reader.
+#include "platform/XmlReader.h"
+
+#include <xercesc/framework/MemoryManager.hpp>
+#include <xercesc/sax/InputSource.hpp>
+#include <xercesc/sax2/Attributes.hpp>
+#include <xercesc/sax2/DefaultHandler.hpp>
+#include <xercesc/sax2/SAX2XMLReader.hpp>
+#include <xercesc/sax2/XMLReaderFactory.hpp>
+#include <xercesc/util/BinInputStream.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLUni.hpp>
+
+#include <memory>
+#include <mutex>
+
+#include "platform/XmlSafety.h"
+
+XERCES_CPP_NAMESPACE_USE
+
+namespace zm {
+
+namespace {
+
+void AppendUtf8(std::string& out, const XMLCh* text, XMLSize_t length) {
+    for (XMLSize_t i = 0; i < length; ++i) {
+        char32_t c = text[i];
+        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 &&
+            text[i + 1] <= 0xDFFF) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+            ++i;
+        } else if (c >= 0xD800 && c <= 0xDFFF) {
+            c = 0xFFFD;
+        }
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else if (c < 0x800) {
+            out += static_cast<char>(0xC0 | c >> 6);
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += static_cast<char>(0xE0 | c >> 12);
+            out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | c >> 18);
+            out += static_cast<char>(0x80 | (c >> 12 & 0x3F));
+            out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+}
+
+std::string Utf8(const XMLCh* text) {
+    std::string out;
+    if (text != nullptr)
+        AppendUtf8(out, text, XMLString::stringLen(text));
+    return out;
+}
+
+class StdBinInputStream : public BinInputStream {
+  public:
+    explicit StdBinInputStream(std::istream& in) : in(in) {}
+    XMLFilePos curPos() const override { return position; }
+    XMLSize_t readBytes(XMLByte* const toFill, const XMLSize_t maxToRead) override {
+        in.read(reinterpret_cast<char*>(toFill), static_cast<std::streamsize>(maxToRead));
+        const auto got = static_cast<XMLSize_t>(in.gcount());
+        position += got;
+        return got;
+    }
+    const XMLCh* getContentType() const override { return nullptr; }
+
+  private:
+    std::istream& in;
+    XMLFilePos position = 0;
+};
+
+class StdInputSource : public InputSource {
+  public:
+    explicit StdInputSource(std::istream& in) : in(in) {}
+    BinInputStream* makeStream() const override { return new StdBinInputStream(in); }
+
+  private:
+    std::istream& in;
+};
+
+class Forwarder : public DefaultHandler {
+  public:
+    explicit Forwarder(XmlHandler& handler) : handler(handler) {}
+    void startElement(const XMLCh* const, const XMLCh* const localname, const XMLCh* const,
+                      const Attributes& attrs) override {
+        attributes.clear();
+        for (XMLSize_t i = 0; i < attrs.getLength(); ++i)
+            attributes.push_back({Utf8(attrs.getLocalName(i)), Utf8(attrs.getValue(i))});
+        handler.Start(Utf8(localname), attributes);
+    }
+    void endElement(const XMLCh* const, const XMLCh* const localname, const XMLCh* const) override {
+        handler.End(Utf8(localname));
+    }
+    void characters(const XMLCh* const chars, const XMLSize_t length) override {
+        text.clear();
+        AppendUtf8(text, chars, length);
+        handler.Text(text);
+    }
+    void fatalError(const SAXParseException& e) override { throw e; }
+    void error(const SAXParseException& e) override { throw e; }
+
+  private:
+    XmlHandler& handler;
+    std::vector<XmlAttribute> attributes;
+    std::string text;
+};
+
+void EnsureXerces() {
+    static std::once_flag once;
+    std::call_once(once, [] { XMLPlatformUtils::Initialize(); });
+}
+
+}  // namespace
+
+std::optional<std::string_view> AttributeOf(const std::vector<XmlAttribute>& attributes,
+                                            std::string_view name) {
+    for (const XmlAttribute& a : attributes) {
+        if (a.name == name)
+            return std::string_view(a.value);
+    }
+    return std::nullopt;
+}
+
+bool ParseXml(std::istream& in, XmlHandler& handler, std::string& error) {
+    EnsureXerces();
+    std::unique_ptr<SAX2XMLReader> reader(XMLReaderFactory::createXMLReader());
+    reader->setFeature(XMLUni::fgSAX2CoreNameSpaces, true);
+    reader->setFeature(XMLUni::fgSAX2CoreValidation, false);
+    HardenParser(*reader);
+    Forwarder forwarder(handler);
+    reader->setContentHandler(&forwarder);
+    reader->setErrorHandler(&forwarder);
+    StdInputSource source(in);
+    try {
+        reader->parse(source);
+    } catch (const SAXParseException& e) {
+        error = Utf8(e.getMessage());
+        return false;
+    } catch (const XMLException& e) {
+        error = Utf8(e.getMessage());
+        return false;
+    }
+    return true;
+}
+
+}  // namespace zm
