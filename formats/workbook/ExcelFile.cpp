@@ -307,26 +307,14 @@ int ExcelFile::GetSheet(ZmImportOpenOptions* options) {
     if (worksheets.empty())
         return kNoSheets;
     const std::vector<std::string> names = GetWorksheets();
-    if (worksheets.size() == 1) {
-        choice.names = {names.front()};
-    } else if (options == nullptr || options->size == 0 || options->data == nullptr) {
+    const auto outcome = choice.Choose(names, options, [&] {
         GetSheetOptions(names);
-        if (status == kStatusAborted)
-            return status;
-        if (options != nullptr)
-            choice.Write(options, names.size());
-    } else if (!choice.Read(options, names)) {
+        return status != kStatusAborted;
+    });
+    if (outcome == zm::SheetChoice::Outcome::kCancelled)
+        return status;
+    if (outcome == zm::SheetChoice::Outcome::kBadOptions)
         return kOpenFailed;
-    }
-    // Only names of this workbook; without any, the first sheet.
-    std::vector<std::string> kept;
-    for (const std::string& name : choice.names) {
-        if (std::find(names.begin(), names.end(), name) != names.end())
-            kept.push_back(name);
-    }
-    if (kept.empty())
-        kept.push_back(names.front());
-    choice.names = kept;
     readName = choice.ReadName();
     sizeEstablished = false;
     return 0;
@@ -414,9 +402,7 @@ ZmImportOpenOptions* ExcelFile::GetFileReadOptions(const char* file, bool flag) 
     }
     if (status != 0)
         return nullptr;
-    auto* record = new ZmImportOpenOptions{0, nullptr};
-    choice.Write(record, worksheets.size());
-    return record;
+    return choice.NewRecord(worksheets.size());
 }
 
 void ExcelFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {

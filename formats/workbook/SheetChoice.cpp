@@ -83,6 +83,12 @@ void SheetChoice::Write(ZmImportOpenOptions* record, size_t availableCount) cons
     StoreOptions(record, document);
 }
 
+ZmImportOpenOptions* SheetChoice::NewRecord(size_t availableCount) const {
+    auto* record = new ZmImportOpenOptions{0, nullptr};
+    Write(record, availableCount);
+    return record;
+}
+
 std::string SheetChoice::ReadName() const {
     if (names.size() == 1) {
         for (const char* prefix : {"Sheet", "Blad", "Tabelle", "Feuil", "Hoja"}) {
@@ -98,6 +104,17 @@ std::string SheetChoice::ReadName() const {
     for (size_t i = 0; i < names.size(); ++i)
         joined += (i > 0 ? "_" : "") + names[i];
     return joined;
+}
+
+void SheetChoice::KeepAvailable(const std::vector<std::string>& available) {
+    std::vector<std::string> kept;
+    for (const std::string& name : names) {
+        if (std::find(available.begin(), available.end(), name) != available.end())
+            kept.push_back(name);
+    }
+    if (kept.empty() && !available.empty())
+        kept.push_back(available.front());
+    names = kept;
 }
 
 SheetSize CombinedSize(const std::vector<SheetSize>& sheets, int layout) {

@@ -73,25 +73,14 @@ int Excel2007File::GetSheet(ZmImportOpenOptions* options) {
     if (sheets.empty())
         return kNoSheets;
     const std::vector<std::string> names = GetWorksheets();
-    if (sheets.size() == 1) {
-        choice.names = {names.front()};
-    } else if (options == nullptr || options->size == 0 || options->data == nullptr) {
+    const auto outcome = choice.Choose(names, options, [&] {
         GetSheetOptions(names);
-        if (status == kStatusAborted)
-            return status;
-        if (options != nullptr)
-            choice.Write(options, names.size());
-    } else if (!choice.Read(options, names)) {
+        return status != kStatusAborted;
+    });
+    if (outcome == zm::SheetChoice::Outcome::kCancelled)
+        return status;
+    if (outcome == zm::SheetChoice::Outcome::kBadOptions)
         return kOpenFailed;
-    }
-    std::vector<std::string> kept;
-    for (const std::string& name : choice.names) {
-        if (std::find(names.begin(), names.end(), name) != names.end())
-            kept.push_back(name);
-    }
-    if (kept.empty())
-        kept.push_back(names.front());
-    choice.names = kept;
     readName = choice.ReadName();
     return 0;
 }
@@ -227,9 +216,7 @@ ZmImportOpenOptions* Excel2007File::GetFileReadOptions(const char* file, bool fl
     }
     if (status != 0)
         return nullptr;
-    auto* record = new ZmImportOpenOptions{0, nullptr};
-    choice.Write(record, sheets.size());
-    return record;
+    return choice.NewRecord(sheets.size());
 }
 
 void Excel2007File::GetErrorMessage(char* buffer, unsigned int bufferSize) {
