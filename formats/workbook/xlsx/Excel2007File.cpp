@@ -1,15 +1,20 @@
 // The Excel 2007 workbook reader: package, sheet choice and cells.
 #include "formats/workbook/xlsx/Excel2007File.h"
 
+#include <strings.h>
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <filesystem>
 #include <new>
 
 #include "formats/workbook/SpreadsheetDate.h"
+#include "formats/workbook/xlsb/XlsbParts.h"
+#include "formats/workbook/xlsb/XlsbSheet.h"
 #include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
 #include "platform/ErrorText.h"
+#include "platform/Log.h"
 #include "platform/Translate.h"
 #include "platform/ZipPackage.h"
 
@@ -39,15 +44,24 @@ int Excel2007File::OpenFile(const char* file) {
     dateStyles.clear();
     loaded.clear();
     sheetsLoaded = false;
+    unknownRecords = 0;
     choice = zm::SheetChoice();
     const std::string path = file != nullptr ? file : "";
     package = zm::ZipPackage::Open(path);
     if (package == nullptr)
         return kOpenFailed;
-    // Binary workbooks keep their parts as records, not XML; they are not read yet.
+    // Binary workbooks (.xlsb) keep their parts as records; the package's relationships
+    // name the workbook part, "xl/workbook.bin" there.
     const std::string workbook = zm::xlsx::FindWorkbookPart(*package);
-    if (package->Find(workbook) == nullptr || workbook.size() < 4 ||
-        workbook.compare(workbook.size() - 4, 4, ".xml") != 0)
+    const auto endsWith = [&](const char* end) {
+        const size_t n = std::strlen(end);
+        return workbook.size() >= n && strcasecmp(workbook.c_str() + workbook.size() - n, end) == 0;
+    };
+    binary = endsWith(".bin") ||
+             (package->Find(workbook) == nullptr && package->Find("xl/workbook.bin") != nullptr);
+    if (binary)
+        return OpenBinary(binary && endsWith(".bin") ? workbook : "xl/workbook.bin");
+    if (package->Find(workbook) == nullptr || !endsWith(".xml"))
         return kUnsupported;
     try {
         zm::xlsx::PackageLayout layout;
@@ -56,6 +70,23 @@ int Excel2007File::OpenFile(const char* file) {
             !zm::xlsx::ReadDateStyles(*package, layout.styles, dateStyles))
             return kCorrupt;
         sheets = std::move(layout.sheets);
+    } catch (const std::bad_alloc&) {
+        return kOutOfMemory;
+    }
+    return 0;
+}
+
+int Excel2007File::OpenBinary(const std::string& workbook) {
+    using zm::xlsb::PartResult;
+    const size_t slash = workbook.rfind('/');
+    const std::string folder = slash == std::string::npos ? "" : workbook.substr(0, slash + 1);
+    try {
+        if (zm::xlsb::InitBinarySheetsVector(*package, workbook, sheets) != PartResult::kOk ||
+            zm::xlsb::InitBinarySharedStringsVector(*package, folder + "sharedStrings.bin",
+                                                    sharedStrings) == PartResult::kCorrupt ||
+            zm::xlsb::InitBinaryFormatInfo(*package, folder + "styles.bin", dateStyles) ==
+                PartResult::kCorrupt)
+            return kCorrupt;
     } catch (const std::bad_alloc&) {
         return kOutOfMemory;
     }
@@ -102,8 +133,13 @@ int Excel2007File::LoadSheets() {
         zm::xlsx::SheetCells cells;
         std::string error;
         try {
-            if (!zm::xlsx::ReadSheet(*package, sheet->part, dateStyles, cells, error))
+            if (binary) {
+                if (zm::xlsb::ReadBinarySheet(*package, sheet->part, dateStyles, cells,
+                                              unknownRecords) != zm::xlsb::SheetResult::kOk)
+                    return kCorrupt;
+            } else if (!zm::xlsx::ReadSheet(*package, sheet->part, dateStyles, cells, error)) {
                 return kCorrupt;
+            }
         } catch (const std::bad_alloc&) {
             return kOutOfMemory;
         }
@@ -191,8 +227,21 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
     return status;
 }
 
+const char* Excel2007File::GetWarningMessage() {
+    if (unknownRecords <= 0)
+        return nullptr;
+    warning = zm::FormatMessage(
+        zm::Translate("%1% records was found that %2% doesn't know how to read.\nThese can be "
+                      "web-links, drawings, formulas or other type of data that isn't\n"
+                      "interesting for %2%.\n"),
+        unknownRecords, zm::GetApplicationName());
+    return warning.c_str();
+}
+
 void Excel2007File::Close() {
     package.reset();
+    unknownRecords = 0;
+    binary = false;
     sheets.clear();
     sharedStrings.clear();
     loaded.clear();

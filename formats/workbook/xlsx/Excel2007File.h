@@ -15,10 +15,10 @@ namespace zm {
 class ZipPackage;
 }
 
-// Reads one or several worksheets of an .xlsx package: shared and inline strings,
-// numbers, booleans as "TRUE"/"FALSE", formula results, and numbers in date styles as
-// date texts. Several sheets are stacked or put side by side as in the .xls reader.
-// Worksheet parts are read as streams. Codes 768-774; reads only.
+// Reads one or several worksheets of an .xlsx package, or of a binary .xlsb one: shared
+// and inline strings, numbers, booleans as "TRUE"/"FALSE", formula results, and numbers
+// in date styles as date texts. Several sheets are stacked or put side by side as in the
+// .xls reader. Worksheet parts are read as streams. Codes 768-774; reads only.
 class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
   public:
     enum Status {
@@ -41,6 +41,7 @@ class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
     int Read(ReadSpreadSheetData* sink) override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetReadFile() override;
+    const char* GetWarningMessage() override;
     ZmImportOpenOptions* GetFileReadOptions(const char* file, bool flag) override;
 
     std::vector<std::string> GetWorksheets() const;
@@ -53,6 +54,8 @@ class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
   private:
     int EstablishSize() override;
     int OpenFile(const char* file);
+    // The binary workbook's sheets, shared strings and date styles.
+    int OpenBinary(const std::string& workbook);
     int GetSheet(ZmImportOpenOptions* options);
     // Reads the selected sheets' cells, once.
     int LoadSheets();
@@ -66,4 +69,7 @@ class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
     bool sheetsLoaded = false;
     std::string readName;
     bool sideBySideFlag = false;
+    bool binary = false;
+    long long unknownRecords = 0;  // records of binary sheets that were not understood
+    std::string warning;
 };

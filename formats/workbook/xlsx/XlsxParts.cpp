@@ -53,12 +53,26 @@ struct Relationships : XmlHandler {
     void Text(std::string_view) override {}
 };
 
+}  // namespace
+
+std::vector<Relationship> ReadRelationships(const ZipPackage& package, std::string_view part) {
+    Relationships handler;
+    if (package.Find(part) == nullptr || !Parse(package, part, handler))
+        return {};
+    std::vector<Relationship> out;
+    for (auto& t : handler.targets)
+        out.push_back({std::move(t.id), std::move(t.type), std::move(t.target)});
+    return out;
+}
+
+namespace {
+
 bool EndsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-// A relationship target as a part path: absolute ones from the package root, others
-// from the folder of the part that names them; "." and ".." steps resolved.
+}  // namespace
+
 std::string Resolve(const std::string& folder, const std::string& target) {
     std::string joined = target.empty() || target[0] != '/' ? folder + target : target.substr(1);
     std::vector<std::string> steps;
@@ -81,6 +95,8 @@ std::string Resolve(const std::string& folder, const std::string& target) {
         path += (i > 0 ? "/" : "") + steps[i];
     return path;
 }
+
+namespace {
 
 struct SharedStrings : XmlHandler {
     std::vector<std::string>& strings;

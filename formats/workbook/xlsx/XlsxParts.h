@@ -31,6 +31,15 @@ struct PackageLayout {
     std::vector<SheetPart> sheets;
 };
 
+struct Relationship {
+    std::string id, type, target;
+};
+// The relationships of a ".rels" part; none when it is missing or not well-formed.
+std::vector<Relationship> ReadRelationships(const ZipPackage& package, std::string_view part);
+// A relationship target as a part path: absolute ones from the package root, others
+// from `folder`, the folder of the part that names them; "." and ".." steps resolved.
+std::string Resolve(const std::string& folder, const std::string& target);
+
 // The workbook part named by the package's relationships, or "xl/workbook.xml".
 std::string FindWorkbookPart(const ZipPackage& package);
 // Reads the workbook part and its relationships; false when the workbook part is missing

@@ -134,7 +134,7 @@ TEST(Excel2007File, RefusalsHugeDimensionsAndInflation) {
         R"(<workbook xmlns:r="r"><sheets><sheet name="C" r:id="rId2"/></sheets></workbook>)";
     EXPECT_EQ(codeOf(Package(dir, "c.xlsx", charts)), "769 The file contains no sheets.");
     EXPECT_EQ(codeOf(dir.Write("n.xlsx", "not a zip")), "770 Unable to open Excel file.");
-    EXPECT_EQ(codeOf(Package(dir, "b.xlsb", {{"xl/workbook.bin", "\x83\x01"}})),
+    EXPECT_EQ(codeOf(Package(dir, "b.xlsx", {{"xl/workbook.txt", "?"}})),
               "773 The file contains an unsupported format.");
     Parts broken = Book(Sheet("<row><c><v>1</v></row>"));
     EXPECT_EQ(codeOf(Package(dir, "x.xlsx", broken)), "771 The file is corrupt.");

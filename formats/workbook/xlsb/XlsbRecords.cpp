@@ -1,0 +1,139 @@
+// Record reading for binary workbook parts.
+#include "formats/workbook/xlsb/XlsbRecords.h"
+
+#include <cstring>
+
+#include "platform/CodePage.h"
+
+namespace zm::xlsb {
+
+namespace {
+
+// The largest record a two-byte size can give, and what is read ahead at a time.
+constexpr size_t kMaxRecord = 2 + 2 + 255 * 128 + 127;
+constexpr size_t kChunk = 256 * 1024;
+
+}  // namespace
+
+RecordReader::RecordReader(std::istream& in) : in(in), buffer(kChunk + kMaxRecord) {}
+
+bool RecordReader::Have(size_t count) {
+    while (end - next < count) {
+        if (atEnd)
+            return false;
+        if (next > 0) {
+            std::memmove(buffer.data(), buffer.data() + next, end - next);
+            end -= next;
+            next = 0;
+        }
+        in.read(reinterpret_cast<char*>(buffer.data() + end),
+                static_cast<std::streamsize>(buffer.size() - end));
+        const auto got = static_cast<size_t>(in.gcount());
+        end += got;
+        if (in.bad() || (in.fail() && !in.eof()))
+            damaged = true;
+        if (got == 0 || !in)
+            atEnd = true;
+    }
+    return true;
+}
+
+bool RecordReader::ReadVariable(uint32_t& value) {
+    if (!Have(1))
+        return false;
+    const uint8_t b0 = buffer[next++];
+    if ((b0 & 0x80) == 0) {
+        value = b0;
+        return true;
+    }
+    if (!Have(1))
+        return false;
+    const uint8_t b1 = buffer[next++];
+    value = uint32_t{b1} * 128 + (b0 & 0x7F);
+    return true;
+}
+
+bool RecordReader::ReadBiffRecord(Record& record) {
+    if (damaged)
+        return false;
+    const size_t start = next;
+    if (!ReadVariable(record.id)) {
+        // Nothing left is the normal end; a lone id byte is a cut record.
+        damaged = damaged || next != start || end != next;
+        return false;
+    }
+    if (!ReadVariable(record.size) || !Have(record.size)) {
+        damaged = true;
+        return false;
+    }
+    record.data = buffer.data() + next;
+    next += record.size;
+    return true;
+}
+
+bool RecordReader::FindRecord(uint32_t id, Record& record) {
+    while (ReadBiffRecord(record)) {
+        if (record.id == id)
+            return true;
+    }
+    return false;
+}
+
+uint16_t U16At(const uint8_t* data, size_t offset) {
+    return static_cast<uint16_t>(data[offset] | (data[offset + 1] << 8));
+}
+
+uint32_t U32At(const uint8_t* data, size_t offset) {
+    return uint32_t{data[offset]} | (uint32_t{data[offset + 1]} << 8) |
+           (uint32_t{data[offset + 2]} << 16) | (uint32_t{data[offset + 3]} << 24);
+}
+
+double DoubleAt(const uint8_t* data, size_t offset) {
+    uint64_t bits = 0;
+    for (int i = 7; i >= 0; --i)
+        bits = (bits << 8) | data[offset + i];
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+std::string GetStringDataPart(const uint8_t* data, uint32_t count) {
+    return zm::CodePageText::Utf16LeToUtf8(data, count);
+}
+
+bool StringAt(const Record& record, size_t offset, std::string& out, size_t* after) {
+    if (offset > record.size || record.size - offset < 4)
+        return false;
+    const uint32_t count = U32At(record.data, offset);
+    // A null string (count 0xFFFFFFFF) is empty.
+    if (count == 0xFFFFFFFFu) {
+        out.clear();
+        if (after != nullptr)
+            *after = offset + 4;
+        return true;
+    }
+    if (count > (record.size - offset - 4) / 2)
+        return false;
+    out = GetStringDataPart(record.data + offset + 4, count);
+    if (after != nullptr)
+        *after = offset + 4 + size_t{count} * 2;
+    return true;
+}
+
+const char* GetErrorString(uint8_t code) {
+    if (code & 0x07)
+        return "#DIV/0!";
+    if (code & 0x0F)
+        return "#VALUE!";
+    if (code & 0x17)
+        return "#REF!";
+    if (code & 0x1D)
+        return "#NAME?";
+    if (code & 0x24)
+        return "#NUM!";
+    if (code & 0x2A)
+        return "#N/A";
+    return "Unknown error code";
+}
+
+}  // namespace zm::xlsb

@@ -1,0 +1,232 @@
+// The binary (.xlsb) path of the Excel 2007 reader: record headers, error texts, every
+// cell record including the short forms and inline texts, hidden and chart sheets, date
+// styles, the unknown-records warning and the refusals, on packages built here.
+#include <gtest/gtest.h>
+#include <zipios++/zipoutputstream.h>
+
+#include <cstring>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "formats/workbook/xlsb/XlsbRecords.h"
+#include "formats/workbook/xlsx/Excel2007File.h"
+#include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
+
+namespace {
+
+using Bytes = std::string;
+
+Bytes U32(uint32_t v) {
+    return Bytes{static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16),
+                 static_cast<char>(v >> 24)};
+}
+Bytes U16(uint16_t v) {
+    return Bytes{static_cast<char>(v), static_cast<char>(v >> 8)};
+}
+Bytes F64(double d) {
+    uint64_t bits;
+    std::memcpy(&bits, &d, 8);
+    return U32(static_cast<uint32_t>(bits)) + U32(static_cast<uint32_t>(bits >> 32));
+}
+// A string as records hold it: a character count, then UTF-16LE (ASCII here).
+Bytes W(const std::string& text) {
+    Bytes out = U32(static_cast<uint32_t>(text.size()));
+    for (char c : text)
+        out += Bytes{c, '\0'};
+    return out;
+}
+Bytes Variable(uint32_t v) {
+    return v < 128 ? Bytes{static_cast<char>(v)}
+                   : Bytes{static_cast<char>((v & 0x7F) | 0x80), static_cast<char>(v >> 7)};
+}
+Bytes Rec(uint32_t id, const Bytes& data = "") {
+    return Variable(id) + Variable(static_cast<uint32_t>(data.size())) + data;
+}
+Bytes CellHead(uint32_t col, uint32_t style) {
+    return U32(col) + U32(style);
+}
+
+std::map<std::string, Bytes> Book(const Bytes& first, const Bytes& second) {
+    auto sheet = [](uint32_t state, uint32_t tab, const std::string& rel, const std::string& name) {
+        return Rec(156, U32(state) + U32(tab) + W(rel) + W(name));
+    };
+    const Bytes workbook = Rec(131) + Rec(143) + sheet(0, 1, "rId1", "First") +
+                           sheet(1, 2, "rId2", "Hidden") + sheet(0, 3, "RID3", "Chart") +
+                           sheet(0, 4, "rId4", "Second") + Rec(144) + Rec(132);
+    const std::string rels =
+        R"(<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">)"
+        R"(<Relationship Id="rId1" Type="x/worksheet" Target="worksheets/sheet1.bin"/>)"
+        R"(<Relationship Id="rId2" Type="x/worksheet" Target="worksheets/sheet2.bin"/>)"
+        R"(<Relationship Id="rId3" Type="x/chartsheet" Target="chartsheets/sheet1.bin"/>)"
+        R"(<Relationship Id="rId4" Type="x/worksheet" Target="worksheets/sheet4.bin"/>)"
+        R"(</Relationships>)";
+    const Bytes strings = Rec(159, U32(2) + U32(2)) + Rec(19, Bytes(1, '\0') + W("shared")) +
+                          Rec(19, "\x01" + W("second")) + Rec(160);
+    // Styles 0 General, 1 built-in date 14, 2 "[Red]0.00", 3 "d-mmm".
+    const Bytes styles = Rec(615, U32(2)) + Rec(44, U16(164) + W("[Red]0.00")) +
+                         Rec(44, U16(165) + W("d-mmm")) + Rec(616) + Rec(617, U32(4)) +
+                         Rec(47, U16(0) + U16(0)) + Rec(47, U16(0) + U16(14)) +
+                         Rec(47, U16(0) + U16(164)) + Rec(47, U16(0) + U16(165)) + Rec(618);
+    return {{"xl/workbook.bin", workbook},
+            {"xl/_rels/workbook.bin.rels", rels},
+            {"xl/sharedStrings.bin", strings},
+            {"xl/styles.bin", styles},
+            {"xl/worksheets/sheet1.bin", first},
+            {"xl/worksheets/sheet2.bin", Rec(0, U32(0)) + Rec(5, CellHead(0, 0) + F64(9))},
+            {"xl/worksheets/sheet4.bin", second}};
+}
+
+std::string Package(const zmtest::ScratchDir& dir, const std::string& name,
+                    const std::map<std::string, Bytes>& parts) {
+    const std::string path = dir.Path(name);
+    zipios::ZipOutputStream out(path);
+    for (const auto& [part, data] : parts) {
+        out.putNextEntry(part);
+        out.write(data.data(), static_cast<std::streamsize>(data.size()));
+    }
+    return path;
+}
+
+std::string CodeOf(const std::string& path) {
+    Excel2007File file;
+    zmtest::RecordingSink sink;
+    const int code = zmtest::ReadAll(file, path, sink);
+    return std::to_string(code) + " " + zmtest::Message(file);
+}
+
+TEST(Excel2007Binary, RecordHeadersTakeAtMostTwoBytesEach) {
+    std::istringstream in(Bytes("\x81\x01\x00\x7F\x00\x01\x80\x80", 8) + Bytes(16384, 'x') +
+                          "\x05\x80");
+    zm::xlsb::RecordReader reader(in);
+    zm::xlsb::Record record;
+    ASSERT_TRUE(reader.ReadBiffRecord(record));
+    EXPECT_EQ(record.id, 129u);
+    ASSERT_TRUE(reader.ReadBiffRecord(record));
+    EXPECT_EQ(record.id, 127u);
+    ASSERT_TRUE(reader.ReadBiffRecord(record));
+    EXPECT_EQ(record.size, 16384u);
+    // A record cut inside its size is damage, not the end of the part.
+    EXPECT_FALSE(reader.ReadBiffRecord(record));
+    EXPECT_TRUE(reader.Damaged());
+
+    std::istringstream cut(Bytes("\x05\x10\x01\x02", 4));
+    zm::xlsb::RecordReader short_(cut);
+    EXPECT_FALSE(short_.FindRecord(5, record));
+    EXPECT_TRUE(short_.Damaged());
+}
+
+TEST(Excel2007Binary, ErrorCodesAreTestedBitByBit) {
+    using zm::xlsb::GetErrorString;
+    for (uint8_t code : {0x07, 0x0F, 0x17, 0x1D, 0x24, 0x2A})
+        EXPECT_STREQ(GetErrorString(code), "#DIV/0!") << int{code};
+    EXPECT_STREQ(GetErrorString(0x08), "#VALUE!");
+    EXPECT_STREQ(GetErrorString(0x10), "#REF!");
+    EXPECT_STREQ(GetErrorString(0x40), "Unknown error code");
+    EXPECT_STREQ(GetErrorString(0x00), "Unknown error code");
+}
+
+TEST(Excel2007Binary, EveryCellRecordHiddenAndChartSheetsAndTheWarning) {
+    zmtest::ScratchDir dir;
+    const Bytes first =
+        Rec(129) + Rec(148, U32(0) + U32(1) + U32(0) + U32(9)) + Rec(145) +  // 3 unknown
+        Rec(0, U32(0) + Bytes(8, '\0')) +
+        Rec(2, CellHead(0, 0) + U32((150u << 2) | 3)) +       // RK 150 / 100
+        Rec(5, CellHead(1, 1) + F64(2.5)) +                   // date style 14
+        Rec(5, CellHead(2, 2) + F64(2.5)) +                   // "[Red]0.00"
+        Rec(9, CellHead(3, 3) + F64(61) + Bytes(10, '\0')) +  // "d-mmm" formula
+        Rec(7, CellHead(4, 0) + U32(1)) + Rec(3, CellHead(5, 0) + "\x2A") +
+        Rec(4, CellHead(6, 0) + "\x01") + Rec(8, CellHead(7, 0) + W("fx") + Bytes(6, '\0')) +
+        Rec(10, CellHead(8, 0) + Bytes(1, '\0') + Bytes(6, '\0')) +
+        Rec(11, CellHead(9, 0) + Bytes(1, '\0') + Bytes(6, '\0')) + Rec(37) + Rec(700) + Rec(38) +
+        Rec(427) +  // neither is counted
+        Rec(0, U32(2) + Bytes(8, '\0')) + Rec(12, U32(0)) + Rec(13, U32(0) + U32((7u << 2) | 2)) +
+        Rec(18, U32(0) + U32(0)) + Rec(17, U32(0) + W("short")) + Rec(15, U32(0) + Bytes(1, '\0')) +
+        Rec(16, U32(1) + F64(3)) + Rec(14, U32(0) + "\x08") +
+        Rec(62, CellHead(9, 0) + Bytes(1, '\0') + W("rich")) + Rec(6, CellHead(10, 0) + W("in")) +
+        Rec(1, CellHead(12, 0)) + Rec(146) + Rec(130);  // 2 unknown
+    const Bytes second = Rec(0, U32(1)) + Rec(5, CellHead(1, 0) + F64(7));
+    const std::string book = Package(dir, "a.xlsb", Book(first, second));
+
+    Excel2007File file;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(file, book, sink), 0) << zmtest::Message(file);
+    // Hidden sheets are not offered; the chart sheet's relationship (its id compared
+    // without case) drops it.
+    EXPECT_EQ(file.GetWorksheets(), (std::vector<std::string>{"First", "Second"}));
+    EXPECT_EQ(file.GetNumRows(), 5);
+    EXPECT_EQ(file.GetNumCols(), 12);  // 11 columns of cells, then the sheet's name
+    EXPECT_EQ(sink.Number(1, 1), 1.5);
+    EXPECT_EQ(sink.Text(2, 1), "1900-01-02 12:00:00");
+    EXPECT_EQ(sink.Number(3, 1), 2.5);
+    EXPECT_EQ(sink.Text(4, 1), "1900-03-01");
+    EXPECT_EQ(sink.Text(5, 1), "second");
+    EXPECT_EQ(sink.Text(6, 1), "#DIV/0!");  // 0x2A, #N/A, by the bit tests
+    EXPECT_EQ(sink.Text(7, 1), "TRUE");
+    EXPECT_EQ(sink.Text(8, 1), "fx");
+    EXPECT_EQ(sink.Text(9, 1), "FALSE");
+    EXPECT_EQ(sink.Text(10, 1), "Unknown error code");
+    EXPECT_EQ(sink.Text(12, 1), "sheet: First");
+    EXPECT_FALSE(sink.Has(1, 2));  // row 2 of the sheet has no cells
+    // Short forms: each cell one column past the previous one.
+    EXPECT_FALSE(sink.Has(1, 3));  // short blank
+    EXPECT_EQ(sink.Number(2, 3), 7);
+    EXPECT_EQ(sink.Text(3, 3), "shared");
+    EXPECT_EQ(sink.Text(4, 3), "short");
+    EXPECT_EQ(sink.Text(5, 3), "FALSE");
+    EXPECT_EQ(sink.Text(6, 3), "1900-01-03");
+    EXPECT_EQ(sink.Text(7, 3), "#VALUE!");
+    EXPECT_EQ(sink.Text(10, 3), "rich");
+    EXPECT_EQ(sink.Text(11, 3), "in");
+    EXPECT_EQ(sink.Number(2, 5), 7);
+    EXPECT_EQ(sink.Text(12, 5), "sheet: Second");
+    ASSERT_NE(file.GetWarningMessage(), nullptr);
+    EXPECT_EQ(std::string(file.GetWarningMessage()),
+              "5 records was found that TAVIX doesn't know how to read.\n"
+              "These can be web-links, drawings, formulas or other type of data that isn't\n"
+              "interesting for TAVIX.\n");
+}
+
+TEST(Excel2007Binary, DamagedPartsAreRefused) {
+    zmtest::ScratchDir dir;
+    const Bytes ok = Rec(0, U32(0)) + Rec(5, CellHead(0, 0) + F64(1));
+    auto with = [&](const std::string& part, const Bytes& data) {
+        auto parts = Book(ok, ok);
+        parts[part] = data;
+        return parts;
+    };
+    const std::string corrupt = "771 The file is corrupt.";
+    // A format record where the count says one is due.
+    EXPECT_EQ(
+        CodeOf(Package(dir, "f.xlsb", with("xl/styles.bin", Rec(615, U32(1)) + Rec(47, U32(0))))),
+        corrupt);
+    EXPECT_EQ(
+        CodeOf(Package(dir, "x.xlsb", with("xl/styles.bin", Rec(617, U32(2)) + Rec(47, U32(0))))),
+        corrupt);
+    // Cut inside a record, a cell too short for its value, a string longer than its
+    // record, a row past the last one a sheet can have.
+    EXPECT_EQ(CodeOf(Package(dir, "t.xlsb", with("xl/worksheets/sheet1.bin", ok.substr(0, 9)))),
+              corrupt);
+    EXPECT_EQ(CodeOf(Package(dir, "s.xlsb",
+                             with("xl/worksheets/sheet1.bin", Rec(5, CellHead(0, 0) + "1234")))),
+              corrupt);
+    EXPECT_EQ(CodeOf(Package(dir, "l.xlsb",
+                             with("xl/sharedStrings.bin",
+                                  Rec(159) + Rec(19, Bytes(1, '\0') + U32(999) + "ab")))),
+              corrupt);
+    EXPECT_EQ(
+        CodeOf(Package(dir, "r.xlsb", with("xl/worksheets/sheet1.bin", Rec(0, U32(1u << 20))))),
+        corrupt);
+    // Only hidden or chart sheets: nothing to offer.
+    auto hidden = Book(ok, ok);
+    hidden["xl/workbook.bin"] = Rec(143) + Rec(156, U32(2) + U32(1) + W("rId1") + W("H"));
+    EXPECT_EQ(CodeOf(Package(dir, "h.xlsb", hidden)), "769 The file contains no sheets.");
+    // Without styles and shared strings the cells still read.
+    auto bare = Book(Rec(0, U32(0)) + Rec(2, CellHead(0, 5) + U32(4u << 2 | 2)), ok);
+    bare.erase("xl/styles.bin");
+    bare.erase("xl/sharedStrings.bin");
+    EXPECT_EQ(CodeOf(Package(dir, "b.xlsb", bare)), "0 ");
+}
+
+}  // namespace
