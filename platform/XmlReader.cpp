@@ -9,7 +9,9 @@
 #include <xercesc/sax2/XMLReaderFactory.hpp>
 #include <xercesc/util/BinInputStream.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
+#include <xercesc/util/XMLUniDefs.hpp>
 
 #include <memory>
 #include <mutex>
@@ -23,7 +25,17 @@ namespace zm {
 namespace {
 
 void AppendUtf8(std::string& out, const XMLCh* text, XMLSize_t length) {
-    for (XMLSize_t i = 0; i < length; ++i) {
+    XMLSize_t i = 0;
+    // Markup and numbers are ASCII: copied straight until the first other character.
+    {
+        const size_t start = out.size();
+        out.resize(start + length);
+        char* to = out.data() + start;
+        for (; i < length && text[i] < 0x80; ++i)
+            to[i] = static_cast<char>(text[i]);
+        out.resize(start + i);
+    }
+    for (; i < length; ++i) {
         char32_t c = text[i];
         if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 &&
             text[i + 1] <= 0xDFFF) {
@@ -48,6 +60,25 @@ void AppendUtf8(std::string& out, const XMLCh* text, XMLSize_t length) {
             out += static_cast<char>(0x80 | (c & 0x3F));
         }
     }
+}
+
+// A qualified name without its prefix, as UTF-8 into `out`.
+void LocalName(std::string& out, const XMLCh* qname) {
+    out.clear();
+    if (qname == nullptr)
+        return;
+    const XMLSize_t length = XMLString::stringLen(qname);
+    XMLSize_t start = 0;
+    for (XMLSize_t i = 0; i < length; ++i) {
+        if (qname[i] == chColon)
+            start = i + 1;
+    }
+    AppendUtf8(out, qname + start, length - start);
+}
+
+bool IsNamespaceDeclaration(const XMLCh* qname) {
+    static const XMLCh xmlns[] = {chLatin_x, chLatin_m, chLatin_l, chLatin_n, chLatin_s, chNull};
+    return XMLString::startsWith(qname, xmlns) && (qname[5] == chNull || qname[5] == chColon);
 }
 
 std::string Utf8(const XMLCh* text) {
@@ -83,18 +114,35 @@ class StdInputSource : public InputSource {
     std::istream& in;
 };
 
+// Hands the parser's events on in UTF-8 with local names. Namespaces are not processed:
+// the parts read here tell their elements apart by local name alone, and the scanner is
+// much faster without resolving every prefix.
 class Forwarder : public DefaultHandler {
   public:
     explicit Forwarder(XmlHandler& handler) : handler(handler) {}
-    void startElement(const XMLCh* const, const XMLCh* const localname, const XMLCh* const,
+    void startElement(const XMLCh* const, const XMLCh* const, const XMLCh* const qname,
                       const Attributes& attrs) override {
-        attributes.clear();
-        for (XMLSize_t i = 0; i < attrs.getLength(); ++i)
-            attributes.push_back({Utf8(attrs.getLocalName(i)), Utf8(attrs.getValue(i))});
-        handler.Start(Utf8(localname), attributes);
+        const XMLSize_t count = attrs.getLength();
+        size_t used = 0;
+        for (XMLSize_t i = 0; i < count; ++i) {
+            const XMLCh* attributeName = attrs.getQName(i);
+            if (IsNamespaceDeclaration(attributeName))
+                continue;
+            if (used == attributes.size())
+                attributes.emplace_back();
+            XmlAttribute& a = attributes[used++];
+            LocalName(a.name, attributeName);
+            a.value.clear();
+            const XMLCh* value = attrs.getValue(i);
+            AppendUtf8(a.value, value, XMLString::stringLen(value));
+        }
+        attributes.resize(used);
+        LocalName(name, qname);
+        handler.Start(name, attributes);
     }
-    void endElement(const XMLCh* const, const XMLCh* const localname, const XMLCh* const) override {
-        handler.End(Utf8(localname));
+    void endElement(const XMLCh* const, const XMLCh* const, const XMLCh* const qname) override {
+        LocalName(name, qname);
+        handler.End(name);
     }
     void characters(const XMLCh* const chars, const XMLSize_t length) override {
         text.clear();
@@ -107,6 +155,7 @@ class Forwarder : public DefaultHandler {
   private:
     XmlHandler& handler;
     std::vector<XmlAttribute> attributes;
+    std::string name;
     std::string text;
 };
 
@@ -129,8 +178,10 @@ std::optional<std::string_view> AttributeOf(const std::vector<XmlAttribute>& att
 bool ParseXml(std::istream& in, XmlHandler& handler, std::string& error) {
     EnsureXerces();
     std::unique_ptr<SAX2XMLReader> reader(XMLReaderFactory::createXMLReader());
-    reader->setFeature(XMLUni::fgSAX2CoreNameSpaces, true);
+    reader->setFeature(XMLUni::fgSAX2CoreNameSpaces, false);
     reader->setFeature(XMLUni::fgSAX2CoreValidation, false);
+    // No schema processing: without it the scanner skips a grammar lookup per element.
+    reader->setFeature(XMLUni::fgXercesSchema, false);
     HardenParser(*reader);
     Forwarder forwarder(handler);
     reader->setContentHandler(&forwarder);

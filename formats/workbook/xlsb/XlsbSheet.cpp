@@ -159,7 +159,9 @@ class SheetReader {
     }
 
     void Add(Cells::Kind kind, double number, uint32_t index) {
-        out.cells.push_back({row, col, kind, number, index});
+        out.cells.push_back(kind == Cells::Kind::kNumber || kind == Cells::Kind::kDate
+                                ? Cells::Cell::Number(row, col, kind, number)
+                                : Cells::Cell::Index(row, col, kind, index));
         out.rows = std::max(out.rows, row + 1);
         out.cols = std::max(out.cols, col + 1);
     }

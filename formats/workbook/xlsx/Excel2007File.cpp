@@ -192,7 +192,7 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
             for (; several && !sideBySide && labelled < std::min(row, sheet.rows); ++labelled)
                 sink->Set(numCols, rowOffset + labelled + 1, label.c_str());
         };
-        for (const auto& cell : sheet.cells) {
+        sheet.cells.ForEach([&](const zm::xlsx::SheetCells::Cell& cell) {
             labelRowsBefore(cell.row);
             const int row = rowOffset + cell.row + 1, col = colOffset + cell.col + 1;
             using Kind = zm::xlsx::SheetCells::Kind;
@@ -216,7 +216,7 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
                     sink->Set(col, row, sheet.texts[cell.index].c_str());
                     break;
             }
-        }
+        });
         labelRowsBefore(sheet.rows);
         if (several && sideBySide) {
             for (int c = 1; c <= sheet.cols; ++c)

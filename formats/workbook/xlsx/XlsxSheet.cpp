@@ -92,7 +92,7 @@ class SheetHandler : public XmlHandler {
 
   private:
     void Finish() {
-        SheetCells::Cell cell{row, col, SheetCells::Kind::kNumber, 0.0, 0};
+        auto cell = SheetCells::Cell::Number(row, col, SheetCells::Kind::kNumber, 0.0);
         if (type == "s") {
             const long long index = ToInt(value, -1);
             if (!hasValue || index < 0 || index > UINT32_MAX)

@@ -14,14 +14,52 @@ namespace zm::xlsx {
 
 struct SheetCells {
     enum class Kind : uint8_t { kNumber, kDate, kShared, kText };
+    // 16 bytes a cell: a sheet of millions of cells is held in tens of megabytes.
     struct Cell {
-        int row;  // 0-based
-        int col;
+        int32_t row;  // 0-based
+        uint16_t col;
         Kind kind;
-        double number;   // kNumber, kDate
-        uint32_t index;  // kShared: shared string; kText: entry of `texts`
+        union {
+            double number;   // kNumber, kDate
+            uint32_t index;  // kShared: shared string; kText: entry of `texts`
+        };
+        static Cell Number(int row, int col, Kind kind, double number) {
+            Cell cell{row, static_cast<uint16_t>(col), kind, {}};
+            cell.number = number;
+            return cell;
+        }
+        static Cell Index(int row, int col, Kind kind, uint32_t index) {
+            Cell cell{row, static_cast<uint16_t>(col), kind, {}};
+            cell.index = index;
+            return cell;
+        }
     };
-    std::vector<Cell> cells;
+    // The cells in the order they were read, kept in blocks so that growing never
+    // copies what is already held.
+    class CellList {
+      public:
+        void push_back(const Cell& cell) {
+            if (blocks.empty() || blocks.back().size() == kBlock) {
+                blocks.emplace_back();
+                blocks.back().reserve(kBlock);
+            }
+            blocks.back().push_back(cell);
+        }
+        size_t size() const {
+            return blocks.empty() ? 0 : (blocks.size() - 1) * kBlock + blocks.back().size();
+        }
+        template <class F>
+        void ForEach(F&& f) const {
+            for (const auto& block : blocks)
+                for (const Cell& cell : block)
+                    f(cell);
+        }
+
+      private:
+        static constexpr size_t kBlock = 65536;
+        std::vector<std::vector<Cell>> blocks;
+    };
+    CellList cells;
     std::vector<std::string> texts;
     int rows = 0;
     int cols = 0;
