@@ -1,0 +1,226 @@
+// The Lotus 1-2-3 reader: the version test and its refusals, cells of every kind and
+// their values, sizing by the RANGE record, and damaged files that must stop with their
+// own code (hand-made fixtures from make_fixtures.py, SheetJS-written files, the corpus).
+#include "formats/workbook/LotusFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "framework/SprFileFactory.h"
+#include "framework/ZmImport.h"
+#include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
+
+namespace {
+
+const std::string kData = std::string(ZM_TEST_DATA) + "/lotus/";
+std::string MessageOf(LotusFile& file) {
+    char buffer[1024];
+    file.GetErrorMessage(buffer, sizeof buffer);
+    return buffer;
+}
+
+// Status, rows x columns, as "0 4x3".
+std::string Read(LotusFile& file, const std::string& path, zmtest::RecordingSink& sink) {
+    const int status = zmtest::ReadAll(file, path, sink);
+    return std::to_string(status) + " " + std::to_string(file.GetNumRows()) + "x" +
+           std::to_string(file.GetNumCols());
+}
+
+int CodeOfHead(const std::string& head) {
+    return LotusFile::IsLotusFile(reinterpret_cast<const uint8_t*>(head.data()), head.size());
+}
+
+std::string Bytes(std::initializer_list<int> values) {
+    std::string s;
+    for (int v : values)
+        s += static_cast<char>(v);
+    return s;
+}
+
+int LotusIndex() {
+    for (int i = 1; i <= ZmImportSizeFileFormatsSupported(); ++i) {
+        if (std::strcmp(ZmImportGetFileFormatInfo(i)->name, "Lotus 1-2-3 File") == 0)
+            return i;
+    }
+    return 0;
+}
+
+TEST(LotusFile, VersionTestRefusalsAndDetection) {
+    const std::pair<std::string, int> cases[] = {
+        {Bytes({0, 0, 2, 0, 4, 4}), 0},  // release 1A
+        {Bytes({0, 0, 2, 0, 5, 4}), 0},  // Symphony 1.0
+        {Bytes({0, 0, 2, 0, 6, 4}), 0},  // release 2, Symphony 1.1+
+        {Bytes({0, 0, 2, 0, 7, 4}), LotusFile::kUnknownVersion},
+        {Bytes({0, 0, 2, 0, 0x20, 0x51}), LotusFile::kUnknownVersion},  // Quattro Pro DOS
+        {Bytes({0, 0, 26, 0, 0, 0x10}), LotusFile::kLotusWk3},
+        {Bytes({0, 0, 26, 0, 2, 0x10}), LotusFile::kLotusWk4},
+        {Bytes({0, 0, 26, 0, 0, 6}), LotusFile::kLotusWj1},
+        {Bytes({0, 0, 26, 0, 7, 0x80}), LotusFile::kLotusFrm},
+        {Bytes({0, 0, 26, 0, 3, 0x10}), LotusFile::kLotusWorkbook},
+        {Bytes({0, 0, 26, 0, 5, 0x10}), LotusFile::kUnknownVersion},
+        {Bytes({0, 0, 2, 0, 6}), LotusFile::kNotLotus},  // cut short
+        {Bytes({0, 0, 3, 0, 6, 4}), LotusFile::kNotLotus},
+        {Bytes({0xFF, 0, 2, 0, 4, 4}), LotusFile::kNotLotus},  // Works 3/4
+    };
+    for (const auto& [head, code] : cases)
+        EXPECT_EQ(CodeOfHead(head), code) << testing::PrintToString(head);
+
+    zmtest::ScratchDir dir;
+    auto refusal = [&](const std::string& bytes) {
+        LotusFile file;
+        zmtest::RecordingSink sink;
+        const std::string path = dir.Write("x.wk1", bytes);
+        const int code = zmtest::ReadAll(file, path, sink);
+        return std::to_string(code) + " " + MessageOf(file);
+    };
+    // The texts with the list of formats are checked whole by the corpus test.
+    EXPECT_EQ(refusal(Bytes({0, 0, 26, 0, 7, 0x80})),
+              "2309 This file is a Lotus 1-2-3 (FRM) file. Such files cannot be imported by "
+              "TAVIX.");
+    EXPECT_EQ(refusal("PK\3\4"), "2305 The file does not seem to be a valid Lotus 1-2-3 file.");
+    LotusFile missing;
+    EXPECT_EQ(missing.Open(true, dir.Path("absent.wk1").c_str(), nullptr), 2304);
+    EXPECT_EQ(MessageOf(missing), "Unable to open file.");
+    LotusFile writer;
+    EXPECT_EQ(writer.Open(false, (kData + "cells.wk1").c_str(), nullptr), kStatusWrongMode);
+
+    // Lotus-shaped files are claimed, so that their refusal is the Lotus reader's.
+    const int index = LotusIndex();
+    ASSERT_NE(index, 0);
+    EXPECT_EQ(ZmImportIsCorrectFileType(index, (kData + "cells.wk1").c_str()), 2);
+    EXPECT_EQ(ZmImportIsCorrectFileType(index, (kData + "sheetjs.wk3").c_str()), 2);
+    EXPECT_EQ(ZmImportIsCorrectFileType(index, (kData + "make_fixtures.py").c_str()), 0);
+}
+
+TEST(LotusFile, CellsOfEveryKind) {
+    LotusFile file;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(Read(file, kData + "cells.wk1", sink), "0 4x4");
+    // A label's first character is its alignment (' " ^ \) and is not part of the text;
+    // a label without one keeps all its characters.
+    EXPECT_EQ(sink.Text(1, 1), "left");
+    EXPECT_EQ(sink.Text(2, 1), "right");
+    EXPECT_EQ(sink.Text(3, 1), "centre");
+    EXPECT_EQ(sink.Text(4, 1), "-");
+    EXPECT_EQ(sink.Text(1, 4), "plain");
+    EXPECT_EQ(sink.Text(2, 4), "");
+    // Code page 850 bytes become UTF-8.
+    EXPECT_EQ(sink.Text(4, 2), "caf\xC3\xA9 \xC3\x9F");
+    // INTEGER as an int, NUMBER and a formula's cached result as doubles.
+    EXPECT_EQ(sink.At(1, 2).via, 'i');
+    EXPECT_EQ(sink.Number(1, 2), -7);
+    EXPECT_EQ(sink.At(2, 2).via, 'd');
+    EXPECT_EQ(sink.Number(2, 2), 2.5);
+    EXPECT_EQ(sink.Number(3, 2), 5.0);
+    EXPECT_EQ(sink.Number(4, 4), -1e-300);
+    // @ERR, @NA and a text result are stored as no number: each gives an empty text (the
+    // text result's STRING record is not read).
+    for (int col = 1; col <= 4; ++col) {
+        ASSERT_TRUE(sink.Has(col, 3)) << col;
+        EXPECT_EQ(sink.At(col, 3).kind, zmtest::Cell::kText) << col;
+        EXPECT_EQ(sink.Text(col, 3), "") << col;
+    }
+    EXPECT_FALSE(sink.Has(3, 4));  // a BLANK record
+    EXPECT_EQ(sink.cells.size(), 15u);
+
+    // A copy reads the same file on its own.
+    LotusFile copy(file);
+    zmtest::RecordingSink again;
+    again.SetDataSize(copy.GetNumCols(), copy.GetNumRows());
+    EXPECT_EQ(copy.Read(&again), 0);
+    EXPECT_EQ(again.Dump(), sink.Dump());
+}
+
+TEST(LotusFile, SizeComesFromTheRangeRecordWidenedByCells) {
+    zmtest::ScratchDir dir;
+    // RANGE over columns 0-3 and rows 0-9, one cell at its start.
+    const std::string bof = Bytes({0, 0, 2, 0, 6, 4});
+    const std::string range = Bytes({6, 0, 8, 0, 0, 0, 0, 0, 3, 0, 9, 0});
+    const std::string integer = Bytes({13, 0, 7, 0, 0xFF, 0, 0, 0, 0, 1, 0});
+    const std::string eof = Bytes({1, 0, 0, 0});
+    const std::pair<std::string, std::string> cases[] = {
+        {dir.Write("r.wk1", bof + range + integer + eof), "0 10x4"},
+        {kData + "cells-outside-range.wk1", "0 7x5"},  // RANGE 2x2 from B2, a cell at E7
+        {kData + "reversed-range.wk1", "0 1x2"},       // nothing but its one cell
+        {kData + "huge-range.wk1", "0 8192x256"},      // not past the 1-2-3 grid
+        {kData + "release1a.wks", "0 2x1"},
+        {kData + "symphony.wrk", "0 2x1"},
+        // PySAL wrote one row and column more into RANGE than it filled.
+        {std::string(ZM_CORPUS) + "/lotus/virginia_queen.wk1", "0 137x137"},
+        {std::string(ZM_CORPUS) + "/lotus/spat-sym-us.wk1", "0 46x46"},
+    };
+    for (const auto& [path, expected] : cases) {
+        LotusFile file;
+        zmtest::RecordingSink sink;
+        EXPECT_EQ(Read(file, path, sink), expected) << path;
+    }
+    LotusFile file;
+    zmtest::RecordingSink sink;
+    Read(file, kData + "cells-outside-range.wk1", sink);
+    EXPECT_EQ(sink.Number(2, 2), 1.0);
+    EXPECT_EQ(sink.Number(5, 7), 2.0);
+}
+
+TEST(LotusFile, DamagedFilesStopWithTheirCode) {
+    const std::pair<const char*, std::string> cases[] = {
+        {"no-range.wk1",
+         "2312 -1x-1 An error occurred while trying to establish size size of the dataset. The "
+         "file seems to be corrupt and cannot be imported."},
+        {"short-range.wk1", "2312 -1x-1"},
+        {"record-past-end.wk1",
+         "2313 -1x-1 Found unexpected EOF (End-Of-File) while reading for data. The file seems "
+         "to be corrupt and cannot be imported."},
+        {"no-eof.wk1", "2313 -1x-1"},
+        {"short-number.wk1",
+         "2315 -1x-1 A corrupt data record was found. The file cannot be imported."},
+        {"formula-overrun.wk1", "2315 -1x-1"},
+        {"unterminated-label.wk1", "2315 -1x-1"},
+    };
+    for (const auto& [name, expected] : cases) {
+        LotusFile file;
+        zmtest::RecordingSink sink;
+        const std::string read = Read(file, kData + name, sink);
+        const std::string outcome = read + " " + MessageOf(file);
+        EXPECT_EQ(outcome.substr(0, expected.size()), expected) << name;
+        // The code stays until Close.
+        EXPECT_EQ(file.Read(&sink), std::stoi(expected));
+        file.Close();
+        EXPECT_EQ(file.GetStatus(), 0);
+    }
+
+    // Cut anywhere, a real worksheet loses its EOF record: never read as complete.
+    std::ifstream in(kData + "cells.wk1", std::ios::binary);
+    const std::string whole{std::istreambuf_iterator<char>(in), {}};
+    zmtest::ScratchDir dir;
+    for (size_t cut = 0; cut < whole.size(); ++cut) {
+        LotusFile file;
+        zmtest::RecordingSink sink;
+        const int code = zmtest::ReadAll(file, dir.Write("cut.wk1", whole.substr(0, cut)), sink);
+        EXPECT_TRUE(code == LotusFile::kNotLotus || code == LotusFile::kNoSize ||
+                    code == LotusFile::kUnexpectedEof)
+            << cut << ": " << code;
+    }
+}
+
+TEST(LotusFile, WorksheetsWrittenBySheetJS) {
+    LotusFile file;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(Read(file, kData + "sheetjs.wk1", sink), "0 4x4");
+    EXPECT_EQ(sink.Text(4, 1), "total");
+    EXPECT_EQ(sink.Number(2, 4), 1e-7);
+    EXPECT_EQ(sink.Number(3, 3), 40000);  // too big for INTEGER: a NUMBER record
+    EXPECT_EQ(sink.Number(3, 4), -32768);
+    // SheetJS writes a formula cell as its value.
+    EXPECT_EQ(sink.Number(4, 2), 4.5);
+    EXPECT_EQ(sink.Number(4, 3), -90000);
+
+    LotusFile release3;
+    EXPECT_EQ(zmtest::ReadAll(release3, kData + "sheetjs.wk3", sink), LotusFile::kLotusWk3);
+}
+
+}  // namespace
