@@ -28,27 +28,6 @@ report() {
 
 summary=()
 
-# --- Brimrose: 10,000 spectra x 1,000 points ---
-echo "== Brimrose =="
-file="$work/brimrose-10000x1000.dat"
-[ -f "$file" ] || "$bin/bench_brimrose" --generate "$file"
-out="$("$bin/bench_brimrose" "$file")"
-echo "$out"
-ours="$(awk '/^MB\/s/ { print $2 }' <<<"$out")"
-raw="$(raw_mb_s "$file")"
-echo "cat       $raw MB/s"
-summary+=("$(report "Brimrose 10000 x 1000" "$ours" "$raw")")
-
-# --- CSV and tab-delimited text: 1,000,000 rows x 10 columns against pandas ---
-echo
-echo "== CSV and tab-delimited text, 1,000,000 rows x 10 columns =="
-here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
-csv="$work/table-1000000x10.csv"
-tsv="$work/table-1000000x10.tsv"
-[ -f "$csv" ] && [ -f "$tsv" ] || "$bin/bench_csv" --generate "$csv" "$tsv"
-[ -f "$work/table-1252.csv" ] || iconv -f UTF-8 -t WINDOWS-1252 "$csv" > "$work/table-1252.csv"
-[ -f "$work/table-utf16.csv" ] || iconv -f UTF-8 -t UTF-16 "$csv" > "$work/table-utf16.csv"
-
 # best_seconds CMD...: the smallest "seconds" figure that CMD prints in three runs.
 best_seconds() {
   local best="" s
@@ -72,6 +51,36 @@ wall_seconds() {
 }
 # max_rss_kb CMD...: the peak resident memory of one run, in KiB.
 max_rss_kb() { /usr/bin/time -f '%M' "$@" 2>&1 > /dev/null | tail -1; }
+rss_ratio() { awk -v k="$1" -v b="$(stat -c %s "$2")" 'BEGIN { printf "%.2f", k * 1024 / b }'; }
+
+# Sections to run: all, or those named in ZM_BENCH (e.g. ZM_BENCH="xlsx xlsb").
+want() { [ -z "${ZM_BENCH:-}" ] || [[ " $ZM_BENCH " == *" $1 "* ]]; }
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+
+# --- Brimrose: 10,000 spectra x 1,000 points ---
+if want brimrose; then
+echo "== Brimrose =="
+file="$work/brimrose-10000x1000.dat"
+[ -f "$file" ] || "$bin/bench_brimrose" --generate "$file"
+out="$("$bin/bench_brimrose" "$file")"
+echo "$out"
+ours="$(awk '/^MB\/s/ { print $2 }' <<<"$out")"
+raw="$(raw_mb_s "$file")"
+echo "cat       $raw MB/s"
+summary+=("$(report "Brimrose 10000 x 1000" "$ours" "$raw")")
+
+fi
+
+# --- CSV and tab-delimited text: 1,000,000 rows x 10 columns against pandas ---
+if want csv; then
+echo
+echo "== CSV and tab-delimited text, 1,000,000 rows x 10 columns =="
+csv="$work/table-1000000x10.csv"
+tsv="$work/table-1000000x10.tsv"
+[ -f "$csv" ] && [ -f "$tsv" ] || "$bin/bench_csv" --generate "$csv" "$tsv"
+[ -f "$work/table-1252.csv" ] || iconv -f UTF-8 -t WINDOWS-1252 "$csv" > "$work/table-1252.csv"
+[ -f "$work/table-utf16.csv" ] || iconv -f UTF-8 -t UTF-16 "$csv" > "$work/table-utf16.csv"
+
 
 size_mb="$(awk -v b="$(stat -c %s "$csv")" 'BEGIN { printf "%.1f", b / 1e6 }')"
 echo "files: $csv ($size_mb MB) and its tab-delimited twin"
@@ -87,7 +96,6 @@ echo "CsvFile   $csv_ours s (windows-1252 $csv_1252 s, UTF-16 $csv_utf16 s), pea
 echo "TextFile  $tsv_ours s, peak $tsv_rss KiB"
 echo "zmimport read -o /dev/null  $e2e s, peak $e2e_rss KiB"
 
-rss_ratio() { awk -v k="$1" -v b="$(stat -c %s "$2")" 'BEGIN { printf "%.2f", k * 1024 / b }'; }
 summary+=("$(printf '%-28s peak %7.1f MB = %s x file size (target <= 2.5)' "CSV read memory" \
   "$(awk -v k="$csv_rss" 'BEGIN { print k / 1024 }')" "$(rss_ratio "$csv_rss" "$csv")")")
 summary+=("$(printf '%-28s peak %7.1f MB = %s x file size (target <= 2.5)' "TSV read memory" \
@@ -116,7 +124,10 @@ else
   echo "pandas is missing (Debian package python3-pandas): no comparison"
 fi
 
+fi
+
 # --- Text stream: the same table in UTF-8, windows-1252 and UTF-16LE ---
+if want text; then
 echo
 echo "== Text encodings (1,000,000 x 10, tab-delimited) =="
 [ -f "$work/text-utf16le.txt" ] || "$bin/bench_textstream" --generate "$work"
@@ -126,7 +137,10 @@ while read -r key ratio; do
   summary+=("$(printf '%-28s TextFile read x%s of UTF-8 in CPU time (limit 1.5)' "Text $key" "$ratio")")
 done < <(awk '$1 != "utf8" { r = $14; gsub(/[()x]/, "", r); print $1, r }' <<<"$out")
 
+fi
+
 # --- Excel 97-2003: 65,000 x 20 written by xlwt, against xlrd ---
+if want xls; then
 echo
 echo "== Excel 97-2003 workbook, 65,000 rows x 20 columns =="
 xls="$work/table-65000x20.xls"
@@ -152,6 +166,51 @@ if [ -f "$xls" ] || /usr/bin/python3 "$here/make_xls.py" "$xls"; then
     "$(awk -v k="$xls_rss" 'BEGIN { print k / 1024 }')" "$(rss_ratio "$xls_rss" "$xls")")")
 else
   echo "xlwt is missing (Debian package python3-xlwt): no .xls benchmark"
+fi
+
+fi
+
+# sheetjs_ready: SheetJS installed from npm beside the benchmarks.
+sheetjs_ready() {
+  command -v npm > /dev/null && { [ -d "$here/sheetjs/node_modules" ] ||
+    (cd "$here/sheetjs" && npm ci --no-audit --no-fund > /dev/null 2>&1); }
+}
+
+# --- Excel 2007 workbooks: 200,000 x 20 as .xlsx (XlsxWriter) and .xlsb (SheetJS) ---
+if want xlsx || want xlsb; then
+  echo
+  echo "== Excel 2007 workbooks, 200,000 rows x 20 columns =="
+  xlsx="$work/table-200000x20.xlsx"
+  xlsb="$work/table-200000x20.xlsb"
+  [ -f "$xlsx" ] || /usr/bin/python3 "$here/make_xlsx.py" "$xlsx"
+  if want xlsx; then
+    ours="$(wall_seconds "$bin/zmimport" read "$xlsx" -o /dev/null)"
+    ours_rss="$(max_rss_kb "$bin/zmimport" read "$xlsx" -o /dev/null)"
+    unzip_s="$(wall_seconds unzip -p "$xlsx" xl/worksheets/sheet1.xml)"
+    echo "zmimport read .xlsx -o /dev/null  $ours s, peak $ours_rss KiB; unzip -p sheet $unzip_s s"
+    summary+=("$(awk -v o="$ours" -v u="$unzip_s" 'BEGIN {
+      printf "%-28s ours %7.3f s   unzip -p %7.3f s   %.2f x unzip (stretch <= 2)",
+        "zmimport read .xlsx", o, u, o / u }')")
+    summary+=("$(printf '%-28s peak %7.1f MB (target <= 300)' ".xlsx read memory" \
+      "$(awk -v k="$ours_rss" 'BEGIN { print k / 1024 }')")")
+    if sheetjs_ready; then
+      sj="$(best_seconds node "$here/sheetjs/read.js" "$xlsx")"
+      echo "SheetJS .xlsx $sj s"
+      summary+=("$(awk -v o="$ours" -v x="$sj" 'BEGIN {
+        printf "%-28s ours %7.3f s   SheetJS %7.3f s   %.1f x faster (target >= 5)",
+          "zmimport read .xlsx", o, x, x / o }')")
+    fi
+  fi
+  # SheetJS writes large binary workbooks slowly (many minutes): the file is kept.
+  if want xlsb && sheetjs_ready && { [ -f "$xlsb" ] || node "$here/sheetjs/make_xlsb.js" "$xlsb"; }; then
+    ours="$(wall_seconds "$bin/zmimport" read "$xlsb" -o /dev/null)"
+    ours_rss="$(max_rss_kb "$bin/zmimport" read "$xlsb" -o /dev/null)"
+    sj="$(best_seconds node "$here/sheetjs/read.js" "$xlsb")"
+    echo "zmimport read .xlsb -o /dev/null  $ours s, peak $ours_rss KiB; SheetJS $sj s"
+    summary+=("$(awk -v o="$ours" -v x="$sj" 'BEGIN {
+      printf "%-28s ours %7.3f s   SheetJS %7.3f s   %.1f x faster (target >= 5)",
+        "zmimport read .xlsb", o, x, x / o }')")
+  fi
 fi
 
 echo

@@ -173,3 +173,53 @@ TEST(Excel2007File, AWorkbookWrittenByOpenpyxl) {
 }
 
 }  // namespace
+
+namespace {
+
+std::string Fixture(const std::string& name) {
+    return std::string(ZM_TEST_DATA) + "/xlsx/" + name;
+}
+
+// SheetJS writes the same table with shared strings, with texts in the cells and as a
+// binary workbook in short cell records: all three read alike.
+TEST(Excel2007File, OneTableWrittenThreeWaysBySheetJS) {
+    std::string first;
+    for (const char* name : {"sheetjs-shared.xlsx", "sheetjs-inline.xlsx", "sheetjs.xlsb"}) {
+        Excel2007File file;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(Read(file, Fixture(name), sink), "0 4x5") << name;
+        EXPECT_EQ(sink.Text(1, 3), "caf\xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC") << name;
+        EXPECT_EQ(sink.Text(3, 2), "2024-03-01") << name;
+        EXPECT_EQ(sink.Text(3, 3), "2024-03-02 12:30:00") << name;
+        EXPECT_EQ(sink.Text(4, 3), "FALSE") << name;
+        EXPECT_EQ(sink.Text(5, 2), "#DIV/0!") << name;
+        EXPECT_EQ(sink.Number(5, 3), 7) << name;  // a formula's cached result
+        EXPECT_EQ(sink.Text(1, 4), "line\r\nbreak") << name;
+        if (first.empty())
+            first = sink.Dump();
+        else
+            EXPECT_EQ(sink.Dump(), first) << name;
+    }
+}
+
+TEST(Excel2007File, WorkbooksWrittenByXlsxWriterAndGnumeric) {
+    Excel2007File file;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(Read(file, Fixture("xlsxwriter.xlsx"), sink), "0 6x7");
+    EXPECT_EQ(sink.Number(2, 2), -3.5);  // "0.00;[Red]-0.00" is no date format
+    EXPECT_EQ(sink.Text(3, 2), "1999-12-31");
+    EXPECT_EQ(sink.Text(4, 2), "2024-03-02 12:30:00");
+    EXPECT_EQ(sink.Text(1, 3), "S-2 \xC2\xB5g");
+    EXPECT_EQ(sink.Number(2, 3), -7);
+    EXPECT_EQ(sink.Text(3, 3), "#DIV/0!");
+    EXPECT_EQ(sink.Number(7, 6), 123456789.125);
+
+    Excel2007File gnumeric;
+    zmtest::RecordingSink cells;
+    EXPECT_EQ(Read(gnumeric, Fixture("gnumeric.xlsx"), cells), "0 4x3");
+    EXPECT_EQ(cells.Text(3, 2), "a, b");
+    EXPECT_FALSE(cells.Has(2, 3));
+    EXPECT_EQ(cells.Number(2, 4), -4e-05);
+}
+
+}  // namespace
