@@ -135,6 +135,7 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     uint64_t fileSize = 0;
     bool level5 = false;
     bool bigEndian = false;
+    std::vector<uint8_t> buffer;  // the stored bytes of a block of Level 4 values
     std::vector<Matrix> matrices;
     int curMatrix = 0;
     int roles[5] = {-1, -1, -1, -1, -1};

@@ -204,10 +204,11 @@ void MatFile::GetMatrixOptions(const std::vector<std::string>& names) {
 
 bool MatFile::ReadMatlabElement(const Matrix& m, size_t count, double* values) {
     const size_t size = zm::mat::NumberSize(StoredType(m.precision));
-    std::vector<uint8_t> bytes(count * size);
-    if (!in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())))
+    buffer.resize(count * size);
+    if (!in.read(reinterpret_cast<char*>(buffer.data()),
+                 static_cast<std::streamsize>(buffer.size())))
         return false;
-    zm::mat::ToDoubles(StoredType(m.precision), bytes.data(), count, bigEndian, values);
+    zm::mat::ToDoubles(StoredType(m.precision), buffer.data(), count, bigEndian, values);
     return true;
 }
 

@@ -32,7 +32,8 @@ double Rule(int r, int c) {
 }
 
 std::string Temp(const std::string& name, const std::string& bytes) {
-    const fs::path path = fs::temp_directory_path() / ("zm-mat-" + std::to_string(::getpid()) + name);
+    const fs::path path =
+        fs::temp_directory_path() / ("zm-mat-" + std::to_string(::getpid()) + name);
     std::ofstream(path, std::ios::binary) << bytes;
     return path.string();
 }
@@ -174,9 +175,9 @@ TEST(MatFileFixtures, Level5PlainAndCompressedGiveTheSameSheet) {
     EXPECT_EQ(plain.sink.cols, 8);
     EXPECT_EQ(plain.sink.rows, 3);
     EXPECT_EQ(plain.sink.Number(2, 3), Rule(2, 1));
-    EXPECT_EQ(plain.sink.Number(4, 3), 21);  // int16, .5 dropped
-    EXPECT_EQ(plain.sink.Number(6, 2), 11);  // uint8
-    EXPECT_EQ(plain.sink.Number(7, 2), 1);   // logical
+    EXPECT_EQ(plain.sink.Number(4, 3), 21);   // int16, .5 dropped
+    EXPECT_EQ(plain.sink.Number(6, 2), 11);   // uint8
+    EXPECT_EQ(plain.sink.Number(7, 2), 1);    // logical
     EXPECT_EQ(plain.sink.Text(8, 3), "zzz");  // one text per row, blanks dropped
 }
 
@@ -277,8 +278,9 @@ TEST(MatFileHostile, ClaimsBeyondTheFileAreRefusedAtOnce) {
 TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
     // Class double stored as miUINT8 and miINT16, as MATLAB writes small integers.
     const std::string header = Header5();
-    Outcome stored = ReadBytes(header + Array(6, {1, 2}, "a", Element(2, "\x07\xFF")) +
-                               Array(6, {1, 2}, "b", Element(3, std::string("\xFE\xFF\x10\x00", 4))));
+    Outcome stored =
+        ReadBytes(header + Array(6, {1, 2}, "a", Element(2, "\x07\xFF")) +
+                  Array(6, {1, 2}, "b", Element(3, std::string("\xFE\xFF\x10\x00", 4))));
     ASSERT_EQ(stored.status, 0) << stored.message;
     const double expected[] = {7, 255, -2, 16};
     for (int c = 0; c < 4; ++c)
@@ -287,7 +289,8 @@ TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
     // Characters as miUINT16 (with a surrogate pair) and as miUTF8: the same text.
     const std::string utf16("h\0\xE9\0\x3D\xD8\x00\xDE", 8);
     Outcome wide = ReadBytes(header + Array(4, {1, 4}, "w", Element(4, utf16)));
-    Outcome utf8 = ReadBytes(header + Array(4, {1, 3}, "u", Element(16, "h\xC3\xA9\xF0\x9F\x98\x80")));
+    Outcome utf8 =
+        ReadBytes(header + Array(4, {1, 3}, "u", Element(16, "h\xC3\xA9\xF0\x9F\x98\x80")));
     ASSERT_EQ(wide.status, 0) << wide.message;
     ASSERT_EQ(utf8.status, 0) << utf8.message;
     EXPECT_EQ(wide.sink.Text(1, 1).substr(0, 3), "h\xC3\xA9");
@@ -309,13 +312,13 @@ TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
     EXPECT_EQ(bigFile.sink.Number(1, 1), 2.5);
 
     auto message = [](const std::string& bytes) { return ReadBytes(bytes).message; };
-    EXPECT_EQ(message(header + Array(6, {1, 1}, "c", Element(9, F64(1)) + Element(9, F64(2)),
-                                     0x0800)),
-              "Can not handle imaginary data.");
+    EXPECT_EQ(
+        message(header + Array(6, {1, 1}, "c", Element(9, F64(1)) + Element(9, F64(2)), 0x0800)),
+        "Can not handle imaginary data.");
     EXPECT_EQ(message(header + Array(5, {2, 2, 2}, "s", Element(5, U32(0)))),
               "A sparse matrix can not have more than two dimensions.");
-    const std::string sparseText = Element(5, U32(0)) + Element(5, U32(0) + U32(1)) +
-                                   Element(17, std::string("a\0", 2));
+    const std::string sparseText =
+        Element(5, U32(0)) + Element(5, U32(0) + U32(1)) + Element(17, std::string("a\0", 2));
     EXPECT_EQ(message(header + Array(5, {1, 1}, "t", sparseText)),
               "Text matrices can not be sparse.");
     EXPECT_EQ(message(header + Array(2, {1, 1}, "s", Element(14, ""))), "No data found.");
@@ -325,8 +328,8 @@ TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
 }
 
 TEST(MatFileLevel5, VersionRule) {
-    Outcome hdf5 = ReadBytes(Header5("MATLAB 7.3 MAT-file, Platform: GLNXA64") +
-                             std::string(512, '\0'));
+    Outcome hdf5 =
+        ReadBytes(Header5("MATLAB 7.3 MAT-file, Platform: GLNXA64") + std::string(512, '\0'));
     EXPECT_EQ(hdf5.status, MatFile::kUnsupportedVersion);
     EXPECT_EQ(hdf5.message,
               "The file seems to be created by an unsupported version of MATLAB. Only MATLAB "
@@ -340,7 +343,8 @@ TEST(MatFileLevel5, VersionRule) {
 // A grid source whose data begin at a chosen cell.
 class OriginSource : public zmtest::GridSource {
   public:
-    OriginSource(std::vector<std::vector<zmtest::SourceCell>> rows, int col, int row, bool ok = true)
+    OriginSource(std::vector<std::vector<zmtest::SourceCell>> rows, int col, int row,
+                 bool ok = true)
         : GridSource(std::move(rows)), col(col), row(row), ok(ok) {}
     bool GetDataOrigin(int* c, int* r) override {
         *c = col;
@@ -370,7 +374,8 @@ TEST(MatFileWriter, WritesDataThenObservationAndVariableIds) {
     const std::string bytes = Slurp(path);
     // DATA: type 0, 3 x 2, real, name length 5; then 6 doubles column by column.
     ASSERT_GE(bytes.size(), 20u + 5 + 48);
-    EXPECT_EQ(bytes.substr(0, 25), U32(0) + U32(3) + U32(2) + U32(0) + U32(5) + std::string("DATA\0", 5));
+    EXPECT_EQ(bytes.substr(0, 25),
+              U32(0) + U32(3) + U32(2) + U32(0) + U32(5) + std::string("DATA\0", 5));
     EXPECT_EQ(bytes.substr(25, 24), F64(1.5) + F64(2) + F64(3));
     EXPECT_EQ(bytes.substr(49, 16), F64(4) + std::string("\0\0\0\0\0\0\xF8\xFF", 8));
     EXPECT_EQ(bytes.substr(65, 8), std::string("\0\0\0\0\0\0\xF8\xFF", 8));
@@ -379,8 +384,8 @@ TEST(MatFileWriter, WritesDataThenObservationAndVariableIds) {
     EXPECT_EQ(bytes.substr(obs, 20), U32(1) + U32(3) + U32(3) + U32(0) + U32(7));
     EXPECT_EQ(bytes.substr(obs + 20, 7), std::string("OBSID1\0", 7));
     const size_t var = obs + 27 + 9 * 8;
-    EXPECT_EQ(bytes.substr(var, 20 + 7), U32(1) + U32(2) + U32(2) + U32(0) + U32(7) +
-                                             std::string("VARID1\0", 7));
+    EXPECT_EQ(bytes.substr(var, 20 + 7),
+              U32(1) + U32(2) + U32(2) + U32(0) + U32(7) + std::string("VARID1\0", 7));
     EXPECT_EQ(bytes.size(), var + 27 + 4 * 8);
 
     // Read back: the IDs around the data, the missing values missing.
