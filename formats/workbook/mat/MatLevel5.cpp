@@ -265,6 +265,8 @@ int MatFile::SetSheetSize() {
     if (!CheckDimensions(varNames >= 0 ? entries(varNames) : -1,
                          obsNames >= 0 ? entries(obsNames) : -1, col - left - 1, rows))
         return kBadMatrix;
+    if (rows + top > INT_MAX - 1)
+        return kBadMatrix;
     numRows = static_cast<int>(rows + top);
     numCols = static_cast<int>(col - 1);
     return 0;
