@@ -213,6 +213,37 @@ if want xlsx || want xlsb; then
   fi
 fi
 
+# --- MAT files: 5000 x 2000 doubles as Level 4, Level 5 and compressed Level 5 ---
+if want mat; then
+echo
+echo "== MAT files, 5000 x 2000 doubles =="
+if [ -f "$work/matrix-v5z.mat" ] || /usr/bin/python3 "$here/make_mat.py" "$work"; then
+  mat_floor="$(best_seconds "$bin/bench_mat" --inflate "$work/matrix-v5z.mat")"
+  echo "zlib inflate floor (compressed) $mat_floor s"
+  for kind in v4 v5 v5z; do
+    file="$work/matrix-$kind.mat"
+    ours="$(best_seconds "$bin/bench_mat" "$file")"
+    scipy="$(best_seconds /usr/bin/python3 "$here/scipy_loadmat.py" "$file")"
+    line="MatFile $ours s   scipy $scipy s"
+    summary+=("$(awk -v n="MAT $kind read" -v o="$ours" -v s="$scipy" 'BEGIN {
+      printf "%-28s ours %7.3f s   scipy %7.3f s   %.2f x faster (target >= 3)", n, o, s, s / o }')")
+    if [ -x "$bin/bench_matio_read" ]; then
+      matio="$(best_seconds "$bin/bench_matio_read" "$file")"
+      line="$line   libmatio $matio s"
+      summary+=("$(awk -v n="MAT $kind vs libmatio" -v o="$ours" -v m="$matio" 'BEGIN {
+        printf "%-28s ours %7.3f s   libmatio %7.3f s   %.2f x its time (target <= 1.5)", n, o, m, o / m }')")
+    fi
+    echo "$kind: $line"
+  done
+  ours="$(best_seconds "$bin/bench_mat" "$work/matrix-v5z.mat")"
+  summary+=("$(awk -v o="$ours" -v f="$mat_floor" 'BEGIN {
+    printf "%-28s ours %7.3f s   inflate %7.3f s   %.2f x the floor (target <= 1.2)",
+      "MAT v5z vs zlib floor", o, f, o / f }')")
+else
+  echo "scipy is missing (Debian package python3-scipy): no MAT benchmark"
+fi
+fi
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"

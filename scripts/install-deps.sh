@@ -13,6 +13,7 @@ packages=(
   libicu-dev libgsf-1-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   python3 python3-pandas python3-numpy python3-xlrd python3-xlwt python3-openpyxl
+  python3-scipy libmatio-dev matio-tools
   time locales gnumeric nodejs npm
 )
 

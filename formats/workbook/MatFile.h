@@ -1,0 +1,157 @@
+// MATLAB MAT files: Level 4 (both byte orders) and Level 5 (with compressed elements) are
+// read, Level 4 is written.
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "formats/workbook/SheetChoice.h"
+#include "framework/SpreadsheetFile.h"
+#include "platform/ZmExport.h"
+
+namespace zm::mat {
+class Input;
+class CellCursor;
+struct ArrayHeader;
+struct Tag;
+}  // namespace zm::mat
+
+// Reads one or several numeric or character matrices of a MAT file into one sheet.
+// Level 4: one matrix is read (chosen by name when there are several data matrices),
+// with names from the "OBSNUM"/"OBSNAM"/"VARNUM"/"VARNAM" layout or from ID matrices
+// ("OBSID1", "VARID1", ...). Level 5: every numeric, logical, sparse and character array
+// goes side by side, with names from "VARNAM"/"OBSNAM". Writes Level 4: the data as
+// "DATA", the ID columns and header rows as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
+class ZMIMPORT_API MatFile : public SpreadsheetFile {
+  public:
+    enum Status {
+        kOpenFailed = 1024,
+        kNotMatFile = 1025,
+        kCorrupt = 1026,
+        kBadHeader = 1027,
+        kBadMatrix = 1028,
+        kWriteFailed = 1029,
+        kCannotExport = 1030,
+        kComplexData = 1032,
+        kUnknownType = 1033,
+        kUnsupportedVersion = 1034,
+    };
+    static constexpr int kMaxMatrices = 20;
+
+    MatFile();
+    MatFile(const MatFile&) = default;
+    MatFile& operator=(const MatFile&) = default;
+    ~MatFile() override;
+
+    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
+    void Close() override;
+    int Read(ReadSpreadSheetData* sink) override;
+    int Write(WriteSpreadSheetData* source) override;
+    int GetNumRows() override;
+    int GetNumCols() override;
+    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    const char* GetReadFile() override;
+
+    // The names of the matrices in file order.
+    void GetMatrixList(std::vector<std::string>& list) const;
+    // Level 4: makes the matrix at 0-based `index` the one read; false when out of range.
+    bool SetCurMatrix(int index);
+    int GetNumberOfMatrices() const { return static_cast<int>(matrices.size()); }
+    bool IsComplex() const;
+
+    // One matrix as the file describes it.
+    struct Matrix {
+        std::string name;
+        int precision = 0;  // Level 4 P: 0 double, 1 single, 2 int32, 3 int16, 4 uint16, 5 uint8
+        int type = 0;       // Level 4 T: 0 full, 1 text, 2 sparse
+        bool complex = false;
+        int64_t rows = 0;
+        int64_t cols = 0;
+        uint64_t position = 0;  // Level 4: of the data; Level 5: of the top-level element
+        // Level 5 only.
+        int arrayClass = 0;  // mxCLASS: 4 char, 5 sparse, 6 double, ...
+        bool compressed = false;
+        uint64_t elementSize = 0;  // bytes of the top-level element after its tag
+    };
+
+  protected:
+    // Chooses the Level 4 matrix when several hold data and no options were given: the
+    // first one.
+    virtual void GetMatrixOptions(const std::vector<std::string>& names);
+
+  private:
+    int EstablishSize() override;
+    int OpenRead(ZmImportOpenOptions* options);
+    // Level 4.
+    int OpenMatlab4(const uint8_t* first);
+    void FindRoles();
+    int ChooseMatrix(ZmImportOpenOptions* options);
+    int Level4Size(const Matrix& m, int64_t& rows, int64_t& cols);
+    int EstablishLevel4Size();
+    int ReadMatlab4(ReadSpreadSheetData* sink);
+    int ReadList(ReadSpreadSheetData* sink, const Matrix& m, zm::mat::CellCursor cursor);
+    int ReadFull(ReadSpreadSheetData* sink, const Matrix& m, zm::mat::CellCursor cursor);
+    int ReadText(ReadSpreadSheetData* sink, const Matrix& m, zm::mat::CellCursor cursor);
+    int ReadSparse(ReadSpreadSheetData* sink, const Matrix& m);
+    // Reads `count` values of the matrix's precision at the stream's position.
+    bool ReadMatlabElement(const Matrix& m, size_t count, double* values);
+    // Level 5.
+    int OpenMatlab5();
+    int OpenArray(const Matrix& m, zm::mat::ArrayHeader& header,
+                  std::unique_ptr<zm::mat::Input>& input);
+    int CheckArray(const zm::mat::ArrayHeader& array, Matrix& m);
+    int SetSheetSize();
+    int ExistsMatrix(const char* name) const;
+    bool CheckDimensions(int64_t varCount, int64_t obsCount, int64_t cols, int64_t rows) const;
+    int ReadMatlab5(ReadSpreadSheetData* sink);
+    int ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int row0, int layout);
+    int ReadNumbers(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
+                    uint64_t count, zm::mat::CellCursor& cursor);
+    int ReadSparse5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& irTag,
+                    const Matrix& m, bool logical, int col0, int row0);
+    // Writing.
+    int WriteData(WriteSpreadSheetData* source, int col0, int row0, int cols, int rows);
+    void WriteColumn(WriteSpreadSheetData* source, int col, int row0, int rows);
+    void WriteRow(WriteSpreadSheetData* source, int row, int col0, int cols);
+
+    // File streams that a copy of the reader does not share: a copy starts closed.
+    template <typename Stream>
+    struct Unshared : Stream {
+        Unshared() = default;
+        Unshared(const Unshared&) : Stream() {}
+        Unshared& operator=(const Unshared&) { return *this; }
+    };
+
+    enum Mode { kClosed = 0, kReadMode = 1, kWriteMode = 2 };
+    enum Role { kData, kObsNum, kObsNam, kVarNum, kVarNam };
+    int mode = kClosed;
+    std::string fileName;
+    std::string baseName;
+    Unshared<std::ifstream> in;
+    Unshared<std::ofstream> out;
+    uint64_t fileSize = 0;
+    bool level5 = false;
+    bool bigEndian = false;
+    std::vector<uint8_t> buffer;  // the stored bytes of a block of Level 4 values
+    std::vector<Matrix> matrices;
+    int curMatrix = 0;
+    int roles[5] = {-1, -1, -1, -1, -1};
+    std::vector<int> rowIds;     // Level 4 ID matrices laid out as columns left of the data
+    std::vector<int> columnIds;  // and as rows above it, in the order of their numbers
+    bool ownLayout = false;
+    bool idsPresent = false;
+    zm::SheetChoice choice;
+    std::string readName;
+    // The text of a refusal found inside the data (Level 5), shown instead of the code's.
+    std::string refusal;
+    // Level 5 sheet: each matrix's place and the names' places.
+    struct Placement {
+        int matrix;
+        int col0, row0;
+    };
+    std::vector<Placement> placements;
+    int varNames = -1, obsNames = -1;
+};

@@ -1,0 +1,53 @@
+// Where the values of one matrix go in the sheet: as a grid in the file's column-major
+// order, or as one list across a row or down a column (names and IDs).
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+
+#include "framework/SpreadSheetData.h"
+
+namespace zm::mat {
+
+class CellCursor {
+  public:
+    enum Layout { kGrid, kAcross, kDown };
+
+    // `rows` is the matrix's row count, used by the grid layout.
+    CellCursor(int col0, int row0, int64_t rows, Layout layout)
+        : col(col0), row(row0), row0(row0), rows(rows), layout(layout) {}
+
+    // Not-a-number and infinities leave the cell missing, as the application has no
+    // other value for them.
+    void Put(ReadSpreadSheetData* sink, double value) {
+        if (std::isfinite(value))
+            sink->Set(col, row, value);
+        Advance();
+    }
+    void Put(ReadSpreadSheetData* sink, const std::string& text) {
+        if (!text.empty())
+            sink->Set(col, row, text.c_str());
+        Advance();
+    }
+    void Advance() {
+        if (layout == kAcross) {
+            ++col;
+        } else if (layout == kDown || ++inColumn < rows) {
+            ++row;
+        } else {
+            inColumn = 0;
+            row = row0;
+            ++col;
+        }
+    }
+
+  private:
+    int col, row;
+    int row0;
+    int64_t rows;
+    int64_t inColumn = 0;
+    Layout layout;
+};
+
+}  // namespace zm::mat

@@ -1,0 +1,424 @@
+// The MAT reader and writer: fixtures written by scipy (Level 4 layouts, Level 5 plain and
+// compressed), hand-built headers and elements for the limits and refusals, and the
+// Level 4 file the writer makes.
+#include "formats/workbook/MatFile.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Fixture(const std::string& name) {
+    return std::string(ZM_TEST_DATA) + "/mat/" + name;
+}
+
+// The fixtures' rule: 10 * row + column + 0.5, both counted from 0.
+double Rule(int r, int c) {
+    return 10.0 * r + c + 0.5;
+}
+
+std::string Temp(const std::string& name, const std::string& bytes) {
+    const fs::path path =
+        fs::temp_directory_path() / ("zm-mat-" + std::to_string(::getpid()) + name);
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path.string();
+}
+
+std::string Slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::string U32(uint32_t v, bool big = false) {
+    std::string s(4, '\0');
+    for (int i = 0; i < 4; ++i)
+        s[big ? 3 - i : i] = static_cast<char>(v >> (8 * i));
+    return s;
+}
+
+std::string F64(double v, bool big = false) {
+    uint64_t bits;
+    std::memcpy(&bits, &v, 8);
+    std::string s(8, '\0');
+    for (int i = 0; i < 8; ++i)
+        s[big ? 7 - i : i] = static_cast<char>(bits >> (8 * i));
+    return s;
+}
+
+// A Level 4 matrix: header, name and values (as doubles unless `data` is given).
+std::string Level4(uint32_t type, int rows, int cols, const std::string& name,
+                   const std::vector<double>& values, bool big = false) {
+    std::string s = U32(type, big) + U32(rows, big) + U32(cols, big) + U32(0, big) +
+                    U32(static_cast<uint32_t>(name.size() + 1), big) + name + '\0';
+    for (double v : values)
+        s += F64(v, big);
+    return s;
+}
+
+// Level 5 pieces, little-endian.
+std::string Element(uint32_t type, const std::string& data) {
+    std::string s = U32(type) + U32(static_cast<uint32_t>(data.size())) + data;
+    s.append((8 - data.size() % 8) % 8, '\0');
+    return s;
+}
+
+std::string Header5(const std::string& text = "MATLAB 5.0 MAT-file, hand-built") {
+    std::string h = text;
+    h.resize(116, ' ');
+    return h + std::string(8, '\0') + std::string("\x00\x01IM", 4);
+}
+
+// A miMATRIX of class `cls` with the given dimensions and data elements.
+std::string Array(int cls, const std::vector<int>& dims, const std::string& name,
+                  const std::string& data, uint32_t flags = 0) {
+    std::string d;
+    for (int v : dims)
+        d += U32(static_cast<uint32_t>(v));
+    const std::string body = Element(6, U32(static_cast<uint32_t>(cls) | flags) + U32(0)) +
+                             Element(5, d) + Element(1, name) + data;
+    return Element(14, body);
+}
+
+std::string Compress(const std::string& bytes) {
+    uLongf size = compressBound(bytes.size());
+    std::string out(size, '\0');
+    compress(reinterpret_cast<Bytef*>(out.data()), &size,
+             reinterpret_cast<const Bytef*>(bytes.data()), bytes.size());
+    out.resize(size);
+    return out;
+}
+
+struct Outcome {
+    int status;
+    std::string message;
+    zmtest::RecordingSink sink;
+};
+
+Outcome ReadFile(const std::string& path, ZmImportOpenOptions* options = nullptr) {
+    MatFile reader;
+    Outcome out;
+    out.status = zmtest::ReadAll(reader, path, out.sink, options);
+    out.message = zmtest::Message(reader);
+    return out;
+}
+
+Outcome ReadBytes(const std::string& bytes) {
+    return ReadFile(Temp("in.mat", bytes));
+}
+
+TEST(MatFileFixtures, Level4LayoutsPlaceNamesAndIds) {
+    Outcome plain = ReadFile(Fixture("level4_doubles.mat"));
+    ASSERT_EQ(plain.status, 0) << plain.message;
+    EXPECT_EQ(plain.sink.cols, 4);
+    EXPECT_EQ(plain.sink.rows, 3);
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 4; ++c)
+            EXPECT_EQ(plain.sink.Number(c + 1, r + 1), Rule(r, c));
+
+    // OBSNUM/OBSNAM/VARNUM/VARNAM with the data: names in the first row and column.
+    Outcome roles = ReadFile(Fixture("level4_roles.mat"));
+    ASSERT_EQ(roles.status, 0) << roles.message;
+    EXPECT_EQ(zmtest::ToGrid(roles.sink)[0], (std::vector<std::string>{"", "alpha", "beta"}));
+    EXPECT_EQ(roles.sink.Text(1, 4), "third");
+    EXPECT_EQ(roles.sink.Number(3, 4), Rule(2, 1));
+
+    // OBSID1 as the first column (texts), VARID1 as the first row (numbers).
+    Outcome ids = ReadFile(Fixture("level4_ids.mat"));
+    ASSERT_EQ(ids.status, 0) << ids.message;
+    EXPECT_EQ(ids.sink.cols, 4);
+    EXPECT_EQ(ids.sink.rows, 3);
+    EXPECT_EQ(ids.sink.Text(1, 3), "s22");
+    EXPECT_EQ(ids.sink.Number(4, 1), 600);
+    EXPECT_EQ(ids.sink.Number(4, 3), Rule(1, 2));
+    EXPECT_FALSE(ids.sink.Has(1, 1));
+}
+
+TEST(MatFileFixtures, Level4ChoosesOneOfSeveralMatrices) {
+    MatFile reader;
+    zmtest::RecordingSink first;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("level4_two.mat"), first), 0);
+    std::vector<std::string> names;
+    reader.GetMatrixList(names);
+    EXPECT_EQ(names, (std::vector<std::string>{"A", "B"}));
+    EXPECT_EQ(first.cols, 2);  // without options: the first
+
+    ASSERT_TRUE(reader.SetCurMatrix(1));
+    EXPECT_FALSE(reader.SetCurMatrix(2));
+    EXPECT_EQ(reader.GetNumCols(), 3);
+    EXPECT_EQ(reader.GetNumRows(), 1);
+    zmtest::RecordingSink second;
+    ASSERT_EQ(reader.Read(&second), 0);
+    EXPECT_EQ(second.Number(3, 1), Rule(0, 2));
+}
+
+TEST(MatFileFixtures, Level5PlainAndCompressedGiveTheSameSheet) {
+    Outcome plain = ReadFile(Fixture("level5.mat"));
+    Outcome packed = ReadFile(Fixture("level5_compressed.mat"));
+    ASSERT_EQ(plain.status, 0) << plain.message;
+    ASSERT_EQ(packed.status, 0) << packed.message;
+    EXPECT_EQ(plain.sink.Dump(), packed.sink.Dump());
+    // d (2 columns), i16, u8 (2 each), flag, label side by side.
+    EXPECT_EQ(plain.sink.cols, 8);
+    EXPECT_EQ(plain.sink.rows, 3);
+    EXPECT_EQ(plain.sink.Number(2, 3), Rule(2, 1));
+    EXPECT_EQ(plain.sink.Number(4, 3), 21);   // int16, .5 dropped
+    EXPECT_EQ(plain.sink.Number(6, 2), 11);   // uint8
+    EXPECT_EQ(plain.sink.Number(7, 2), 1);    // logical
+    EXPECT_EQ(plain.sink.Text(8, 3), "zzz");  // one text per row, blanks dropped
+}
+
+TEST(MatFileFixtures, Level5ChoicesForDimensionsNamesAndText) {
+    // A 2 x 3 x 2 array is its first dimension by the rest, in the file's order.
+    Outcome cube = ReadFile(Fixture("level5_3d.mat"));
+    ASSERT_EQ(cube.status, 0) << cube.message;
+    EXPECT_EQ(cube.sink.cols, 6);
+    EXPECT_EQ(cube.sink.Number(6, 2), Rule(1, 5));
+
+    // VARNAM and OBSNAM name the columns and rows of X and Y side by side.
+    Outcome named = ReadFile(Fixture("level5_names.mat"));
+    ASSERT_EQ(named.status, 0) << named.message;
+    EXPECT_EQ(zmtest::ToGrid(named.sink),
+              (zmtest::Grid{{"", "v1", "v2", "v3"}, {"o1", "", "", ""}, {"o2", "", "", ""}}));
+    EXPECT_EQ(named.sink.Number(4, 3), Rule(1, 0));
+
+    // Characters beyond Latin-1 come through as UTF-8.
+    Outcome text = ReadFile(Fixture("level5_unicode.mat"));
+    ASSERT_EQ(text.status, 0) << text.message;
+    EXPECT_EQ(text.sink.Text(1, 1), "\xC3\xA9t\xC3\xA9 \xE6\x97\xA5");
+}
+
+TEST(MatFileLevel4, ByteOrderTypesAndMatrixCount) {
+    // Big-endian, type 1000: values swapped.
+    Outcome big = ReadBytes(Level4(1000, 1, 2, "b", {1.25, -3}, true));
+    ASSERT_EQ(big.status, 0) << big.message;
+    EXPECT_EQ(big.sink.Number(2, 1), -3);
+    EXPECT_EQ(ReadBytes(Level4(1053, 1, 1, "b", {1}, true)).status, MatFile::kNotMatFile);
+    // P = 6 and T = 3 in a second header (a first one would read as big-endian).
+    const std::string one = Level4(0, 1, 1, "a", {1});
+    EXPECT_EQ(ReadBytes(one + Level4(60, 1, 1, "p", {1})).status, MatFile::kBadHeader);
+    EXPECT_EQ(ReadBytes(one + Level4(3, 1, 1, "t", {1})).status, MatFile::kBadHeader);
+
+    // Single precision counts as 8 bytes a value in the header walk.
+    std::string single = Level4(10, 1, 2, "s", {});
+    single += std::string("\0\0\x80\x3F\0\0\0\x40", 8);
+    EXPECT_EQ(ReadBytes(single).status, MatFile::kBadMatrix);
+
+    // Cut inside the data; a header cut short after a whole matrix.
+    const std::string whole = Level4(0, 2, 2, "m", {1, 2, 3, 4});
+    EXPECT_EQ(ReadBytes(whole.substr(0, whole.size() - 1)).status, MatFile::kBadMatrix);
+    EXPECT_EQ(ReadBytes(whole + whole.substr(0, 7)).status, MatFile::kBadHeader);
+
+    // At most 20 matrices are listed.
+    std::string many;
+    for (int i = 0; i < 21; ++i)
+        many += Level4(0, 1, 1, "m" + std::to_string(i), {double(i)});
+    MatFile reader;
+    ASSERT_EQ(reader.Open(true, Temp("many.mat", many).c_str(), nullptr), 0);
+    EXPECT_EQ(reader.GetNumberOfMatrices(), MatFile::kMaxMatrices);
+}
+
+TEST(MatFileLevel4, TextSparseAndComplexMatrices) {
+    // A text matrix: character codes, column by column; one text per row.
+    Outcome text = ReadBytes(Level4(1, 2, 3, "t", {'a', 'd', 'b', 'e', 'c', ' '}));
+    ASSERT_EQ(text.status, 0) << text.message;
+    EXPECT_EQ(zmtest::ToGrid(text.sink), (zmtest::Grid{{"abc"}, {"de"}}));
+
+    // Sparse: (row, column, value) triples, the last row giving the size 3 x 4.
+    Outcome sparse = ReadBytes(Level4(2, 3, 3, "s", {1, 3, 3, 2, 4, 4, 5.5, -1, 0}));
+    ASSERT_EQ(sparse.status, 0) << sparse.message;
+    EXPECT_EQ(sparse.sink.rows, 3);
+    EXPECT_EQ(sparse.sink.cols, 4);
+    EXPECT_EQ(sparse.sink.Number(2, 1), 5.5);
+    EXPECT_EQ(sparse.sink.Number(4, 3), -1);
+    EXPECT_EQ(sparse.sink.cells.size(), 2u);  // the zeros stay missing
+
+    std::string complex = Level4(0, 1, 1, "c", {1, 2});
+    complex[12] = 1;  // imagf
+    Outcome refused = ReadBytes(complex);
+    EXPECT_EQ(refused.status, MatFile::kComplexData);
+    EXPECT_EQ(refused.message, "Complex data.");
+}
+
+TEST(MatFileHostile, ClaimsBeyondTheFileAreRefusedAtOnce) {
+    const auto start = std::chrono::steady_clock::now();
+    // 2^31 - 1 rows and columns of doubles in a 30-byte file.
+    EXPECT_EQ(ReadBytes(Level4(0, 0x7FFFFFFF, 0x7FFFFFFF, "h", {})).status, MatFile::kBadMatrix);
+    // A Level 5 element claiming more bytes than follow.
+    std::string header = Header5();
+    EXPECT_EQ(ReadBytes(header + U32(14) + U32(0x7FFFFFF0) + std::string(64, '\0')).status,
+              MatFile::kBadMatrix);
+    // A zlib bomb: a few compressed bytes whose array claims 4 GB.
+    const std::string inner = U32(14) + U32(0xFFFFFFF0) + std::string(4096, '\0');
+    EXPECT_EQ(ReadBytes(header + Element(15, Compress(inner))).status, MatFile::kCorrupt);
+    // A claim within reach that the stream does not keep: cut short, then damaged.
+    const std::string array = Array(6, {1000, 1000}, "z", Element(9, std::string(8000000, '\0')));
+    const std::string packed = Compress(array);
+    EXPECT_EQ(ReadBytes(header + Element(15, packed.substr(0, packed.size() / 2))).status,
+              MatFile::kCorrupt);
+    std::string damaged = packed;
+    damaged[damaged.size() / 2] ^= 0x55;
+    EXPECT_NE(ReadBytes(header + Element(15, damaged)).status, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
+    // Class double stored as miUINT8 and miINT16, as MATLAB writes small integers.
+    const std::string header = Header5();
+    Outcome stored =
+        ReadBytes(header + Array(6, {1, 2}, "a", Element(2, "\x07\xFF")) +
+                  Array(6, {1, 2}, "b", Element(3, std::string("\xFE\xFF\x10\x00", 4))));
+    ASSERT_EQ(stored.status, 0) << stored.message;
+    const double expected[] = {7, 255, -2, 16};
+    for (int c = 0; c < 4; ++c)
+        EXPECT_EQ(stored.sink.Number(c + 1, 1), expected[c]);
+
+    // Characters as miUINT16 (with a surrogate pair) and as miUTF8: the same text.
+    const std::string utf16("h\0\xE9\0\x3D\xD8\x00\xDE", 8);
+    Outcome wide = ReadBytes(header + Array(4, {1, 4}, "w", Element(4, utf16)));
+    Outcome utf8 =
+        ReadBytes(header + Array(4, {1, 3}, "u", Element(16, "h\xC3\xA9\xF0\x9F\x98\x80")));
+    ASSERT_EQ(wide.status, 0) << wide.message;
+    ASSERT_EQ(utf8.status, 0) << utf8.message;
+    EXPECT_EQ(wide.sink.Text(1, 1).substr(0, 3), "h\xC3\xA9");
+    EXPECT_EQ(utf8.sink.Text(1, 1), "h\xC3\xA9\xF0\x9F\x98\x80");
+
+    // Big-endian Level 5 ("MI").
+    std::string be = Header5();
+    be[126] = 'M';
+    be[127] = 'I';
+    std::string beArray;  // class double, 1 x 1, name "x", one double
+    auto E = [](uint32_t type, const std::string& data) {
+        std::string s = U32(type, true) + U32(static_cast<uint32_t>(data.size()), true) + data;
+        return s + std::string((8 - data.size() % 8) % 8, '\0');
+    };
+    beArray = E(14, E(6, U32(6, true) + U32(0, true)) + E(5, U32(1, true) + U32(1, true)) +
+                        E(1, "x") + E(9, F64(2.5, true)));
+    Outcome bigFile = ReadBytes(be + beArray);
+    ASSERT_EQ(bigFile.status, 0) << bigFile.message;
+    EXPECT_EQ(bigFile.sink.Number(1, 1), 2.5);
+
+    auto message = [](const std::string& bytes) { return ReadBytes(bytes).message; };
+    EXPECT_EQ(
+        message(header + Array(6, {1, 1}, "c", Element(9, F64(1)) + Element(9, F64(2)), 0x0800)),
+        "Can not handle imaginary data.");
+    EXPECT_EQ(message(header + Array(5, {2, 2, 2}, "s", Element(5, U32(0)))),
+              "A sparse matrix can not have more than two dimensions.");
+    const std::string sparseText =
+        Element(5, U32(0)) + Element(5, U32(0) + U32(1)) + Element(17, std::string("a\0", 2));
+    EXPECT_EQ(message(header + Array(5, {1, 1}, "t", sparseText)),
+              "Text matrices can not be sparse.");
+    EXPECT_EQ(message(header + Array(2, {1, 1}, "s", Element(14, ""))), "No data found.");
+    EXPECT_EQ(message(header), "No data found.");
+    EXPECT_EQ(ReadBytes(header + Array(6, {1, 1}, "q", Element(18, "abcd"))).status,
+              MatFile::kUnknownType);
+}
+
+TEST(MatFileLevel5, VersionRule) {
+    Outcome hdf5 =
+        ReadBytes(Header5("MATLAB 7.3 MAT-file, Platform: GLNXA64") + std::string(512, '\0'));
+    EXPECT_EQ(hdf5.status, MatFile::kUnsupportedVersion);
+    EXPECT_EQ(hdf5.message,
+              "The file seems to be created by an unsupported version of MATLAB. Only MATLAB "
+              "files version 4.x and 5 are supported.");
+    std::string unmarked = Header5();
+    unmarked[126] = 'X';
+    EXPECT_EQ(ReadBytes(unmarked).status, MatFile::kNotMatFile);
+    EXPECT_EQ(ReadFile("/nonexistent/file.mat").status, MatFile::kOpenFailed);
+}
+
+// A grid source whose data begin at a chosen cell.
+class OriginSource : public zmtest::GridSource {
+  public:
+    OriginSource(std::vector<std::vector<zmtest::SourceCell>> rows, int col, int row,
+                 bool ok = true)
+        : GridSource(std::move(rows)), col(col), row(row), ok(ok) {}
+    bool GetDataOrigin(int* c, int* r) override {
+        *c = col;
+        *r = row;
+        return ok;
+    }
+
+  private:
+    int col, row;
+    bool ok;
+};
+
+TEST(MatFileWriter, WritesDataThenObservationAndVariableIds) {
+    using zmtest::Num;
+    using zmtest::Text;
+    // 4 rows x 3 columns, data from row 2, column 2.
+    OriginSource source({{Text(""), Text("v1"), Text("v2")},
+                         {Text("o1"), Num(1.5f), Num(4)},
+                         {Text("o22"), Num(2), zmtest::SourceCell{}},
+                         {Text("o3"), Num(3), Text("x")}},
+                        2, 2);
+    const std::string path = Temp("out.mat", "");
+    MatFile writer;
+    ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
+    ASSERT_EQ(writer.Write(&source), 0);
+    writer.Close();
+    const std::string bytes = Slurp(path);
+    // DATA: type 0, 3 x 2, real, name length 5; then 6 doubles column by column.
+    ASSERT_GE(bytes.size(), 20u + 5 + 48);
+    EXPECT_EQ(bytes.substr(0, 25),
+              U32(0) + U32(3) + U32(2) + U32(0) + U32(5) + std::string("DATA\0", 5));
+    EXPECT_EQ(bytes.substr(25, 24), F64(1.5) + F64(2) + F64(3));
+    EXPECT_EQ(bytes.substr(49, 16), F64(4) + std::string("\0\0\0\0\0\0\xF8\xFF", 8));
+    EXPECT_EQ(bytes.substr(65, 8), std::string("\0\0\0\0\0\0\xF8\xFF", 8));
+    // Then OBSID1 (3 texts, 3 wide) and VARID1 (2 texts, 2 wide).
+    const size_t obs = 73;
+    EXPECT_EQ(bytes.substr(obs, 20), U32(1) + U32(3) + U32(3) + U32(0) + U32(7));
+    EXPECT_EQ(bytes.substr(obs + 20, 7), std::string("OBSID1\0", 7));
+    const size_t var = obs + 27 + 9 * 8;
+    EXPECT_EQ(bytes.substr(var, 20 + 7),
+              U32(1) + U32(2) + U32(2) + U32(0) + U32(7) + std::string("VARID1\0", 7));
+    EXPECT_EQ(bytes.size(), var + 27 + 4 * 8);
+
+    // Read back: the IDs around the data, the missing values missing.
+    Outcome back = ReadFile(path);
+    ASSERT_EQ(back.status, 0) << back.message;
+    EXPECT_EQ(zmtest::ToGrid(back.sink),
+              (zmtest::Grid{{"", "v1", "v2"}, {"o1", "", ""}, {"o22", ""}, {"o3", ""}}));
+    EXPECT_EQ(back.sink.Number(2, 2), 1.5);
+    EXPECT_FALSE(back.sink.Has(3, 3));
+    EXPECT_FALSE(back.sink.Has(3, 4));
+}
+
+TEST(MatFileWriter, NumericIdsAndRefusals) {
+    using zmtest::Num;
+    OriginSource source({{Num(7), Num(8)}, {Num(100), Num(9)}}, 2, 1);
+    const std::string path = Temp("ids.mat", "");
+    MatFile writer;
+    ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
+    ASSERT_EQ(writer.Write(&source), 0);
+    writer.Close();
+    const std::string bytes = Slurp(path);
+    // OBSID1 holds numbers only: a 2 x 1 double matrix.
+    EXPECT_EQ(bytes.substr(20 + 5 + 16, 20), U32(0) + U32(2) + U32(1) + U32(0) + U32(7));
+
+    OriginSource unknown({{Num(1)}}, 1, 1, false);
+    ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
+    EXPECT_EQ(writer.Write(&unknown), MatFile::kCannotExport);
+    EXPECT_EQ(zmtest::Message(writer), "This type of list cannot be exported to MATLAB.");
+    writer.Close();
+
+    MatFile reader;
+    ASSERT_EQ(reader.Open(true, Fixture("level4_doubles.mat").c_str(), nullptr), 0);
+    EXPECT_EQ(reader.Write(&source), kStatusWrongMode);
+}
+
+}  // namespace
