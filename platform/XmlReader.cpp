@@ -189,6 +189,12 @@ bool ParseXml(std::istream& in, XmlHandler& handler, std::string& error) {
     StdInputSource source(in);
     try {
         reader->parse(source);
+        // A stream that failed (a damaged or oversized zip entry) is no document, even
+        // when what came before its failure was well-formed.
+        if (in.bad()) {
+            error = "the document could not be read to its end";
+            return false;
+        }
     } catch (const SAXParseException& e) {
         error = Utf8(e.getMessage());
         return false;

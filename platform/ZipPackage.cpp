@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <stdexcept>
 #include <streambuf>
 
 namespace zm {
@@ -32,15 +33,19 @@ class LimitedBuffer : public std::streambuf {
     int_type underflow() override {
         if (gptr() < egptr())
             return traits_type::to_int_type(*gptr());
-        if (overran || !source || !*source)
+        if (overran)
+            throw std::length_error("zip entry inflates past its limit");
+        if (!source || !*source)
             return traits_type::eof();
         source->read(buffer, sizeof buffer);
         const auto got = static_cast<uint64_t>(source->gcount());
         if (got == 0)
             return traits_type::eof();
         if (got > left) {
+            // Thrown from the buffer, this sets the reading stream's badbit, so that a
+            // reader cannot take an overrun for the end of the entry.
             overran = true;
-            return traits_type::eof();
+            throw std::length_error("zip entry inflates past its limit");
         }
         left -= got;
         setg(buffer, buffer, buffer + got);
@@ -121,7 +126,13 @@ std::unique_ptr<std::istream> ZipPackage::OpenStream(std::string_view name, uint
         const auto index = static_cast<size_t>(entry - entries.data());
         auto source =
             std::make_unique<zipios::ZipInputStream>(impl->path, impl->localHeaders[index]);
-        return std::make_unique<LimitedStream>(std::move(source), limit);
+        // An entry may not inflate beyond what the directory declares for it (a bomb
+        // hides its size there), and one declared beyond the limit yields nothing. The
+        // value 0xFFFFFFFF stands for a size kept elsewhere (zip64): the limit alone holds.
+        uint64_t bound = limit;
+        if (entry->size != 0xFFFFFFFFu)
+            bound = entry->size > limit ? 0 : entry->size;
+        return std::make_unique<LimitedStream>(std::move(source), bound);
     } catch (...) {
         return nullptr;
     }

@@ -65,6 +65,39 @@ TEST(ZipPackage, AnEntryThatInflatesPastTheLimitIsRefused) {
     std::remove(path.c_str());
 }
 
+TEST(ZipPackage, AnEntryMayNotInflatePastItsDeclaredSize) {
+    // A bomb that declares 100 bytes in the directory and inflates to 8 MiB stops at 100.
+    const std::string path = ::testing::TempDir() + "zip-lie.zip";
+    {
+        zipios::ZipOutputStream out(path);
+        out.putNextEntry("xl/worksheets/sheet1.xml");
+        const std::string spaces(8 << 20, ' ');
+        out.write(spaces.data(), static_cast<std::streamsize>(spaces.size()));
+    }
+    std::string bytes;
+    {
+        std::ifstream in(path, std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    const size_t central = bytes.find("PK\x01\x02");
+    ASSERT_NE(central, std::string::npos);
+    bytes.replace(central + 24, 4, std::string("\x64\0\0\0", 4));  // inflated size 100
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+
+    const auto package = ZipPackage::Open(path);
+    ASSERT_NE(package, nullptr);
+    EXPECT_EQ(package->Find("xl/worksheets/sheet1.xml")->size, 100u);
+    auto stream = package->OpenStream("xl/worksheets/sheet1.xml", uint64_t{1} << 30);
+    ASSERT_NE(stream, nullptr);
+    size_t total = 0;
+    char chunk[4096];
+    while (stream->read(chunk, sizeof chunk) || stream->gcount() > 0)
+        total += static_cast<size_t>(stream->gcount());
+    EXPECT_LE(total, 100u);
+    EXPECT_TRUE(stream->bad());
+    std::remove(path.c_str());
+}
+
 TEST(ZipPackage, NoZipAndCutZipsEndCleanly) {
     const std::string path = ::testing::TempDir() + "cut.xlsx";
     std::ofstream(path) << "plain text, no zip";
