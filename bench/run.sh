@@ -244,6 +244,27 @@ else
 fi
 fi
 
+# --- Python: files into pandas DataFrames, against pandas' own readers ---
+module_dir="$bin/../python"
+if want python && [ -f "$module_dir/zmimport.pyi" ]; then
+  echo
+  echo "== Python module into pandas =="
+  csv="$work/table-1000000x10.csv"
+  xlsx="$work/table-200000x20.xlsx"
+  [ -f "$csv" ] || "$bin/bench_csv" --generate "$csv" "$work/table-1000000x10.tsv"
+  [ -f "$xlsx" ] || /usr/bin/python3 "$here/make_xlsx.py" "$xlsx"
+  for file in "$csv" "$xlsx"; do
+    ours="$(PYTHONPATH="$module_dir" /usr/bin/python3 "$here/python_read.py" "$file" zmimport |
+      awk '/^seconds/ { print $2 }')"
+    theirs="$(/usr/bin/python3 "$here/python_read.py" "$file" pandas | awk '/^seconds/ { print $2 }')"
+    target=2
+    [ "${file##*.}" = xlsx ] && target=5
+    echo "$(basename "$file"): zmimport.read().to_pandas() $ours s, pandas $theirs s"
+    summary+=("$(awk -v n="Python .${file##*.} to pandas" -v o="$ours" -v p="$theirs" -v t="$target" 'BEGIN {
+      printf "%-28s ours %7.3f s   pandas %7.3f s   %.2f x faster (target >= %s)", n, o, p, p / o, t }')")
+  done
+fi
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"

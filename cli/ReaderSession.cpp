@@ -119,12 +119,14 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
         const std::string joined = zm::JoinFileNames(files);
         if (reader->Open(true, joined.c_str(), options) != 0) {
             outcome.error = ErrorTextOf(*reader);
+            outcome.code = reader->GetStatus();
             return outcome;
         }
         const int rows = reader->GetNumRows();
         const int cols = reader->GetNumCols();
         if (rows < 0 || cols < 0) {
             outcome.error = ErrorTextOf(*reader);
+            outcome.code = reader->GetStatus();
             return outcome;
         }
         sink.SetDataSize(cols, rows);
@@ -134,6 +136,7 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
             outcome.warning = warning;
         if (status != 0) {
             outcome.error = ErrorTextOf(*reader);
+            outcome.code = status;
             return outcome;
         }
         outcome.ok = true;

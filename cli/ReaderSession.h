@@ -48,6 +48,7 @@ struct ReadOutcome {
     bool ok = false;
     std::string error;    // the reader's error text when !ok
     std::string warning;  // the reader's warning, if any
+    int code = 0;         // the reader's status code when !ok (0 when it has none)
 };
 
 // Closes and deletes a reader, the way every reader is released.

@@ -1,0 +1,399 @@
+// The Python module `zmimport`: the formats, detection, reading into a sheet that turns
+// into lists, a NumPy array or a pandas DataFrame, and conversion through the writers.
+// Files are read exactly as the command line reads them (same format choice, settings
+// documents and typing of text cells), with the interpreter's lock released meanwhile.
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <dlfcn.h>
+
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+
+#include "cli/Arguments.h"
+#include "cli/Commands.h"
+#include "cli/FormatChoice.h"
+#include "cli/FormatTable.h"
+#include "cli/LoaderFormats.h"
+#include "cli/ReaderSession.h"
+#include "cli/SheetSink.h"
+#include "cli/TextTyping.h"
+#include "framework/ZmImport.h"
+
+namespace py = pybind11;
+
+namespace {
+
+// A reader's refusal, raised as zmimport.ReadError with the reader's own text.
+struct Refusal {
+    std::string message;
+    int code;
+    std::string format;
+};
+
+py::object readErrorType;
+
+[[noreturn]] void Raise(const Refusal& refusal) {
+    py::object error = readErrorType(refusal.message);
+    error.attr("code") = refusal.code;
+    error.attr("format") =
+        refusal.format.empty() ? py::object(py::none()) : py::object(py::str(refusal.format));
+    PyErr_SetObject(readErrorType.ptr(), error.ptr());
+    throw py::error_already_set();
+}
+
+std::string PathText(const py::handle& path) {
+    return py::str(py::module_::import("os").attr("fsdecode")(path)).cast<std::string>();
+}
+
+std::vector<std::string> PathsOf(const py::object& paths) {
+    std::vector<std::string> out;
+    if (py::isinstance<py::str>(paths) || py::isinstance<py::bytes>(paths) ||
+        py::hasattr(paths, "__fspath__")) {
+        out.push_back(PathText(paths));
+    } else {
+        for (const py::handle item : paths)
+            out.push_back(PathText(item));
+    }
+    if (out.empty())
+        throw py::value_error("no file given");
+    for (const std::string& path : out) {
+        std::error_code error;
+        if (!std::filesystem::exists(path, error)) {
+            PyErr_SetObject(PyExc_FileNotFoundError,
+                            py::make_tuple(2, "No such file or directory", path).ptr());
+            throw py::error_already_set();
+        }
+    }
+    return out;
+}
+
+// Settings keys and values as the command line's --set pairs.
+std::vector<std::pair<std::string, std::string>> SettingsOf(const py::object& options) {
+    std::vector<std::pair<std::string, std::string>> sets;
+    if (options.is_none())
+        return sets;
+    if (!py::isinstance<py::dict>(options))
+        throw py::type_error("options must be a dict of settings keys and values");
+    for (const auto& [key, value] : options.cast<py::dict>()) {
+        std::string text;
+        if (py::isinstance<py::bool_>(value))
+            text = value.cast<bool>() ? "true" : "false";
+        else
+            text = py::str(value).cast<std::string>();
+        sets.emplace_back(py::str(key).cast<std::string>(), text);
+    }
+    return sets;
+}
+
+// A float cell as the command line prints it: its shortest float text, read as a double.
+double Widened(float value) {
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+    double out = value;
+    std::from_chars(text, end, out);
+    return out;
+}
+
+class PySheet {
+  public:
+    PySheet(std::unique_ptr<zmcli::SheetSink> sink, std::string warning, std::string format)
+        : sink(std::move(sink)), warning(std::move(warning)), format(std::move(format)) {}
+
+    const zmcli::Sheet& Sheet() const { return sink->GetSheet(); }
+    py::tuple Shape() const { return py::make_tuple(Sheet().Rows(), Sheet().Columns()); }
+
+    py::object Value(const zmcli::Cell& cell) const {
+        using Kind = zmcli::Cell::Kind;
+        switch (cell.kind) {
+            case Kind::kDouble:
+                return py::float_(cell.d);
+            case Kind::kFloat:
+                return py::float_(Widened(cell.f));
+            case Kind::kInteger:
+                return py::float_(static_cast<double>(cell.i));
+            case Kind::kText:
+                return py::str(Sheet().TextOf(cell).data(), Sheet().TextOf(cell).size());
+            default:
+                return py::none();
+        }
+    }
+
+    static bool IsNumber(const zmcli::Cell& cell) {
+        return cell.kind == zmcli::Cell::Kind::kDouble || cell.kind == zmcli::Cell::Kind::kFloat ||
+               cell.kind == zmcli::Cell::Kind::kInteger;
+    }
+    static double Number(const zmcli::Cell& cell) {
+        switch (cell.kind) {
+            case zmcli::Cell::Kind::kDouble:
+                return cell.d;
+            case zmcli::Cell::Kind::kFloat:
+                return Widened(cell.f);
+            case zmcli::Cell::Kind::kInteger:
+                return static_cast<double>(cell.i);
+            default:
+                return std::nan("");
+        }
+    }
+
+    py::list Cells() const {
+        py::list rows;
+        const int cols = Sheet().Columns();
+        for (int r = 1; r <= Sheet().Rows(); ++r) {
+            py::list row(cols);
+            for (int c = 0; c < cols; ++c)
+                row[c] = py::none();
+            if (const auto* cells = Sheet().RowCells(r)) {
+                for (size_t c = 0; c < cells->size() && c < static_cast<size_t>(cols); ++c)
+                    row[c] = Value((*cells)[c]);
+            }
+            rows.append(row);
+        }
+        return rows;
+    }
+
+    // Rows from `firstRow` on as float64, NaN for missing and text cells.
+    py::array_t<double> Numbers(int firstRow) const {
+        const int rows = std::max(0, Sheet().Rows() - firstRow + 1);
+        const int cols = Sheet().Columns();
+        py::array_t<double> out({rows, cols});
+        auto view = out.mutable_unchecked<2>();
+        for (int r = 0; r < rows; ++r) {
+            const auto* cells = Sheet().RowCells(firstRow + r);
+            for (int c = 0; c < cols; ++c) {
+                view(r, c) = cells != nullptr && static_cast<size_t>(c) < cells->size()
+                                 ? Number((*cells)[c])
+                                 : std::nan("");
+            }
+        }
+        return out;
+    }
+
+    py::object ToPandas(bool header, bool index) const {
+        py::module_ pandas = py::module_::import("pandas");
+        const int cols = Sheet().Columns();
+        const int first = header ? 2 : 1;
+        const int rows = std::max(0, Sheet().Rows() - first + 1);
+        // Which columns hold only numbers (or nothing) below the header.
+        std::vector<bool> numeric(cols, true);
+        for (int r = first; r <= Sheet().Rows(); ++r) {
+            if (const auto* cells = Sheet().RowCells(r)) {
+                for (size_t c = 0; c < cells->size() && c < numeric.size(); ++c) {
+                    const auto kind = (*cells)[c].kind;
+                    if (kind == zmcli::Cell::Kind::kText)
+                        numeric[c] = false;
+                }
+            }
+        }
+        py::array_t<double> numbers = Numbers(first);
+        auto view = numbers.unchecked<2>();
+        py::dict columns;
+        py::list names;
+        for (int c = 0; c < cols; ++c) {
+            py::object name = py::int_(c);
+            if (header) {
+                const zmcli::Cell* cell = Sheet().At(c + 1, 1);
+                if (cell != nullptr && cell->kind == zmcli::Cell::Kind::kText)
+                    name = Value(*cell);
+                else if (cell != nullptr && IsNumber(*cell))
+                    name = py::str(py::repr(Value(*cell)));
+                else
+                    name = py::str("column " + std::to_string(c + 1));
+                if (columns.contains(name))
+                    name = py::str(py::str(name).cast<std::string>() + "." + std::to_string(c + 1));
+            }
+            if (numeric[c]) {
+                py::array_t<double> column(rows);
+                auto out = column.mutable_unchecked<1>();
+                for (int r = 0; r < rows; ++r)
+                    out(r) = view(r, c);
+                columns[name] = column;
+            } else {
+                py::list column(rows);
+                for (int r = 0; r < rows; ++r) {
+                    const zmcli::Cell* cell = Sheet().At(c + 1, first + r);
+                    column[r] = cell != nullptr ? Value(*cell) : py::none();
+                }
+                columns[name] = pandas.attr("Series")(column, py::arg("dtype") = "object");
+            }
+            names.append(name);
+        }
+        py::object frame = pandas.attr("DataFrame")(columns, py::arg("columns") = names);
+        if (index && cols > 0)
+            frame = frame.attr("set_index")(names[0]);
+        return frame;
+    }
+
+    std::unique_ptr<zmcli::SheetSink> sink;
+    std::string warning;
+    std::string format;
+};
+
+int FormatIndex(const std::vector<std::string>& files, const py::object& format,
+                std::string& name) {
+    zmcli::Arguments args;
+    args.files = files;
+    if (!format.is_none())
+        args.format = py::str(format).cast<std::string>();
+    std::ostringstream err;
+    int exitStatus = 0;
+    const int index = zmcli::FormatFor(args, err, exitStatus);
+    if (index == 0) {
+        std::string text = err.str();
+        if (text.rfind("zmimport: ", 0) == 0)
+            text.erase(0, 10);
+        while (!text.empty() && text.back() == '\n')
+            text.pop_back();
+        if (!args.format.empty() && zmcli::ResolveFormat(args.format) == 0)
+            throw py::value_error(text);
+        Raise({text, 0, ""});
+    }
+    name = zmcli::FormatInfo(index)->name;
+    return index;
+}
+
+PySheet Read(const py::object& paths, const py::object& format, const py::object& options) {
+    const std::vector<std::string> files = PathsOf(paths);
+    const auto sets = SettingsOf(options);
+    std::string name;
+    const int index = FormatIndex(files, format, name);
+    const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(index);
+    if (files.size() > 1 && !info.multiFile)
+        throw py::value_error("the format \"" + name + "\" reads one file at a time");
+    zmcli::Arguments args;
+    args.files = files;
+    args.format = std::to_string(index);
+    args.settings = sets;
+    zmcli::OptionsRecord record;
+    std::ostringstream err;
+    if (!record.LoadIfGiven("", err, sets, zmcli::SetBase(args, index)))
+        throw py::value_error(err.str());
+    auto sink = std::make_unique<zmcli::SheetSink>();
+    sink->TypeTexts(zmcli::TypesTextsByDefault(info));
+    zmcli::ReadOutcome outcome;
+    {
+        py::gil_scoped_release unlocked;
+        outcome = zmcli::ReadIntoSink(index, files, record.Get(), *sink);
+    }
+    if (!outcome.ok)
+        Raise({outcome.error, outcome.code, name});
+    return PySheet(std::move(sink), outcome.warning, name);
+}
+
+void Convert(const py::object& source, const py::object& target, const py::object& format,
+             const py::object& options) {
+    zmcli::Arguments args;
+    args.command = zmcli::Command::kConvert;
+    args.files = {PathsOf(source).at(0), PathText(target)};
+    if (!format.is_none())
+        args.toFormat = py::str(format).cast<std::string>();
+    args.settings = SettingsOf(options);
+    std::ostringstream out, err;
+    int status;
+    {
+        py::gil_scoped_release unlocked;
+        status = zmcli::RunConvert(args, out, err);
+    }
+    if (status != zmcli::kExitOk) {
+        std::string text = err.str();
+        if (text.rfind("zmimport: ", 0) == 0)
+            text.erase(0, 10);
+        while (!text.empty() && text.back() == '\n')
+            text.pop_back();
+        if (status == zmcli::kExitUsage)
+            throw py::value_error(text);
+        Raise({text, 0, ""});
+    }
+}
+
+// Python loads extension modules with their libraries local to them; the plug-in loader
+// finds the library's own formats through the process's global symbols, so the library
+// is made global.
+void MakeLibraryGlobal() {
+    Dl_info where{};
+    if (dladdr(reinterpret_cast<void*>(&ZmImportSizeFileFormatsSupported), &where) != 0 &&
+        where.dli_fname != nullptr)
+        dlopen(where.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD);
+}
+
+}  // namespace
+
+PYBIND11_MODULE(zmimport, m) {
+    MakeLibraryGlobal();
+    m.doc() = "Reads measurement and spreadsheet files of many formats into sheets of cells.";
+    readErrorType = py::reinterpret_borrow<py::object>(
+        PyErr_NewExceptionWithDoc("zmimport.ReadError",
+                                  "A file could not be read: the reader's own message, with "
+                                  "`code` (the reader's status code) and `format`.",
+                                  PyExc_Exception, nullptr));
+    m.attr("ReadError") = readErrorType;
+
+    py::class_<PySheet>(m, "Sheet", "The cells read from one or several files.")
+        .def_property_readonly("shape", &PySheet::Shape, "(rows, columns)")
+        .def_property_readonly("cells", &PySheet::Cells,
+                               "Rows of cells: float, str or None for a missing cell.")
+        .def_property_readonly(
+            "warning",
+            [](const PySheet& s) -> py::object {
+                return s.warning.empty() ? py::object(py::none()) : py::object(py::str(s.warning));
+            },
+            "The reader's warning (data it left out), or None.")
+        .def_property_readonly(
+            "format", [](const PySheet& s) { return s.format; }, "The format that read it.")
+        .def(
+            "to_numpy", [](const PySheet& s) { return s.Numbers(1); },
+            "The sheet as a float64 array; missing and text cells are NaN.")
+        .def("to_pandas", &PySheet::ToPandas, py::arg("header") = true, py::arg("index") = false,
+             "A DataFrame: with header, the first row names the columns; with index, the "
+             "first column is the index. Columns of numbers are float64, others object.")
+        .def("__repr__", [](const PySheet& s) {
+            return "<zmimport.Sheet " + std::to_string(s.Sheet().Rows()) + "x" +
+                   std::to_string(s.Sheet().Columns()) + " (" + s.format + ")>";
+        });
+
+    m.def(
+        "formats",
+        [] {
+            py::module_ types = py::module_::import("types");
+            py::list out;
+            for (int i = 1; i <= zmcli::FormatCount(); ++i) {
+                const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(i);
+                out.append(types.attr("SimpleNamespace")(
+                    py::arg("index") = i, py::arg("name") = info.name,
+                    py::arg("filters") = info.filter != nullptr ? info.filter : "",
+                    py::arg("extensions") = zmcli::ExtensionsOf(info),
+                    py::arg("can_read") = info.canRead != 0,
+                    py::arg("can_write") = info.canWrite != 0));
+            }
+            return out;
+        },
+        "Every format: index, name, filters, extensions, can_read, can_write.");
+    m.def(
+        "detect",
+        [](const py::object& path) {
+            const std::vector<std::string> files = PathsOf(path);
+            py::dict answers;
+            for (int i = 1; i <= zmcli::FormatCount(); ++i)
+                answers[py::str(zmcli::FormatInfo(i)->name)] =
+                    zmcli::AnswerName(zmcli::AskFormat(i, files[0]));
+            std::string why;
+            const int chosen = zmcli::ChooseFormat(files, &why);
+            py::object name =
+                chosen > 0 ? py::object(py::str(zmcli::FormatInfo(chosen)->name)) : py::none();
+            return py::make_tuple(name, answers);
+        },
+        py::arg("path"),
+        "The format that would read the file (or None), and each format's answer.");
+    m.def("read", &Read, py::arg("path"), py::arg("format") = py::none(),
+          py::arg("options") = py::none(),
+          "Reads one file, or several for formats that merge files, into a Sheet. `options` "
+          "is a dict of settings keys, e.g. {\"Sheets\": \"Data\", \"Delimiter\": \";\"}.");
+    m.def("convert", &Convert, py::arg("source"), py::arg("target"), py::arg("format") = py::none(),
+          py::arg("options") = py::none(),
+          "Reads `source` and writes it as `target` with the writer its extension (or "
+          "`format`) names.");
+}

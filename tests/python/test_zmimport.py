@@ -1,0 +1,161 @@
+"""The Python module: formats, detection, reading real files of each format family into
+DataFrames checked against independent readers, options, errors, the released
+interpreter lock, conversion, and the Dask example on a folder of files."""
+import csv
+import os
+import pathlib
+import subprocess
+import sys
+import threading
+import time
+
+import numpy
+import pandas
+import pytest
+
+import zmimport
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+CORPUS = ROOT.parent / "shared" / "corpus"
+DATA = ROOT / "tests" / "data"
+
+
+def test_formats_and_detection():
+    formats = {f.name: f for f in zmimport.formats()}
+    assert formats["CSV File"].can_read
+    assert formats["Matlab File"].can_write
+    assert ".xlsx" in formats["Excel2007 File"].extensions
+    assert [f.index for f in zmimport.formats()] == list(range(1, len(formats) + 1))
+    chosen, answers = zmimport.detect(DATA / "xlsx" / "xlsxwriter.xlsx")
+    assert chosen == "Excel2007 File"
+    assert set(answers) == set(formats)
+
+
+def test_csv_against_pandas():
+    path = ROOT / "examples" / "data" / "grain-reference.csv"
+    ours = zmimport.read(path).to_pandas()
+    theirs = pandas.read_csv(path)
+    assert ours.shape == theirs.shape
+    assert list(ours.columns) == list(theirs.columns)
+    pandas.testing.assert_frame_equal(ours, theirs, check_dtype=False)
+    assert ours["Moisture %"].dtype == numpy.float64
+    assert ours["Origin"].dtype == object
+
+
+def test_workbooks_against_their_readers():
+    import openpyxl
+    import xlrd
+
+    xlsx = CORPUS / "xlsx" / sorted(os.listdir(CORPUS / "xlsx"))[0]
+    path = DATA / "xlsx" / "gnumeric.xlsx"
+    sheet = zmimport.read(path)
+    book = openpyxl.load_workbook(path, data_only=True).active
+    assert sheet.shape == (book.max_row, book.max_column)
+    assert sheet.cells[1][1] == book.cell(2, 2).value
+    assert sheet.cells[-1][0] == book.cell(book.max_row, 1).value
+    assert xlsx.exists()
+
+    xls = ROOT / "examples" / "data" / "grain-reference.xls"
+    frame = zmimport.read(xls).to_pandas(header=False)
+    other = xlrd.open_workbook(str(xls)).sheet_by_index(0)
+    assert frame.shape == (other.nrows, other.ncols)
+    assert frame.iloc[-1, 1] == other.cell_value(other.nrows - 1, 1)
+
+    xlsb = zmimport.read(DATA / "xlsx" / "sheetjs.xlsb").to_pandas()
+    assert list(xlsb.columns[:4]) == ["name", "value", "when", "ok"]
+    assert xlsb["value"].tolist() == [1.5, -2.25, 1e20]
+
+
+def test_matrix_and_worksheet_formats():
+    import scipy.io
+
+    path = DATA / "mat" / "level4_doubles.mat"
+    matrix = scipy.io.loadmat(path)["X"]
+    ours = zmimport.read(path).to_numpy()
+    numpy.testing.assert_array_equal(ours, matrix)
+    lotus = zmimport.read(DATA / "lotus" / "sheetjs.wk1").to_pandas()
+    assert lotus.shape == (3, 4)
+    assert lotus.iloc[0, 0] == "alpha"
+
+
+def test_options_reach_the_reader(tmp_path):
+    path = tmp_path / "semi.txt"
+    path.write_text("a;b\n1;2\n3;4\n")
+    whole = zmimport.read(path, format="Text File", options={"Delimiter": ";"})
+    assert whole.shape == (3, 2)
+    assert whole.cells[2] == [3.0, 4.0]
+    one = zmimport.read(DATA / "xlsx" / "two-sheets.xlsx", options={"Sheets": 2,
+                                                                    "UseIndexes": True})
+    both = zmimport.read(DATA / "xlsx" / "two-sheets.xlsx")
+    assert one.shape != both.shape
+
+
+def test_errors(tmp_path):
+    with pytest.raises(FileNotFoundError):
+        zmimport.read(tmp_path / "missing.csv")
+    with pytest.raises(zmimport.ReadError) as refused:
+        zmimport.read(ROOT / "README.md", format="Excel2007 File")
+    assert refused.value.code == 770
+    assert refused.value.format == "Excel2007 File"
+    assert str(refused.value) == "Unable to open Excel file."
+    with pytest.raises(ValueError):
+        zmimport.read(ROOT / "README.md", format="No Such Format")
+    with pytest.raises(TypeError):
+        zmimport.read(ROOT / "README.md", options=["Delimiter", ";"])
+    with pytest.raises(zmimport.ReadError):
+        zmimport.read(tmp_path)  # a folder
+    cut = tmp_path / "cut.xlsx"
+    cut.write_bytes((DATA / "xlsx" / "xlsxwriter.xlsx").read_bytes()[:1500])
+    with pytest.raises(zmimport.ReadError):
+        zmimport.read(cut)
+
+
+def test_the_interpreter_runs_while_a_file_is_read(tmp_path):
+    path = tmp_path / "big.csv"
+    with open(path, "w", newline="") as out:
+        writer = csv.writer(out)
+        for r in range(400000):
+            writer.writerow([r, r * 0.5, "x%d" % (r % 7), r * 3])
+    counted = []
+
+    def count():
+        n = 0
+        while not done.is_set():
+            n += 1
+        counted.append(n)
+
+    done = threading.Event()
+    counter = threading.Thread(target=count)
+    counter.start()
+    start = time.perf_counter()
+    sheet = zmimport.read(path)
+    took = time.perf_counter() - start
+    done.set()
+    counter.join()
+    assert sheet.shape == (400000, 4)
+    # A thread that waited on the lock for the whole read would barely have counted.
+    assert took > 0.05
+    assert counted[0] > 10000
+
+
+def test_convert_round_trip(tmp_path):
+    scipy_io = pytest.importorskip("scipy.io")
+    source = tmp_path / "table.csv"
+    source.write_text("a,b\n1,2.5\n3,4\n")
+    target = tmp_path / "table.mat"
+    zmimport.convert(source, target)
+    data = scipy_io.loadmat(target)["DATA"]
+    assert data.shape == (2, 2)
+    assert data[0, 1] == 2.5
+    with pytest.raises(ValueError):
+        zmimport.convert(source, tmp_path / "table.unknown")
+
+
+def test_the_dask_example_reads_a_folder(tmp_path):
+    for i in range(300):
+        (tmp_path / ("run%03d.csv" % i)).write_text("t,v\n%d,%d.5\n%d,%d.25\n" % (i, i, i + 1, i))
+    example = ROOT / "examples" / "python" / "many_files.py"
+    done = subprocess.run([sys.executable, str(example), str(tmp_path), "--workers", "2"],
+                          capture_output=True, text=True, timeout=600, env=os.environ.copy())
+    assert done.returncode == 0, done.stderr[-2000:]
+    assert "600 rows from 300 files" in done.stdout
