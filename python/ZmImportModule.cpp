@@ -13,6 +13,8 @@
 #include <filesystem>
 #include <memory>
 #include <sstream>
+#include <string_view>
+#include <unordered_map>
 
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
@@ -174,29 +176,79 @@ class PySheet {
     }
 
     py::object ToPandas(bool header, bool index) const {
+        py::module_ numpy = py::module_::import("numpy");
         py::module_ pandas = py::module_::import("pandas");
-        const int cols = Sheet().Columns();
+        const zmcli::Sheet& sheet = Sheet();
+        const int cols = sheet.Columns();
         const int first = header ? 2 : 1;
-        const int rows = std::max(0, Sheet().Rows() - first + 1);
+        const int rows = std::max(0, sheet.Rows() - first + 1);
         // Which columns hold only numbers (or nothing) below the header.
         std::vector<bool> numeric(cols, true);
-        for (int r = first; r <= Sheet().Rows(); ++r) {
-            if (const auto* cells = Sheet().RowCells(r)) {
+        for (int r = first; r <= sheet.Rows(); ++r) {
+            if (const auto* cells = sheet.RowCells(r)) {
                 for (size_t c = 0; c < cells->size() && c < numeric.size(); ++c) {
-                    const auto kind = (*cells)[c].kind;
-                    if (kind == zmcli::Cell::Kind::kText)
+                    if ((*cells)[c].kind == zmcli::Cell::Kind::kText)
                         numeric[c] = false;
                 }
             }
         }
-        py::array_t<double> numbers = Numbers(first);
-        auto view = numbers.unchecked<2>();
+        // Numeric columns are float64 arrays; the others object arrays (numpy fills them
+        // with None), whose texts are shared within a column while few distinct ones
+        // have been seen, as measurement tables repeat their labels.
+        std::vector<py::array> arrays(cols);
+        std::vector<double*> numbers(cols, nullptr);
+        std::vector<PyObject**> objects(cols, nullptr);
+        for (int c = 0; c < cols; ++c) {
+            if (numeric[c]) {
+                arrays[c] = py::array_t<double>(rows);
+                numbers[c] = static_cast<double*>(arrays[c].mutable_data());
+                std::fill(numbers[c], numbers[c] + rows, std::nan(""));
+            } else {
+                arrays[c] = numpy.attr("empty")(rows, py::arg("dtype") = "object");
+                objects[c] = static_cast<PyObject**>(arrays[c].mutable_data());
+            }
+        }
+        constexpr size_t kSharedTexts = 4096;
+        std::vector<std::unordered_map<std::string_view, py::object>> seen(cols);
+        for (int r = 0; r < rows; ++r) {
+            const auto* cells = sheet.RowCells(first + r);
+            if (cells == nullptr)
+                continue;
+            for (size_t c = 0; c < cells->size() && c < static_cast<size_t>(cols); ++c) {
+                const zmcli::Cell& cell = (*cells)[c];
+                if (numbers[c] != nullptr) {
+                    if (IsNumber(cell))
+                        numbers[c][r] = Number(cell);
+                    continue;
+                }
+                if (cell.kind == zmcli::Cell::Kind::kMissing)
+                    continue;
+                py::object value;
+                if (cell.kind == zmcli::Cell::Kind::kText) {
+                    const std::string_view text = sheet.TextOf(cell);
+                    auto& known = seen[c];
+                    const auto found = known.find(text);
+                    if (found != known.end()) {
+                        value = found->second;
+                    } else {
+                        value = py::str(text.data(), text.size());
+                        if (known.size() < kSharedTexts)
+                            known.emplace(text, value);
+                    }
+                } else {
+                    value = Value(cell);
+                }
+                PyObject*& slot = objects[c][r];
+                Py_XDECREF(slot);
+                slot = value.release().ptr();
+            }
+        }
         py::dict columns;
         py::list names;
         for (int c = 0; c < cols; ++c) {
             py::object name = py::int_(c);
             if (header) {
-                const zmcli::Cell* cell = Sheet().At(c + 1, 1);
+                const zmcli::Cell* cell = sheet.At(c + 1, 1);
                 if (cell != nullptr && cell->kind == zmcli::Cell::Kind::kText)
                     name = Value(*cell);
                 else if (cell != nullptr && IsNumber(*cell))
@@ -206,23 +258,11 @@ class PySheet {
                 if (columns.contains(name))
                     name = py::str(py::str(name).cast<std::string>() + "." + std::to_string(c + 1));
             }
-            if (numeric[c]) {
-                py::array_t<double> column(rows);
-                auto out = column.mutable_unchecked<1>();
-                for (int r = 0; r < rows; ++r)
-                    out(r) = view(r, c);
-                columns[name] = column;
-            } else {
-                py::list column(rows);
-                for (int r = 0; r < rows; ++r) {
-                    const zmcli::Cell* cell = Sheet().At(c + 1, first + r);
-                    column[r] = cell != nullptr ? Value(*cell) : py::none();
-                }
-                columns[name] = pandas.attr("Series")(column, py::arg("dtype") = "object");
-            }
+            columns[name] = arrays[c];
             names.append(name);
         }
-        py::object frame = pandas.attr("DataFrame")(columns, py::arg("columns") = names);
+        py::object frame =
+            pandas.attr("DataFrame")(columns, py::arg("columns") = names, py::arg("copy") = false);
         if (index && cols > 0)
             frame = frame.attr("set_index")(names[0]);
         return frame;
