@@ -18,8 +18,15 @@ packages=(
   time locales gnumeric nodejs npm
 )
 
+# Packages whose program may come from elsewhere (a NodeSource nodejs carries its own npm
+# and conflicts with Debian's): skipped when the program is there.
+declare -A program_of=([nodejs]=node [npm]=npm)
+
 missing=()
 for p in "${packages[@]}"; do
+  if [ -n "${program_of[$p]:-}" ] && command -v "${program_of[$p]}" > /dev/null; then
+    continue
+  fi
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
     missing+=("$p")
   fi
