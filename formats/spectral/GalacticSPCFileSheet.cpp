@@ -95,6 +95,18 @@ std::string ElapsedTime(long long ms) {
     return sign + text;
 }
 
+// Units go through the catalogue, except those with a degree sign: catalogue keys are
+// plain ASCII.
+std::string UnitText(const char* text) {
+    if (*text == '\0')
+        return std::string();
+    for (const char* p = text; *p != '\0'; ++p) {
+        if (static_cast<unsigned char>(*p) >= 0x80)
+            return text;
+    }
+    return zm::Translate(text);
+}
+
 }  // namespace
 
 int GalacticSPCFile::GetDaysInMonth(int day, int month, int year) {
@@ -129,9 +141,9 @@ std::string GalacticSPCFile::XTypeText(int code) {
         "\xC2\xB0" "F", "\xC2\xB0" "C", "\xC2\xB0" "K", "Data Points", "mSec", "uSec", "nSec",
         "GHz", "cm", "m", "mm", "Hours"};
     // clang-format on
-    if (code < 0 || code >= static_cast<int>(std::size(kTexts)) || *kTexts[code] == '\0')
+    if (code < 0 || code >= static_cast<int>(std::size(kTexts)))
         return std::string();
-    return zm::Translate(kTexts[code]);
+    return UnitText(kTexts[code]);
 }
 
 std::string GalacticSPCFile::YTypeText(int code) {
@@ -151,7 +163,7 @@ std::string GalacticSPCFile::YTypeText(int code) {
         text = kTexts[code];
     else if (code >= 128 && code < 128 + static_cast<int>(std::size(kFrom128)))
         text = kFrom128[code - 128];
-    return *text == '\0' ? std::string() : zm::Translate(text);
+    return UnitText(text);
 }
 
 int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {

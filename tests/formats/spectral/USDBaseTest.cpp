@@ -109,8 +109,10 @@ TEST(USDBase, RecordsAreCopiedInAndOutWithBothFlagsFromIncludeAll) {
     EXPECT_EQ(out.IncludeXEndPt[1], 6.0f);
     // The copy is the caller's: changing it does not reach the object.
     out.IncludeXStartPt[0] = 100.0f;
-    float x = 1.5f;
-    EXPECT_TRUE(base.IsValid(x));
+    USDConstraints again;
+    base.GetUSDConstraints(&again);
+    EXPECT_EQ(again.IncludeXStartPt[0], 1.0f);
+    FreeUSDConstraints(&again);
     FreeUSDConstraints(&out);
 }
 

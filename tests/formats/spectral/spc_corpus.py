@@ -7,7 +7,12 @@ Where the library deliberately differs from spc-parser the comparison says so:
   keeps the file's order, so the reference is turned back before comparing;
 - old-format files (version 0x4D) give one spectrum, the first, where spc-parser finds
   all of them;
-- files with one x array per sub-file (GC-MS style) are refused.
+- files with one x array per sub-file (GC-MS style) are refused;
+- in multi-file files each sub-file's integer y values are scaled by the sub-file's own
+  exponent, even when it is 0, where spc-parser takes the main header's exponent for a
+  sub-file exponent of 0 (m_evenz.spc has -1 in the main header and 0 in its second
+  sub-file header); such references are rescaled by 2^-(main exponent), both exponents
+  read from the file here.
 Values are compared in float32, the sheet's number type.
 Usage: spc_corpus.py ZMIMPORT CORPUS_DIR DUMP_SCRIPT
 """
@@ -33,6 +38,24 @@ def f32(v):
 def close(ours, theirs):
     want = f32(theirs)
     return ours == want or abs(ours - want) <= 2e-7 * max(abs(want), 1e-30)
+
+
+def exponent_factors(path):
+    """Per sub-file of a new-format multi-file file with integer y, the factor between the
+    sub-file's exponent and the one spc-parser applies; None for other files."""
+    with open(path, "rb") as f:
+        data = f.read()
+    flags, version, main = data[0], data[1], struct.unpack_from("<b", data, 3)[0]
+    if version != 0x4B or not flags & 0x04 or main == -128:
+        return None
+    points, subfiles = struct.unpack_from("<I", data, 4)[0], struct.unpack_from("<i", data, 24)[0]
+    at = 512 + (4 * points if flags & 0x80 else 0)
+    factors = []
+    for _ in range(subfiles):
+        sub = struct.unpack_from("<b", data, at + 1)[0]
+        factors.append(2.0 ** -main if sub == 0 else 1.0)
+        at += 32 + points * (2 if flags & 0x01 else 4)
+    return factors
 
 
 def zmimport(*args):
@@ -74,9 +97,12 @@ class SpcCorpus(unittest.TestCase):
         self.assertEqual(cells[0][:2], ["Primary ID", "Name"])
         xs = cells[1][3:]
         title = os.path.splitext(name)[0]
+        factors = exponent_factors(path)
         compared = 0
         for index, spectrum in enumerate(spectra):
             x, y = spectrum["x"], spectrum["y"]
+            if factors is not None:
+                y = [v * factors[index] for v in y]
             if len(x) > 1 and len(xs) > 1 and (x[1] - x[0]) * (xs[1] - xs[0]) < 0:
                 x, y = x[::-1], y[::-1]
             row = cells[2 + index]
