@@ -5,8 +5,6 @@ ZM_PENDING_FORMAT(BrukerOPUSFileFactory, "Bruker OPUS File", "Bruker OPUS File (
                   ".*\0", 0, 1, 1, 1, 0, 1)
 ZM_PENDING_FORMAT(BrukerOPUSInterpolatedFileFactory, "Bruker OPUS Interpolated File",
                   "Bruker OPUS Interpolated File (*.*)", nullptr, 1, ".*\0", 0, 1, 1, 1, 0, 1)
-ZM_PENDING_FORMAT(GalacticSPCFileFactory, "GalacticSPC File", "Galactic SPC Files (*.spc)", nullptr,
-                  1, ".spc\0", 0, 1, 1, 1, 1, 1)
 ZM_PENDING_FORMAT(ChemStationFileFactory, "HPLC ChemStation File",
                   "HPLC ChemStation Files (*.ch, *.uv)", "HPLC ChemStation File (*.ch)", 2,
                   ".ch\0.uv\0", 0, 1, 1, 1, 0, 1)

@@ -58,6 +58,14 @@ def brimrose(spectra, first=1100.0, increment=2.0):
     return body
 
 
+def spc(ys, first=10.0, last=12.0):
+    """A new-format SPC file of one spectrum with float y values."""
+    header = bytearray(512)
+    struct.pack_into("<BBBbIddi", header, 0, 0, 0x4B, 0, -128, len(ys), first, last, 1)
+    header[28] = 3  # x in nm
+    return bytes(header) + bytes(32) + struct.pack("<%df" % len(ys), *ys)
+
+
 def run(*args):
     env = dict(os.environ, TZ="UTC")
     done = subprocess.run([ZMIMPORT, *args], capture_output=True, env=env, timeout=60)
@@ -133,6 +141,23 @@ class CommandLine(unittest.TestCase):
         self.assertEqual((status, out), (0, ""))
         with open(target, encoding="utf-8") as f:
             self.assertEqual(f.readline(), "SampleNo\tDateTime\tw1100\tw1102\tw1104\n")
+
+    def test_several_spc_files_become_one_sheet(self):
+        a = self.write("a.spc", spc([1.0, 2.0, 3.0]))
+        b = self.write("b.SPC", spc([4.0, 5.0, 6.5]))
+        c = self.write("c.spc", spc([7.0, 8.0, 9.0]))
+        status, out, err = run("read", a, b, c)
+        self.assertEqual((status, err), (0, ""))
+        self.assertEqual(out, "Primary ID,Name,Z,t 10,t 11,t 12\n"
+                              "1,nm,,10,11,12\n"
+                              "2,a,,1,2,3\n"
+                              "3,b,,4,5,6.5\n"
+                              "4,c,,7,8,9\n")
+        other = self.write("d.spc", spc([1.0, 2.0, 3.0], first=10.0, last=14.0))
+        status, _, err = run("read", a, other)
+        self.assertEqual(status, 1)
+        self.assertEqual(err, "zmimport: %s, %s: The data did not have the same X-spacing.\n"
+                         % (a, other))
 
     def test_reader_errors_exit_with_status_1_and_the_readers_text(self):
         other = self.write("other.dat", b"1,2,3\n")

@@ -1,0 +1,283 @@
+// Galactic SPC files: opening, file choice, merging of the x axes, options and sizing.
+#include "formats/spectral/GalacticSPCFile.h"
+
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <new>
+
+#include "formats/spectral/SpectralCompare.h"
+#include "platform/BinaryString.h"
+#include "platform/ErrorText.h"
+#include "platform/FileNames.h"
+#include "platform/Translate.h"
+
+GalacticSPCFile::GalacticSPCFile() = default;
+
+GalacticSPCFile::~GalacticSPCFile() = default;
+
+void GalacticSPCFile::Close() {
+    files_.clear();
+    xValues_.clear();
+    firstX_ = spacing_ = lastX_ = 0;
+    points_ = 0;
+    numCols = numRows = -1;
+    sizeEstablished = false;
+    SpreadsheetFile::Close();
+}
+
+int GalacticSPCFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
+    if (status != 0)
+        return status;
+    if (!readMode)
+        return SetStatus(kStatusWrongMode);
+    files_.clear();
+    xValues_.clear();
+    numCols = numRows = -1;
+    sizeEstablished = false;
+    try {
+        return OpenFiles(file, options);
+    } catch (...) {
+        return SetUnknownException();
+    }
+}
+
+int GalacticSPCFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
+    for (const std::string& name : zm::SplitFileNames(names != nullptr ? names : "")) {
+        std::error_code ec;
+        if (!std::filesystem::is_regular_file(name, ec))
+            return SetStatus(kOpenFailed);
+        FilePtr file(std::fopen(name.c_str(), "rb"));
+        if (!file)
+            return SetStatus(kOpenFailed);
+        FileRecord record;
+        record.name = name;
+        const int code = ReadHeaderInfo(file.get(), record);
+        if (code != 0)
+            return SetStatus(code);
+        files_.push_back(record);
+    }
+    return SetOptions(options);
+}
+
+void GalacticSPCFile::GetFileList(std::vector<std::string>& list) {
+    list.clear();
+    for (const FileRecord& record : files_) {
+        if (record.subFiles < 2) {
+            list.push_back(zm::FormatMessage(
+                zm::Translate(
+                    "%1% [Num values: %2%, First value: %3%, Last value: %4%, X-Spacing: %5%]"),
+                record.name, record.points, record.firstX, record.lastX, record.spacing));
+        } else {
+            list.push_back(
+                zm::FormatMessage(zm::Translate("%1% [Num sub-files: %2%, Num values: %3%]"),
+                                  record.name, record.subFiles, record.points));
+        }
+    }
+}
+
+int GalacticSPCFile::SelectFilesToImport(const std::vector<int>& indices) {
+    if (status != 0 || files_.empty())
+        return -1;
+    if (indices.empty())
+        return 0;
+    std::vector<FileRecord> kept;
+    for (size_t i = 0; i < files_.size(); ++i) {
+        if (std::find(indices.begin(), indices.end(), static_cast<int>(i)) != indices.end())
+            kept.push_back(files_[i]);
+    }
+    files_.swap(kept);
+    sizeEstablished = false;
+    return 0;
+}
+
+int GalacticSPCFile::SelectFiles() {
+    return status;
+}
+
+int GalacticSPCFile::CheckFiles() {
+    if (status != 0)
+        return status;
+    if (files_.empty())
+        return SetStatus(kNoFiles);
+    const FileRecord& first = files_.front();
+    firstX_ = first.firstX;
+    spacing_ = first.spacing;
+    lastX_ = first.lastX;
+    points_ = first.points;
+    for (const FileRecord& record : files_) {
+        if (!zm::SpectralValuesEqual(record.firstX, firstX_) ||
+            !zm::SpectralValuesEqual(record.spacing, spacing_))
+            return SetStatus(kDifferentSpacing);
+        lastX_ = std::max(lastX_, record.lastX);
+        points_ = std::max(points_, record.points);
+    }
+    return 0;
+}
+
+int GalacticSPCFile::GetUSDConstraints(USDConstraints* constraints) {
+    if (constraints == nullptr)
+        return status;
+    FreeUSDConstraints(constraints);
+    constraints->IncludeOrdinalValues = true;
+    constraints->IncludeAllValues = true;
+    constraints->NumberOfIncludedIntervals = 1;
+    constraints->UseAverage = 0;
+    constraints->IncludeXStartPt = new float[1]{static_cast<float>(firstX_)};
+    constraints->IncludeXEndPt = new float[1]{static_cast<float>(lastX_)};
+    return status;
+}
+
+int GalacticSPCFile::SetOptions(ZmImportOpenOptions* options) {
+    if (SelectFiles() != 0)
+        return status;
+    if (CheckFiles() != 0)
+        return status;
+    USDConstraints constraints;
+    try {
+        GetUSDConstraints(&constraints);
+        if (options != nullptr && options->size > 0) {
+            std::string text;
+            if (options->data == nullptr ||
+                !zm::ReadBinaryString(options->data, options->size, text) ||
+                !GetUSDConstraintsFromString(text, &constraints)) {
+                FreeUSDConstraints(&constraints);
+                return SetStatus(kStatusBadOptions);
+            }
+        }
+        std::string text;
+        GetStringFromUSDConstraints(&constraints, text);
+        if (options != nullptr) {
+            // The record's earlier bytes belong to the host; the new ones go to it too.
+            std::string framed;
+            zm::WriteBinaryString(framed, text);
+            auto* data = new unsigned char[framed.size()];
+            std::memcpy(data, framed.data(), framed.size());
+            options->data = data;
+            options->size = static_cast<uint32_t>(framed.size());
+        }
+        SetUSDConstraints(&constraints);
+    } catch (...) {
+        // The settings layer failing on the text is an error in the options.
+        FreeUSDConstraints(&constraints);
+        return SetStatus(kStatusBadOptions);
+    }
+    FreeUSDConstraints(&constraints);
+    return status;
+}
+
+int GalacticSPCFile::EstablishSize() {
+    if (status != 0)
+        return status;
+    if (CheckFiles() != 0)
+        return status;
+    if (points_ <= 0)
+        return SetStatus(kStatusSizeFailed);
+    long long rows = 1 + (IncludeXAsAnObservation() ? 1 : 0);
+    for (const FileRecord& record : files_)
+        rows += record.subFiles;
+    const int kept = GetNumCol(points_, firstX_, spacing_);
+    if (rows > INT_MAX || kept > INT_MAX - 3)
+        return SetStatus(kStatusSizeFailed);
+    numCols = kept + 3;
+    numRows = static_cast<int>(rows);
+    sizeEstablished = true;
+    return 0;
+}
+
+int GalacticSPCFile::GetNumCols() {
+    if (status != 0)
+        return -1;
+    return SpreadsheetFile::GetNumCols();
+}
+
+int GalacticSPCFile::GetNumRows() {
+    if (status != 0)
+        return -1;
+    return SpreadsheetFile::GetNumRows();
+}
+
+void GalacticSPCFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
+    const char* text = nullptr;
+    switch (status) {
+        case kOpenFailed:
+            text = "Unable to open file.";
+            break;
+        case kReadFailed:
+            text = "Unable to read file. The file was not opened or Open File failed.";
+            break;
+        case kNotSPCFile:
+            text = "This file does not seem to be a valid Galactic SPC file.";
+            break;
+        case kUnsupportedVersion:
+            text = "This version of Galactic SPC files are not supported.";
+            break;
+        case kUnevenOldFormat:
+            text = "Unevenly spaced X-variables are not supported.";
+            break;
+        case kNoFiles:
+            text = "No files were selected, import aborted.";
+            break;
+        case kDifferentSpacing:
+            text = "The data did not have the same X-spacing.";
+            break;
+        case kXYPerSubFile:
+            text =
+                "Looks like GC-MS spectra files and that is not supported at the moment. Contact "
+                "the Vantor Pelmora support.";
+            break;
+        case kDifferentXValues:
+            text = "The X variable names in files differ from each other";
+            break;
+        default:
+            break;
+    }
+    try {
+        if (text == nullptr) {
+            SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
+        } else {
+            zm::CopyErrorText(zm::Translate(text), buffer, bufferSize);
+        }
+    } catch (...) {
+        if (buffer != nullptr && bufferSize > 0)
+            buffer[0] = '\0';
+    }
+}
+
+GalacticSPCFileFactory::GalacticSPCFileFactory()
+    : SprFileFactory("GalacticSPC File", "Galactic SPC Files (*.spc)", nullptr, 1, ".spc\0", 0, 1,
+                     1, 1, 1, 1) {}
+
+// The version byte alone is a weak mark, so the extension must agree for a sure answer.
+// A ".spc" file with another version byte still comes here, to be refused with a text
+// that names the format.
+SprFileFactory::MyKindOfFile GalacticSPCFileFactory::IsMyKindOfFile(const char* file) {
+    if (file == nullptr)
+        return kNotMine;
+    std::string extension = zm::FileExtension(file);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const bool spcExtension = extension == ".spc";
+    std::FILE* in = std::fopen(file, "rb");
+    if (in == nullptr)
+        return kNotMine;
+    uint8_t header[512];
+    const size_t got = std::fread(header, 1, sizeof header, in);
+    std::fclose(in);
+    const bool looksRight = got >= 2 && ((header[1] == 'K' && got >= 512) ||
+                                         (header[1] == 'M' && got >= 256) || header[1] == 'L');
+    if (looksRight)
+        return spcExtension ? kSurely : kPlausible;
+    return spcExtension ? kPlausible : kNotMine;
+}
+
+SpreadsheetFile* GalacticSPCFileFactory::GetSpreadsheetFile() {
+    return new (std::nothrow) GalacticSPCFile;
+}
+
+namespace {
+GalacticSPCFileFactory theGalacticSPCFileFactory;
+}  // namespace

@@ -1,0 +1,293 @@
+// Galactic SPC files: main headers, sub-file headers and y values.
+#include <sys/stat.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+
+#include "formats/spectral/GalacticSPCFile.h"
+#include "platform/ByteReader.h"
+#include "platform/CodePage.h"
+
+namespace {
+
+constexpr size_t kNewHeaderSize = 512;
+constexpr size_t kOldHeaderSize = 256;
+constexpr size_t kSubHeaderSize = 32;
+constexpr uint8_t kNewVersion = 0x4B;        // 'K': little-endian new format
+constexpr uint8_t kBigEndianVersion = 0x4C;  // 'L': the same, big-endian
+constexpr uint8_t kOldVersion = 0x4D;        // 'M': the old format
+
+// Flags (byte 0 of the main header).
+constexpr uint8_t kFlag16BitY = 0x01;
+constexpr uint8_t kFlagMultiFile = 0x04;
+constexpr uint8_t kFlagOrderedZ = 0x10;
+constexpr uint8_t kFlagAxisLabels = 0x20;
+constexpr uint8_t kFlagXYPerSubFile = 0x40;
+constexpr uint8_t kFlagXArray = 0x80;
+
+// The exponent that marks IEEE float y values.
+constexpr int kFloatExponent = -128;
+
+// Main header fields (new format), little-endian:
+// 0 u8 ftflgs, 1 u8 fversn, 2 u8 fexper, 3 i8 fexp, 4 u32 fnpts, 8 f64 ffirst,
+// 16 f64 flast, 24 i32 fnsub, 28 u8 fxtype, 29 u8 fytype, 30 u8 fztype, 31 u8 fpost,
+// 32 u32 fdate, 218 char[30] fcatxt, 312 f32 fzinc.
+constexpr size_t kAxisLabelOffset = 218;
+constexpr size_t kAxisLabelSize = 30;
+constexpr size_t kZIncrementOffset = 312;
+
+// 2^k in double by repeated squaring; overflows give infinity, underflows zero.
+double PowerOfTwo(int k) {
+    double result = 1;
+    double base = 2;
+    for (unsigned m = static_cast<unsigned>(k < 0 ? -k : k); m != 0; m >>= 1) {
+        if (m & 1)
+            result *= base;
+        base *= base;
+    }
+    return k < 0 ? 1 / result : result;
+}
+
+float Narrow(double value) {
+    if (value > 3.4028234663852886e38)
+        return INFINITY;
+    if (value < -3.4028234663852886e38)
+        return -INFINITY;
+    return static_cast<float>(value);
+}
+
+// An integer y scaled by 2^-(bits - exponent), the division done in float.
+float Scale(double value, int bits, int exponent) {
+    const float divisor = Narrow(PowerOfTwo(bits - exponent));
+    if (divisor == 0)
+        return value == 0 ? 0.0f : std::copysign(INFINITY, static_cast<float>(value));
+    return static_cast<float>(value) / divisor;
+}
+
+uint64_t FileSize(std::FILE* file) {
+    struct stat info {};
+    if (fstat(fileno(file), &info) != 0 || info.st_size < 0)
+        return 0;
+    return static_cast<uint64_t>(info.st_size);
+}
+
+bool ReadExactly(std::FILE* file, void* to, size_t n) {
+    return n == 0 || std::fread(to, 1, n, file) == n;
+}
+
+// True when `count` blocks of `block` bytes fit into `available` bytes.
+bool Fits(uint64_t count, uint64_t block, uint64_t available) {
+    return block == 0 || count <= available / block;
+}
+
+}  // namespace
+
+int GalacticSPCFile::ReadHeaderInfo(std::FILE* file, FileRecord& record) {
+    uint8_t header[kNewHeaderSize] = {};
+    if (std::fseek(file, 0, SEEK_SET) != 0 || !ReadExactly(file, header, 2))
+        return kNotSPCFile;
+    const uint8_t version = header[1];
+    if (version == kBigEndianVersion)
+        return kUnsupportedVersion;
+    if (version != kNewVersion && version != kOldVersion)
+        return kNotSPCFile;
+    const size_t size = version == kNewVersion ? kNewHeaderSize : kOldHeaderSize;
+    if (!ReadExactly(file, header + 2, size - 2))
+        return kShortHeader;
+
+    const uint64_t fileSize = FileSize(file);
+    firstZ_ = currentZ_ = -1;
+    zIncrement_ = 0;
+    subExponent_ = 0;
+    if (version == kOldVersion)
+        return ReadOldHeader(header, fileSize, record);
+    return ReadNewHeader(file, header, fileSize, record);
+}
+
+int GalacticSPCFile::ReadNewHeader(std::FILE* file, const uint8_t* header, uint64_t fileSize,
+                                   FileRecord& record) {
+    const uint8_t flags = header[0];
+    if (flags & kFlagXYPerSubFile)
+        return kXYPerSubFile;
+    zm::ByteReader in(header, kNewHeaderSize);
+    uint8_t exponent = 0;
+    uint32_t points = 0;
+    double first = 0, last = 0;
+    int32_t subFiles = 0;
+    in.Seek(3);
+    in.ReadU8(exponent);
+    in.ReadU32LE(points);
+    in.ReadF64LE(first);
+    in.ReadF64LE(last);
+    in.ReadI32LE(subFiles);
+    in.ReadBytes(typeCodes_, sizeof typeCodes_);
+    in.ReadU32LE(date_);
+    in.Seek(kZIncrementOffset);
+    in.ReadF32LE(zIncrement_);
+    if (in.Failed() || !std::isfinite(first) || !std::isfinite(last) || points > INT32_MAX)
+        return kNotSPCFile;
+
+    oldFormat_ = false;
+    y32Bit_ = (flags & kFlag16BitY) == 0;
+    yExponent_ = static_cast<int8_t>(exponent);
+    yFloat_ = yExponent_ == kFloatExponent;
+    multiFile_ = (flags & kFlagMultiFile) != 0;
+    // A file without the multi-file flag holds one spectrum, whatever the count says.
+    if (!multiFile_)
+        subFiles = 1;
+    if (subFiles < 0)
+        return kNotSPCFile;
+    zEvenlySpaced_ = (flags & kFlagOrderedZ) == 0 && subFiles >= 2 && multiFile_;
+    xLabel_.clear();
+    if (flags & kFlagAxisLabels) {
+        // The x label comes first among the zero-separated labels.
+        const uint8_t* text = header + kAxisLabelOffset;
+        const void* end = std::memchr(text, 0, kAxisLabelSize);
+        const size_t length = end != nullptr
+                                  ? static_cast<size_t>(static_cast<const uint8_t*>(end) - text)
+                                  : kAxisLabelSize;
+        xLabel_ = zm::CodePageText(1252).ToUtf8(text, length);
+    }
+    if (xLabel_.empty())
+        xLabel_ = XTypeText(typeCodes_[0]);
+
+    record.firstX = first;
+    record.lastX = last;
+    record.points = static_cast<int32_t>(points);
+    record.subFiles = subFiles;
+    record.spacing = points > 1 ? (last - first) / (static_cast<double>(points) - 1) : 0;
+
+    // The counts are the file's word: the file must hold every sub-file they promise
+    // before anything is allocated for them.
+    const uint64_t arrayBytes = (flags & kFlagXArray) ? uint64_t{4} * points : 0;
+    const uint64_t valueBytes = uint64_t{points} * (y32Bit_ ? 4 : 2);
+    if (fileSize < kNewHeaderSize + arrayBytes ||
+        !Fits(static_cast<uint64_t>(subFiles), kSubHeaderSize + valueBytes,
+              fileSize - kNewHeaderSize - arrayBytes))
+        return kNotSPCFile;
+
+    if (flags & kFlagXArray) {
+        std::vector<uint8_t> bytes(arrayBytes);
+        if (!ReadExactly(file, bytes.data(), bytes.size()))
+            return kShortHeader;
+        std::vector<float> xs(points);
+        for (size_t i = 0; i < xs.size(); ++i)
+            xs[i] = zm::LoadF32LE(bytes.data() + 4 * i);
+        if (xValues_.empty()) {
+            xValues_.swap(xs);
+        } else if (xs.size() != xValues_.size() ||
+                   !std::equal(xs.begin(), xs.end(), xValues_.begin())) {
+            // Plain == on purpose: NaN differs even from itself.
+            return kDifferentXValues;
+        }
+    }
+    return 0;
+}
+
+int GalacticSPCFile::ReadOldHeader(const uint8_t* header, uint64_t fileSize, FileRecord& record) {
+    // 0 u8 oftflgs, 1 u8 oversn, 2 i16 oexp, 4 f32 onpts, 8 f32 ofirst, 12 f32 olast,
+    // 16 u8 oxtype, 17 u8 oytype; the first sub-file's header ends the 256 bytes.
+    const uint8_t flags = header[0];
+    if (flags & kFlagXArray)
+        return kUnevenOldFormat;
+    zm::ByteReader in(header, kOldHeaderSize);
+    int16_t exponent = 0;
+    float points = 0, first = 0, last = 0;
+    in.Seek(2);
+    in.ReadI16LE(exponent);
+    in.ReadF32LE(points);
+    in.ReadF32LE(first);
+    in.ReadF32LE(last);
+    if (in.Failed() || !(points >= 0 && points < 2147483648.0f) || !std::isfinite(first) ||
+        !std::isfinite(last))
+        return kNotSPCFile;
+    const auto count = static_cast<int32_t>(points);
+
+    oldFormat_ = true;
+    y32Bit_ = (flags & kFlag16BitY) == 0;
+    yExponent_ = exponent;
+    yFloat_ = yExponent_ == kFloatExponent;
+    multiFile_ = false;
+    zEvenlySpaced_ = false;
+    typeCodes_[0] = header[16];
+    typeCodes_[1] = header[17];
+    typeCodes_[2] = typeCodes_[3] = 0;
+    date_ = 0;
+    xLabel_ = XTypeText(typeCodes_[0]);
+
+    record.firstX = first;
+    record.lastX = last;
+    record.points = count;
+    record.subFiles = 1;
+    record.spacing = count > 1 ? (last - first) / static_cast<float>(count - 1) : 0.0f;
+
+    const uint64_t valueBytes = uint64_t(count) * (y32Bit_ ? 4 : 2);
+    if (fileSize < kOldHeaderSize || valueBytes > fileSize - kOldHeaderSize)
+        return kNotSPCFile;
+    return 0;
+}
+
+int GalacticSPCFile::ReadSubHeaderInfo(std::FILE* file) {
+    subExponent_ = yExponent_;
+    if (oldFormat_) {
+        currentZ_ = -1;
+        return 0;
+    }
+    // 0 u8 subflgs, 1 i8 subexp, 2 u16 subindx, 4 f32 subtime (z start), 8 f32 subnext
+    // (z end); the rest is not used here.
+    uint8_t bytes[kSubHeaderSize];
+    if (!ReadExactly(file, bytes, sizeof bytes))
+        return kNotSPCFile;
+    if (!multiFile_) {
+        currentZ_ = 0;
+        return 0;
+    }
+    subExponent_ = static_cast<int8_t>(bytes[1]);
+    const uint16_t index = zm::LoadU16LE(bytes + 2);
+    const float zStart = zm::LoadF32LE(bytes + 4);
+    const float zEnd = zm::LoadF32LE(bytes + 8);
+    currentZ_ = zStart;
+    if (index == 0)
+        firstZ_ = zStart;
+    if (zEvenlySpaced_ && zIncrement_ == 0) {
+        // Without an increment in the main header the first sub-file's z range gives it;
+        // a range ending at 0 says the z values are not evenly spaced after all.
+        if (zEnd == 0)
+            zEvenlySpaced_ = false;
+        else
+            zIncrement_ = zEnd - zStart;
+    }
+    if (zEvenlySpaced_)
+        currentZ_ = static_cast<float>(index) * zIncrement_ + firstZ_;
+    return 0;
+}
+
+float GalacticSPCFile::DecodeValue(const uint8_t* bytes) const {
+    if (!y32Bit_) {
+        const auto value = static_cast<int16_t>(zm::LoadU16LE(bytes));
+        return Scale(value, 16, subExponent_);
+    }
+    if (subExponent_ == kFloatExponent)
+        return zm::LoadF32LE(bytes);
+    uint32_t raw = zm::LoadU32LE(bytes);
+    // Old files store the high 16-bit word first.
+    if (oldFormat_)
+        raw = (raw << 16) | (raw >> 16);
+    int32_t value;
+    std::memcpy(&value, &raw, sizeof value);
+    return Scale(value, 32, subExponent_);
+}
+
+int GalacticSPCFile::ReadValues(std::FILE* file, int32_t count) {
+    const size_t width = y32Bit_ ? 4 : 2;
+    const size_t n = count > 0 ? static_cast<size_t>(count) : 0;
+    // The count was checked against the file size when the header was read.
+    bytes_.resize(n * width);
+    if (!ReadExactly(file, bytes_.data(), bytes_.size()))
+        return kNotSPCFile;
+    values_.resize(n);
+    for (size_t i = 0; i < n; ++i)
+        values_[i] = DecodeValue(bytes_.data() + i * width);
+    return 0;
+}

@@ -1,0 +1,304 @@
+// SPC reader: golden sheets, refusals, several files in one sheet, options and damage.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "formats/spectral/GalacticSPCFile.h"
+#include "platform/BinaryString.h"
+#include "platform/FileNames.h"
+#include "tests/support/RecordingSink.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string Fixture(const std::string& name) {
+    return std::string(ZM_TEST_DATA) + "/spc/" + name;
+}
+
+std::string Slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return (std::ostringstream() << in.rdbuf()).str();
+}
+
+std::string Message(GalacticSPCFile& reader) {
+    char buffer[512];
+    reader.GetErrorMessage(buffer, sizeof buffer);
+    return buffer;
+}
+
+std::string Files(std::initializer_list<const char*> names) {
+    std::vector<std::string> paths;
+    for (const char* name : names)
+        paths.push_back(Fixture(name));
+    return zm::JoinFileNames(paths);
+}
+
+// An options record holding a constraints text, as a host hands it over.
+struct ConstraintsRecord {
+    explicit ConstraintsRecord(const USDConstraints& c) {
+        std::string text;
+        USDBase::GetStringFromUSDConstraints(&c, text);
+        zm::WriteBinaryString(bytes, text);
+        record = {static_cast<uint32_t>(bytes.size()), reinterpret_cast<unsigned char*>(&bytes[0])};
+    }
+    ~ConstraintsRecord() {
+        if (record.data != reinterpret_cast<unsigned char*>(&bytes[0]))
+            delete[] record.data;
+    }
+    std::string bytes;
+    ZmImportOpenOptions record{};
+};
+
+class GalacticSPCFileGolden : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(GalacticSPCFileGolden, ReadsTheExpectedSheet) {
+    const std::string stem = GetParam();
+    GalacticSPCFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture(stem + ".spc"), sink), 0) << Message(reader);
+    EXPECT_EQ(sink.Dump(), Slurp(Fixture(stem + ".expected.tsv")));
+    // Every cell lies inside the announced table, and a second read gives the same.
+    const auto last = sink.cells.rbegin()->first;
+    EXPECT_EQ(last.first, sink.rows);
+    for (const auto& [key, cell] : sink.cells)
+        EXPECT_LE(key.second, sink.cols);
+    zmtest::RecordingSink again;
+    EXPECT_EQ(reader.Read(&again), 0);
+    EXPECT_EQ(again.Dump(), sink.Dump());
+}
+
+INSTANTIATE_TEST_SUITE_P(Fixtures, GalacticSPCFileGolden,
+                         ::testing::Values("sixteen-bit", "thirty-two-bit", "float-multi",
+                                           "minutes-from-date", "seconds-without-increment",
+                                           "x-array-a", "old-format"));
+
+TEST(GalacticSPCFile, RefusesWhatItCannotReadWithItsOwnCode) {
+    const std::pair<const char*, int> cases[] = {
+        {"big-endian.spc", 2563},
+        {"not-spc.spc", 2562},
+        {"one-byte.spc", 2562},
+        {"short-header.spc", 2564},
+        {"old-uneven-x.spc", 2565},
+        {"xy-per-sub-file.spc", 2568},
+        {"huge-point-count.spc", 2562},
+        {"unsigned-point-count.spc", 2562},
+        {"huge-sub-file-count.spc", 2562},
+        {"negative-sub-file-count.spc", 2562},
+        {"huge-old-point-count.spc", 2562},
+        {"cut-in-data.spc", 2562},
+        {"no-such-file.spc", 2560},
+    };
+    for (const auto& [name, code] : cases) {
+        GalacticSPCFile reader;
+        EXPECT_EQ(reader.Open(true, Fixture(name).c_str(), nullptr), code) << name;
+        // Sticky until Close: sizing and reading answer the stored code.
+        EXPECT_EQ(reader.GetNumCols(), -1) << name;
+        EXPECT_EQ(reader.Read(nullptr), code) << name;
+        reader.Close();
+        EXPECT_EQ(reader.GetStatus(), 0);
+    }
+    GalacticSPCFile reader;
+    reader.Open(true, Fixture("big-endian.spc").c_str(), nullptr);
+    EXPECT_EQ(Message(reader), "This version of Galactic SPC files are not supported.");
+    reader.Close();
+    reader.Open(true, Fixture("xy-per-sub-file.spc").c_str(), nullptr);
+    EXPECT_EQ(Message(reader),
+              "Looks like GC-MS spectra files and that is not supported at the moment. Contact "
+              "the Vantor Pelmora support.");
+    reader.Close();
+    EXPECT_EQ(reader.Open(false, Fixture("sixteen-bit.spc").c_str(), nullptr), 3);
+    reader.Close();
+    EXPECT_EQ(reader.Open(true, "", nullptr), 2566);
+    EXPECT_EQ(Message(reader), "No files were selected, import aborted.");
+    reader.Close();
+    // A readable header with no points gives no sheet, and says so.
+    EXPECT_EQ(reader.Open(true, Fixture("zero-points.spc").c_str(), nullptr), 0);
+    EXPECT_EQ(reader.GetNumCols(), -1);
+    EXPECT_NE(reader.GetStatus(), 0);
+}
+
+TEST(GalacticSPCFile, MergesFilesWhoseXAxesAgreeWithinTheRelativeTolerance) {
+    GalacticSPCFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Files({"merge-400.spc", "merge-400-00001.spc"}), sink), 0);
+    EXPECT_EQ(reader.GetFirstPoint(), 400.0);
+    EXPECT_EQ(reader.GetPointSpacing(), 1.0);
+    EXPECT_DOUBLE_EQ(reader.GetLastPoint(), 402.00001);
+    EXPECT_EQ(sink.rows, 4);
+    EXPECT_EQ(sink.Text(2, 3), "merge-400");
+    EXPECT_EQ(sink.Text(2, 4), "merge-400-00001");
+    EXPECT_EQ(sink.Number(1, 4), 3);
+    EXPECT_EQ(sink.Number(6, 4), 3.0);
+
+    std::vector<std::string> list;
+    reader.GetFileList(list);
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(list[0], Fixture("merge-400.spc") +
+                           " [Num values: 3, First value: 400, Last value: 402, X-Spacing: 1]");
+    reader.Close();
+
+    EXPECT_EQ(
+        reader.Open(true, Files({"merge-400.spc", "merge-other-spacing.spc"}).c_str(), nullptr),
+        2567);
+    EXPECT_EQ(Message(reader), "The data did not have the same X-spacing.");
+    reader.Close();
+
+    // Files with an x array must carry the same one.
+    zmtest::RecordingSink arrays;
+    EXPECT_EQ(zmtest::ReadAll(reader, Files({"x-array-a.spc", "x-array-b.spc"}), arrays), 0);
+    EXPECT_EQ(arrays.Number(6, 2), 4.0f);
+    EXPECT_EQ(arrays.Number(7, 4), 8.0f);
+    reader.Close();
+    EXPECT_EQ(reader.Open(true, Files({"x-array-a.spc", "x-array-other.spc"}).c_str(), nullptr),
+              2569);
+    EXPECT_EQ(Message(reader), "The X variable names in files differ from each other");
+}
+
+TEST(GalacticSPCFile, SelectingFilesKeepsTheChosenOnesInOpeningOrder) {
+    GalacticSPCFile reader;
+    EXPECT_EQ(reader.SelectFilesToImport({}), -1);  // nothing open
+    ASSERT_EQ(reader.Open(true, Files({"sixteen-bit.spc", "float-multi.spc"}).c_str(), nullptr),
+              2567);
+    reader.Close();
+    ASSERT_EQ(
+        reader.Open(true, Files({"merge-400.spc", "merge-400-00001.spc", "merge-400.spc"}).c_str(),
+                    nullptr),
+        0);
+    EXPECT_EQ(reader.GetNumRows(), 5);
+    EXPECT_EQ(reader.SelectFilesToImport({}), 0);
+    EXPECT_EQ(reader.GetNumRows(), 5);
+    EXPECT_EQ(reader.SelectFilesToImport({1, 7}), 0);
+    EXPECT_EQ(reader.GetNumRows(), 3);
+    zmtest::RecordingSink sink;
+    sink.SetDataSize(reader.GetNumCols(), reader.GetNumRows());
+    EXPECT_EQ(reader.Read(&sink), 0);
+    EXPECT_EQ(sink.Text(2, 3), "merge-400-00001");
+
+    std::vector<std::string> list;
+    reader.Close();
+    ASSERT_EQ(reader.Open(true, Fixture("float-multi.spc").c_str(), nullptr), 0);
+    reader.GetFileList(list);
+    EXPECT_EQ(list, std::vector<std::string>{Fixture("float-multi.spc") +
+                                             " [Num sub-files: 3, Num values: 3]"});
+}
+
+TEST(GalacticSPCFile, WritesItsDefaultConstraintsIntoAnEmptyOptionsRecord) {
+    GalacticSPCFile reader;
+    ZmImportOpenOptions options{0, nullptr};
+    ASSERT_EQ(reader.Open(true, Fixture("thirty-two-bit.spc").c_str(), &options), 0);
+    ASSERT_NE(options.data, nullptr);
+    std::string text;
+    ASSERT_TRUE(zm::ReadBinaryString(options.data, options.size, text));
+    delete[] options.data;
+    USDConstraints c;
+    ASSERT_TRUE(USDBase::GetUSDConstraintsFromString(text, &c));
+    EXPECT_TRUE(c.IncludeAllValues);
+    EXPECT_TRUE(c.IncludeOrdinalValues);
+    ASSERT_EQ(c.NumberOfIncludedIntervals, 1);
+    EXPECT_EQ(c.IncludeXStartPt[0], 4000.0f);
+    EXPECT_EQ(c.IncludeXEndPt[0], 3994.0f);
+    EXPECT_EQ(c.UseAverage, 0);
+    FreeUSDConstraints(&c);
+}
+
+TEST(GalacticSPCFile, ConstraintsInTheOptionsCutAndAverageColumns) {
+    // sixteen-bit.spc: x 1000..1004, y 0, 1, -2, 32767, -32768. Keep 1001..1004 in pairs,
+    // without the x row.
+    std::vector<float> starts = {1001.0f}, ends = {1004.0f};
+    USDConstraints c;
+    c.IncludeOrdinalValues = false;
+    c.IncludeAllValues = false;
+    c.NumberOfIncludedIntervals = 1;
+    c.IncludeXStartPt = starts.data();
+    c.IncludeXEndPt = ends.data();
+    c.UseAverage = 2;
+    ConstraintsRecord options(c);
+    GalacticSPCFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("sixteen-bit.spc"), sink, &options.record), 0);
+    EXPECT_EQ(sink.cols, 5);
+    EXPECT_EQ(sink.rows, 2);
+    EXPECT_EQ(sink.Number(4, 1), 1001.5);
+    EXPECT_EQ(sink.Number(5, 1), 1003.5);
+    EXPECT_EQ(sink.Number(4, 2), -0.5);
+    EXPECT_EQ(sink.Number(5, 2), -0.5);
+    // The constraints in force come back in the record.
+    std::string text;
+    ASSERT_TRUE(zm::ReadBinaryString(options.record.data, options.record.size, text));
+    USDConstraints back;
+    ASSERT_TRUE(USDBase::GetUSDConstraintsFromString(text, &back));
+    EXPECT_EQ(back.UseAverage, 2);
+    EXPECT_FALSE(back.IncludeAllValues);
+    FreeUSDConstraints(&back);
+
+    std::string garbage = "\x05\x00\x00\x00<a/>x";
+    ZmImportOpenOptions bad{static_cast<uint32_t>(garbage.size()),
+                            reinterpret_cast<unsigned char*>(&garbage[0])};
+    GalacticSPCFile other;
+    EXPECT_EQ(other.Open(true, Fixture("sixteen-bit.spc").c_str(), &bad), 5);
+    EXPECT_EQ(Message(other), "Incorrect format of file open options");
+}
+
+// A sink that cannot take a second name row.
+class OneNameRowSink : public zmtest::RecordingSink {
+  public:
+    int MapRow(int rowCounter) override { return rowCounter + 5; }
+};
+
+TEST(GalacticSPCFile, SinkWithoutASecondNameRowGetsNumericXHeadings) {
+    GalacticSPCFile reader;
+    OneNameRowSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("sixteen-bit.spc"), sink), 0);
+    EXPECT_FALSE(reader.IncludeXAsAnObservation());
+    EXPECT_EQ(sink.At(4, 1).kind, zmtest::Cell::kNumber);
+    EXPECT_EQ(sink.Number(8, 1), 1004);
+    EXPECT_EQ(sink.Text(2, 2), "sixteen-bit");
+    EXPECT_EQ(sink.Number(7, 2), 32767);
+}
+
+TEST(GalacticSPCFile, TruncatedCopiesAreRefusedOrReadInFull) {
+    const fs::path dir = fs::temp_directory_path() / ("zm-spc-cut-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    for (const char* name : {"float-multi.spc", "old-format.spc"}) {
+        const std::string whole = Slurp(Fixture(name));
+        const std::string copy = (dir / name).string();
+        for (size_t at = 0; at < whole.size(); ++at) {
+            std::ofstream(copy, std::ios::binary | std::ios::trunc) << whole.substr(0, at);
+            GalacticSPCFile reader;
+            zmtest::RecordingSink sink;
+            const int status = zmtest::ReadAll(reader, copy, sink);
+            // Every cut leaves the file shorter than its header promises.
+            EXPECT_TRUE(status == 2562 || status == 2564) << name << " cut at " << at;
+        }
+    }
+    fs::remove_all(dir);
+}
+
+TEST(GalacticSPCFile, UnitTextsAndMonthLengths) {
+    EXPECT_EQ(GalacticSPCFile::XTypeText(16), "Diod Number");
+    EXPECT_EQ(GalacticSPCFile::XTypeText(21), "\xC2\xB0K");
+    EXPECT_EQ(GalacticSPCFile::XTypeText(30), "Hours");
+    for (int code : {0, 15, 31, -1})
+        EXPECT_EQ(GalacticSPCFile::XTypeText(code), "") << code;
+    EXPECT_EQ(GalacticSPCFile::YTypeText(128), " (transmition)");
+    EXPECT_EQ(GalacticSPCFile::YTypeText(20),
+              " (\xC2\xB0"
+              "C)");
+    EXPECT_EQ(GalacticSPCFile::YTypeText(131), " (emission)");
+    for (int code : {15, 17, 27, 127, 132})
+        EXPECT_EQ(GalacticSPCFile::YTypeText(code), "") << code;
+
+    EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(12, 2, 2023), 12);
+    EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(28, 2, 1900), 28);
+    EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(28, 2, 2000), 29);
+    EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(28, 2, 2024), 29);
+    EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(30, 9, 2024), 30);
+    EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(30, 13, 2024), -1);
+}
+
+}  // namespace
