@@ -138,17 +138,6 @@ INSTANTIATE_TEST_SUITE_P(Fixtures, ThermoSIEVEGolden,
                                            Golden{"comma-missing-cells.txt", 5, 16},
                                            Golden{"semicolon-units.txt", 3, 15}));
 
-TEST(ThermoSIEVEFile, AveragesAndIntensityFields) {
-    ThermoSIEVEFile reader;
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(reader, kData + "tab-two-intensities.txt", sink), 0);
-    EXPECT_DOUBLE_EQ(sink.Number(2, 4), 100.3);  // (100.2 + 100.4) / 2, frame 1
-    EXPECT_DOUBLE_EQ(sink.Number(2, 7), 12.8);   // (12.5 + 13.1) / 2
-    EXPECT_EQ(sink.Text(1, 13), "Intensity_A");
-    EXPECT_EQ(sink.Text(1, 14), "Intensity_B");
-    EXPECT_EQ(sink.Text(4, 14), "84000");
-}
-
 // The sink chooses the lines of every field anew, starting from 0; a negative answer
 // ends the whole read.
 TEST(ThermoSIEVEFile, TheSinkChoosesLinesForEveryField) {
