@@ -105,6 +105,54 @@ def grain_xls(csv_path, path):
                    check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
+def sieve_frames(path):
+    """A Thermo SIEVE frame table: six m/z-retention-time frames compared over two
+    control and two treated runs, tab-separated as SIEVE exports it."""
+    header = ['FrameID', 'MZStart', 'MZStop', 'TimeStart', 'TimeStop', 'pValue', 'Ratio',
+              'UpperBound', 'LowerBound', 'FOM1', 'Intensity_ctrl1', 'Intensity_ctrl2',
+              'Intensity_trt1', 'Intensity_trt2']
+    lines = ['\t'.join(header)]
+    for frame in range(1, 7):
+        mz = 180.0634 + 57.02146 * (frame - 1)       # a glycine ladder
+        rt = 4.0 + 2.75 * frame
+        control = 1.0e5 * (1 + 0.3 * ((frame * 5) % 4))
+        ratio = 1.0 + 0.45 * ((frame * 3) % 5)
+        row = [frame, '%.4f' % (mz - 0.005), '%.4f' % (mz + 0.005), '%.2f' % (rt - 0.25),
+               '%.2f' % (rt + 0.25), '%.3g' % (0.3 / ratio ** 4), '%.2f' % ratio,
+               '%.2f' % (ratio * 1.2), '%.2f' % (ratio * 0.8), '%.2f' % (1 - 0.1 / ratio),
+               '%.0f' % control, '%.0f' % (control * 1.04), '%.0f' % (control * ratio),
+               '%.0f' % (control * ratio * 0.97)]
+        lines.append('\t'.join(str(cell) for cell in row))
+    with open(path, 'w', newline='\n') as f:
+        f.write(''.join(line + '\n' for line in lines))
+
+
+def dexan_design(path):
+    """A DEXAN design file: a 2x2 factorial with a centre point, its worksheet stored as
+    the stream "Worksheet.dat" of an OLE compound file (written with libgsf)."""
+    import gi
+    gi.require_version('Gsf', '1')
+    from gi.repository import Gsf
+    worksheet = [
+        ('Run', 'Order', 'Temperature', 'Pressure', 'Catalyst', 'Yield'),
+        ('N1', 3, 60, 1.5, 'Pd/C', 71.2),
+        ('N2', 1, 80, 1.5, 'Pd/C', 78.9),
+        ('N3', 4, 60, 2.5, 'Pd/C', 74.0),
+        ('N4', 2, 80, 2.5, 'Pd/C', 83.6),
+        ('N5', 5, 70, 2.0, 'Pd/C', 77.5),
+    ]
+    text = ''.join('\t'.join(str(c) for c in row) + '\r\n' for row in worksheet)
+    if os.path.exists(path):
+        os.remove(path)
+    ole = Gsf.OutfileMSOle.new(Gsf.OutputStdio.new(path))
+    for name, data in (('Design Info', b'factors=2;responses=1'),
+                       ('Worksheet.dat', text.encode('ascii'))):
+        child = ole.new_child(name, False)
+        child.write(data)
+        child.close()
+    ole.close()
+
+
 def main():
     os.makedirs(DATA, exist_ok=True)
     brimrose_nir_spectra(os.path.join(DATA, 'nir-spectra.dat'))
@@ -112,6 +160,8 @@ def main():
     grain_text(os.path.join(DATA, 'grain-reference.txt'))
     grain_dif(os.path.join(DATA, 'grain-reference.dif'))
     grain_xls(os.path.join(DATA, 'grain-reference.csv'), os.path.join(DATA, 'grain-reference.xls'))
+    sieve_frames(os.path.join(DATA, 'sieve-frames.txt'))
+    dexan_design(os.path.join(DATA, 'reaction-design.mip'))
 
 
 if __name__ == '__main__':

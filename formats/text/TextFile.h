@@ -60,6 +60,7 @@ class ZMIMPORT_API TextFile : public SpreadsheetFile {
     int mode = 0;                          // 0 not opened, 1 reading, 2 writing
     unsigned char* optionsData = nullptr;  // the record the defaults went into; not owned
 
-  private:
+    // Sizes the table from the file; derived readers with another source call it for
+    // their plain-text case.
     int EstablishSize() override;
 };
