@@ -153,9 +153,55 @@ def dexan_design(path):
     ole.close()
 
 
+def fdc_plasma_etch(path):
+    """An FDC request of an etch chamber: two wafers, three recipe steps each, and the
+    chamber's trace (pressure, RF power, bias, temperature) sampled every half second."""
+    steps = [('Stabilize', 1, 8, 0.0), ('MainEtch', 9, 24, 4.0), ('OverEtch', 25, 30, 12.0)]
+    out = ['<?xml version="1.0" encoding="UTF-8"?>',
+           '<!DOCTYPE FDCRequest SYSTEM "FDCRequest.dtd">',
+           '<FDCRequest MessageSequenceIdentifier="20240305-0042">',
+           '  <APCSystemName ID="APC-FAB1"/>',
+           '  <Logistics FDCModel="GateEtch-v3" RecipeID="POLY_ME_45" ControlJobID="CJ-0042"'
+           ' EquipmentID="ETCH07" ToolType="PlasmaEtch" ResourceID="ETCH07-PM2"'
+           ' chamberRecipe="PM2_MAIN"/>',
+           '  <Trend Name="Gate etch trace">']
+    raw = []
+    for w, wafer in enumerate(('W07', 'W08')):
+        out.append('    <dataset WaferID="%s" rawDataName="RAW_%s" LotID="LOT-2024-118"'
+                   ' SlotID="%d" RouteID="R-GATE" ProductID="PX-200" OperationNumber="1200"'
+                   ' OperationName="Gate etch" OPERATIONPASSCOUNT="1" PriorityClass="2"'
+                   ' LineCode="FAB1" JobClass="PROD" QualityCode="A">' % (wafer, wafer, 7 + w))
+        for name, first, last, start in steps:
+            out.append('      <Interval Name="%s" Number="%d" FromRow="%d" ToRow="%d"'
+                       ' Duration="%.1f" StartTime="2024-03-05T09:%02d:%04.1f">'
+                       % (name, steps.index((name, first, last, start)) + 1, first, last,
+                          (last - first + 1) * 0.5, 10 + 2 * w, start))
+            out.append('        <sumdata Name="Pressure" StatName="Mean" Value="%.2f"/>'
+                       % (15.0 + w * 0.3 + first * 0.01))
+            out.append('      </Interval>')
+        out.append('    </dataset>')
+        lines = ['NUM_DATA_ROWS=30', '"Time"\t"Pressure"\t"RF Power"\t"Bias"\t"Temp"']
+        for n in range(1, 31):
+            etching = 9 <= n <= 30
+            power = (350.0 + 2.5 * math.sin(n) + w * 1.5) if etching else 0.0
+            bias = (120.0 + 1.2 * math.cos(n)) if etching else 0.0
+            pressure = 15.0 + w * 0.3 + (0.8 * math.exp(-(n - 9) / 3.0) if n >= 9 else 0.0)
+            temp = 40.0 + 0.15 * n + w * 0.2
+            lines.append('%d\t%.1f\t%.3f\t%.1f\t%.1f\t%.2f'
+                         % (n, (n - 1) * 0.5, pressure, power, bias, temp))
+        raw.append('  <RawData Name="RAW_%s">\n%s\n</RawData>' % (wafer, '\n'.join(lines)))
+    out.append('  </Trend>')
+    out += raw
+    out.append('  <Response TopicName="FDC.Results.ETCH07"/>')
+    out.append('</FDCRequest>')
+    with open(path, 'w', encoding='utf-8', newline='\n') as f:
+        f.write('\n'.join(out) + '\n')
+
+
 def main():
     os.makedirs(DATA, exist_ok=True)
     brimrose_nir_spectra(os.path.join(DATA, 'nir-spectra.dat'))
+    fdc_plasma_etch(os.path.join(DATA, 'plasma-etch-fdc.xml'))
     grain_csv(os.path.join(DATA, 'grain-reference.csv'))
     grain_text(os.path.join(DATA, 'grain-reference.txt'))
     grain_dif(os.path.join(DATA, 'grain-reference.dif'))

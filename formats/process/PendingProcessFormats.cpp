@@ -3,5 +3,3 @@
 
 ZM_PENDING_FORMAT(BrooksideFileFileFactory, "Brookside File", "Brookside Files (*.trn; *.pkg)",
                   nullptr, 2, ".trn\0.pkg\0", 0, 1, 0, 1, 0, 1)
-ZM_PENDING_FORMAT(BrooksideXMLFactory, "Brookside Ver. 2.6 XML File",
-                  "Brookside Ver. 2.6 XML Files (*.xml)", nullptr, 1, ".xml\0", 0, 1, 1, 1, 0, 1)
