@@ -16,7 +16,7 @@ class CellCursor {
 
     // `rows` is the matrix's row count, used by the grid layout.
     CellCursor(int col0, int row0, int64_t rows, Layout layout)
-        : col(col0), row(row0), row0(row0), rows(rows), layout(layout) {}
+        : col(col0), row(row0), col0(col0), row0(row0), rows(rows), layout(layout) {}
 
     // Not-a-number and infinities leave the cell missing, as the application has no
     // other value for them.
@@ -29,6 +29,18 @@ class CellCursor {
         if (!text.empty())
             sink->Set(col, row, text.c_str());
         Advance();
+    }
+    // Moves to the value at 0-based `index` of the matrix's column-major order.
+    void Seek(int64_t index) {
+        if (layout == kAcross) {
+            col = col0 + static_cast<int>(index);
+        } else if (layout == kDown) {
+            row = row0 + static_cast<int>(index);
+        } else {
+            inColumn = index % rows;
+            col = col0 + static_cast<int>(index / rows);
+            row = row0 + static_cast<int>(inColumn);
+        }
     }
     void Advance() {
         if (layout == kAcross) {
@@ -44,7 +56,7 @@ class CellCursor {
 
   private:
     int col, row;
-    int row0;
+    int col0, row0;
     int64_t rows;
     int64_t inColumn = 0;
     Layout layout;
