@@ -2,6 +2,7 @@
 // order, or as one list across a row or down a column (names and IDs).
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -24,6 +25,30 @@ class CellCursor {
         if (std::isfinite(value))
             sink->Set(col, row, value);
         Advance();
+    }
+    // `n` values in a row of the matrix's order; a grid fills a column run at a time.
+    void PutBlock(ReadSpreadSheetData* sink, const double* values, size_t n) {
+        if (layout != kGrid) {
+            for (size_t i = 0; i < n; ++i)
+                Put(sink, values[i]);
+            return;
+        }
+        while (n > 0) {
+            const size_t run = static_cast<size_t>(std::min<int64_t>(rows - inColumn, n));
+            for (size_t i = 0; i < run; ++i) {
+                if (std::isfinite(values[i]))
+                    sink->Set(col, row + static_cast<int>(i), values[i]);
+            }
+            values += run;
+            n -= run;
+            inColumn += static_cast<int64_t>(run);
+            row += static_cast<int>(run);
+            if (inColumn == rows) {
+                inColumn = 0;
+                row = row0;
+                ++col;
+            }
+        }
     }
     void Put(ReadSpreadSheetData* sink, const std::string& text) {
         if (!text.empty())

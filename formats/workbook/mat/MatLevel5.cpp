@@ -419,8 +419,7 @@ int MatFile::ReadNumbers(ReadSpreadSheetData* sink, Input& s, const Tag& data, u
         if (!s.Read(bytes.data(), n * size))
             return kBadMatrix;
         zm::mat::ToDoubles(data.type, bytes.data(), n, bigEndian, values.data());
-        for (size_t i = 0; i < n; ++i)
-            cursor.Put(sink, values[i]);
+        cursor.PutBlock(sink, values.data(), n);
         left -= n;
     }
     const uint64_t rest = data.bytes - count * size;

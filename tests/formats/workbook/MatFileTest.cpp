@@ -370,6 +370,14 @@ TEST(MatFileLevel5, ValueRules) {
     ASSERT_EQ(five.status, 0) << five.message;
     EXPECT_EQ(Sheet(five.sink), (std::vector<std::string>{"||3|"}));
 
+    // A matrix of more values than one read block keeps every value in its place where
+    // a block ends inside a column.
+    Outcome large = ReadBytes(header + RuleArray("L", 3, 20000));
+    ASSERT_EQ(large.status, 0) << large.message;
+    EXPECT_EQ(large.sink.cells.size(), 60000u);
+    for (int index : {32767, 32768, 32769, 59999})
+        EXPECT_EQ(large.sink.Number(index / 3 + 1, index % 3 + 1), Rule(index % 3, index / 3));
+
     // A character array stored as bytes gives its codes as numbers; UTF-16 is text in
     // any array; a character array in UTF-32 cannot be interpreted.
     Outcome bytes = ReadBytes(header + Array(4, {1, 2}, "c", Element(2, "hi")));
