@@ -22,9 +22,10 @@ struct Tag;
 // Reads one or several numeric or character matrices of a MAT file into one sheet.
 // Level 4: one matrix is read (chosen by name when there are several data matrices),
 // with names from the "OBSNUM"/"OBSNAM"/"VARNUM"/"VARNAM" layout or from ID matrices
-// ("OBSID1", "VARID1", ...). Level 5: every numeric, logical, sparse and character array
-// goes side by side, with names from "VARNAM"/"OBSNAM". Writes Level 4: the data as
-// "DATA", the ID columns and header rows as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
+// ("OBSID1", "VARID1", ...). Level 5 (little-endian files only): every numeric, logical,
+// sparse and character array goes side by side, with names from "OBSNAM"/"OBSNUM" and
+// "VARNAM"/"VARNUM". Writes Level 4: the data as "DATA", the ID columns and header rows
+// as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
 class ZMIMPORT_API MatFile : public SpreadsheetFile {
   public:
     enum Status {
@@ -73,6 +74,7 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
         uint64_t position = 0;  // Level 4: of the data; Level 5: of the top-level element
         // Level 5 only.
         int arrayClass = 0;  // mxCLASS: 4 char, 5 sparse, 6 double, ...
+        bool text = false;   // characters read as one text per row
         bool compressed = false;
         uint64_t elementSize = 0;  // bytes of the top-level element after its tag
     };
@@ -104,14 +106,16 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
                   std::unique_ptr<zm::mat::Input>& input);
     int CheckArray(const zm::mat::ArrayHeader& array, Matrix& m);
     int SetSheetSize();
+    void SetSheetIndex(int nameColumns, int nameRows);
+    void SetNames(int nameColumns, int nameRows);
     int ExistsMatrix(const char* name) const;
-    bool CheckDimensions(int64_t varCount, int64_t obsCount, int64_t cols, int64_t rows) const;
+    bool CheckDimensions() const;
     int ReadMatlab5(ReadSpreadSheetData* sink);
     int ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int row0, int layout);
     int ReadNumbers(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
                     uint64_t count, zm::mat::CellCursor& cursor);
     int ReadSparse5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& irTag,
-                    const Matrix& m, bool logical, int col0, int row0);
+                    const Matrix& m, bool logical, zm::mat::CellCursor& cursor);
     // Writing.
     int WriteData(WriteSpreadSheetData* source, int col0, int row0, int cols, int rows);
     void WriteColumn(WriteSpreadSheetData* source, int col, int row0, int rows);
@@ -147,11 +151,12 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     std::string readName;
     // The text of a refusal found inside the data (Level 5), shown instead of the code's.
     std::string refusal;
-    // Level 5 sheet: each matrix's place and the names' places.
+    // Level 5 sheet: where each matrix shown goes, as a grid (data) or as one list down a
+    // column (observation names) or across a row (variable names).
     struct Placement {
         int matrix;
         int col0, row0;
+        int layout;
     };
     std::vector<Placement> placements;
-    int varNames = -1, obsNames = -1;
 };

@@ -2,6 +2,7 @@
 // order, or as one list across a row or down a column (names and IDs).
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -16,7 +17,7 @@ class CellCursor {
 
     // `rows` is the matrix's row count, used by the grid layout.
     CellCursor(int col0, int row0, int64_t rows, Layout layout)
-        : col(col0), row(row0), row0(row0), rows(rows), layout(layout) {}
+        : col(col0), row(row0), col0(col0), row0(row0), rows(rows), layout(layout) {}
 
     // Not-a-number and infinities leave the cell missing, as the application has no
     // other value for them.
@@ -25,10 +26,46 @@ class CellCursor {
             sink->Set(col, row, value);
         Advance();
     }
+    // `n` values in a row of the matrix's order; a grid fills a column run at a time.
+    void PutBlock(ReadSpreadSheetData* sink, const double* values, size_t n) {
+        if (layout != kGrid) {
+            for (size_t i = 0; i < n; ++i)
+                Put(sink, values[i]);
+            return;
+        }
+        while (n > 0) {
+            const size_t run = static_cast<size_t>(std::min<int64_t>(rows - inColumn, n));
+            for (size_t i = 0; i < run; ++i) {
+                if (std::isfinite(values[i]))
+                    sink->Set(col, row + static_cast<int>(i), values[i]);
+            }
+            values += run;
+            n -= run;
+            inColumn += static_cast<int64_t>(run);
+            row += static_cast<int>(run);
+            if (inColumn == rows) {
+                inColumn = 0;
+                row = row0;
+                ++col;
+            }
+        }
+    }
     void Put(ReadSpreadSheetData* sink, const std::string& text) {
         if (!text.empty())
             sink->Set(col, row, text.c_str());
         Advance();
+    }
+    // Moves to the value at 0-based `index` of the matrix's column-major order.
+    void Seek(int64_t index) {
+        if (layout == kAcross) {
+            col = col0 + static_cast<int>(index);
+        } else if (layout == kDown) {
+            row = row0 + static_cast<int>(index);
+        } else {
+            inColumn = index % rows;
+            col = col0 + static_cast<int>(index / rows);
+            row = row0 + static_cast<int>(inColumn);
+        }
     }
     void Advance() {
         if (layout == kAcross) {
@@ -44,7 +81,7 @@ class CellCursor {
 
   private:
     int col, row;
-    int row0;
+    int col0, row0;
     int64_t rows;
     int64_t inColumn = 0;
     Layout layout;

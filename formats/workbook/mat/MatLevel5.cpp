@@ -1,5 +1,5 @@
 // Level 5 MAT files: the tagged data elements, compressed or not, the array headers and
-// values, and the sheet that holds every readable array side by side.
+// values, and the sheet that holds every readable array side by side with its names.
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -82,6 +82,30 @@ bool ReadData(Input& in, const Tag& tag, std::vector<uint8_t>& out) {
     throw zm::Exception(zm::Translate(text));
 }
 
+// Whether an array's values are characters read as text: UTF-16 in any array, and a
+// character array stored as miUINT16 or miUTF8, as common writers store them. A
+// character array stored under any other numeric type gives its codes as numbers.
+bool IsText(int arrayClass, uint32_t type) {
+    return type == zm::mat::miUTF16 ||
+           (arrayClass == kCharClass && (type == zm::mat::miUINT16 || type == zm::mat::miUTF8));
+}
+
+// The matrices that name the sheet's columns and rows rather than hold data.
+bool NamesVariables(const std::string& name) {
+    return name == "VARNAM" || name == "VARNUM";
+}
+bool NamesObservations(const std::string& name) {
+    return name == "OBSNAM" || name == "OBSNUM";
+}
+bool IsData(const MatFile::Matrix& m) {
+    return !NamesVariables(m.name) && !NamesObservations(m.name);
+}
+
+// Names or numbers in a names matrix: one per row of a text, else one per value.
+int64_t Entries(const MatFile::Matrix& m) {
+    return m.text ? m.rows : m.rows * m.cols;
+}
+
 // Characters per row of a character array: the product of every dimension but the first.
 int64_t CharColumns(const ArrayHeader& array) {
     int64_t cols = 1;
@@ -150,13 +174,11 @@ int MatFile::OpenMatlab5() {
     in.seekg(0);
     if (fileSize < kHeaderSize || !in.read(reinterpret_cast<char*>(header), kHeaderSize))
         return kNotMatFile;
-    // "IM" in file order is a little-endian file, "MI" a big-endian one.
-    if (header[126] == 'I' && header[127] == 'M')
-        bigEndian = false;
-    else if (header[126] == 'M' && header[127] == 'I')
-        bigEndian = true;
-    else
+    // The endian indicator must read 19785, "IM" in file order: only little-endian files
+    // are read, and a big-endian one ("MI") is refused like any other stranger.
+    if (header[126] != 'I' || header[127] != 'M')
         return kNotMatFile;
+    bigEndian = false;
     // The subsystem data (class descriptions for objects) is no variable of the file.
     uint64_t subsystem;
     std::memcpy(&subsystem, header + 116, 8);
@@ -214,62 +236,89 @@ int MatFile::CheckArray(const ArrayHeader& array, Matrix& m) {
     const Tag& data = array.data;
     if (array.arrayClass == kSparseClass)
         return zm::mat::NumberSize(data.type) == 0 ? kUnknownType : 0;
-    uint64_t unit = zm::mat::NumberSize(data.type);
-    if (array.arrayClass == kCharClass &&
-        (data.type == zm::mat::miUTF8 || data.type == zm::mat::miUTF16 ||
-         data.type == zm::mat::miUTF32))
-        unit = data.type == zm::mat::miUTF8 ? 1 : data.type == zm::mat::miUTF16 ? 2 : 4;
+    m.text = IsText(array.arrayClass, data.type);
+    const uint64_t unit =
+        m.text ? (data.type == zm::mat::miUTF8 ? 1 : 2) : zm::mat::NumberSize(data.type);
     if (unit == 0)
         return kUnknownType;
     if (cells > data.bytes / unit)
         return kBadMatrix;
-    if (array.arrayClass == kCharClass)
+    if (m.text)
         m.cols = m.cols > 0 ? 1 : 0;  // one text per row
     return 0;
 }
 
 int MatFile::SetSheetSize() {
     placements.clear();
-    varNames = obsNames = -1;
     if (matrices.empty())
         Refuse("No data found.");
-    auto entries = [&](int i) {
-        const Matrix& m = matrices[static_cast<size_t>(i)];
-        return m.arrayClass == kCharClass ? m.rows : m.rows * m.cols;
-    };
     if (matrices.size() == 1) {
-        placements.push_back({0, 1, 1});
+        placements.push_back({0, 1, 1, CellCursor::kGrid});
         numRows = static_cast<int>(matrices[0].rows);
         numCols = static_cast<int>(matrices[0].cols);
         return 0;
     }
-    const int varNam = ExistsMatrix("VARNAM"), obsNam = ExistsMatrix("OBSNAM");
-    varNames =
-        varNam >= 0 && matrices[varNam].arrayClass == kCharClass ? varNam : ExistsMatrix("VARNUM");
-    obsNames =
-        obsNam >= 0 && matrices[obsNam].arrayClass == kCharClass ? obsNam : ExistsMatrix("OBSNUM");
-    const int top = varNames >= 0 ? 1 : 0, left = obsNames >= 0 ? 1 : 0;
-    int64_t col = left + 1, rows = 0;
-    for (int i = 0; i < GetNumberOfMatrices(); ++i) {
-        const std::string& name = matrices[i].name;
-        if (name == "VARNAM" || name == "VARNUM" || name == "OBSNAM" || name == "OBSNUM")
-            continue;
-        placements.push_back({i, static_cast<int>(col), top + 1});
-        col += matrices[i].cols;
-        rows = std::max(rows, matrices[i].rows);
-        if (col > INT_MAX - 1)
+    // Each variable-names matrix adds a column and each observation-names matrix a row; a
+    // data matrix adds its columns and raises the row count to its own. The rows follow
+    // the list order: observation names listed before the tallest data matrix add no row.
+    int64_t cols = 0, rows = 0, dataRows = 0;
+    int nameColumns = 0;
+    bool data = false;
+    for (const Matrix& m : matrices) {
+        if (NamesVariables(m.name)) {
+            ++cols;
+            ++nameColumns;
+        } else if (NamesObservations(m.name)) {
+            ++rows;
+        } else {
+            cols += m.cols;
+            rows = std::max(rows, m.rows);
+            dataRows = std::max(dataRows, m.rows);
+            data = true;
+        }
+        if (cols > INT_MAX - 1 || rows > INT_MAX - 1)
             return kBadMatrix;
     }
-    if (placements.empty())
+    if (!data)
         Refuse("No data found.");
-    if (!CheckDimensions(varNames >= 0 ? entries(varNames) : -1,
-                         obsNames >= 0 ? entries(obsNames) : -1, col - left - 1, rows))
+    if (!CheckDimensions())
         return kBadMatrix;
-    if (rows + top > INT_MAX - 1)
-        return kBadMatrix;
-    numRows = static_cast<int>(rows + top);
-    numCols = static_cast<int>(col - 1);
+    numCols = static_cast<int>(cols);
+    numRows = static_cast<int>(rows);
+    const int nameRows = static_cast<int>(rows - dataRows);
+    SetSheetIndex(nameColumns, nameRows);
+    SetNames(nameColumns, nameRows);
     return 0;
+}
+
+void MatFile::SetSheetIndex(int nameColumns, int nameRows) {
+    // The data matrices side by side in list order, right of the name columns and below
+    // the name rows, each from the first data row.
+    int col = nameColumns + 1;
+    for (int i = 0; i < GetNumberOfMatrices(); ++i) {
+        if (!IsData(matrices[i]))
+            continue;
+        placements.push_back({i, col, nameRows + 1, CellCursor::kGrid});
+        col += static_cast<int>(matrices[i].cols);
+    }
+}
+
+void MatFile::SetNames(int nameColumns, int nameRows) {
+    // Observation names go down the name columns, "OBSNAM" first, and variable names
+    // across the name rows, "VARNAM" first. Names that find no free column or row are not
+    // shown.
+    int col = 1;
+    for (const char* name : {"OBSNAM", "OBSNUM"}) {
+        const int i = ExistsMatrix(name);
+        if (i >= 0 && col <= nameColumns)
+            placements.push_back({i, col++, nameRows + 1, CellCursor::kDown});
+    }
+    int row = 1;
+    for (const char* name : {"VARNAM", "VARNUM"}) {
+        const int i = ExistsMatrix(name);
+        if (i >= 0 && row <= nameRows)
+            placements.push_back({i, nameColumns + 1, row++, CellCursor::kAcross});
+    }
 }
 
 int MatFile::ExistsMatrix(const char* name) const {
@@ -280,31 +329,30 @@ int MatFile::ExistsMatrix(const char* name) const {
     return -1;
 }
 
-bool MatFile::CheckDimensions(int64_t varCount, int64_t obsCount, int64_t cols,
-                              int64_t rows) const {
-    bool agree = varCount < 0 || varCount == cols;
-    for (const Placement& p : placements) {
-        if (obsCount >= 0 && matrices[p.matrix].rows != obsCount)
-            agree = false;
+bool MatFile::CheckDimensions() const {
+    // Every data matrix has one row per observation name, and the data matrices together
+    // one column per variable name.
+    int64_t dataCols = 0;
+    for (const Matrix& m : matrices) {
+        if (IsData(m))
+            dataCols += m.cols;
     }
-    return agree && (obsCount < 0 || rows == obsCount);
+    for (const Matrix& names : matrices) {
+        if (NamesVariables(names.name) && Entries(names) != dataCols)
+            return false;
+        if (!NamesObservations(names.name))
+            continue;
+        for (const Matrix& m : matrices) {
+            if (IsData(m) && m.rows != Entries(names))
+                return false;
+        }
+    }
+    return true;
 }
 
 int MatFile::ReadMatlab5(ReadSpreadSheetData* sink) {
-    const int top = varNames >= 0 ? 1 : 0, left = obsNames >= 0 ? 1 : 0;
-    if (varNames >= 0) {
-        if (int code = ReadArray(sink, matrices[varNames], left + 1, 1, CellCursor::kAcross);
-            code != 0)
-            return code;
-    }
-    if (obsNames >= 0) {
-        if (int code = ReadArray(sink, matrices[obsNames], 1, top + 1, CellCursor::kDown);
-            code != 0)
-            return code;
-    }
     for (const Placement& p : placements) {
-        if (int code = ReadArray(sink, matrices[p.matrix], p.col0, p.row0, CellCursor::kGrid);
-            code != 0)
+        if (int code = ReadArray(sink, matrices[p.matrix], p.col0, p.row0, p.layout); code != 0)
             return code;
     }
     return 0;
@@ -323,7 +371,7 @@ int MatFile::ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int
     int code = 0;
     if (m.rows == 0) {
         code = 0;
-    } else if (m.arrayClass == kCharClass) {
+    } else if (m.text) {
         std::vector<uint8_t> bytes;
         std::vector<uint32_t> codes;
         if (!ReadData(s, data, bytes))
@@ -335,7 +383,7 @@ int MatFile::ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int
             for (const std::string& text : zm::mat::RowTexts(codes, m.rows, CharColumns(array)))
                 cursor.Put(sink, text);
     } else if (m.arrayClass == kSparseClass) {
-        code = ReadSparse5(sink, s, data, m, array.logical, col0, row0);
+        code = ReadSparse5(sink, s, data, m, array.logical, cursor);
     } else {
         code = ReadNumbers(sink, s, data,
                            static_cast<uint64_t>(m.rows) * static_cast<uint64_t>(m.cols), cursor);
@@ -371,8 +419,7 @@ int MatFile::ReadNumbers(ReadSpreadSheetData* sink, Input& s, const Tag& data, u
         if (!s.Read(bytes.data(), n * size))
             return kBadMatrix;
         zm::mat::ToDoubles(data.type, bytes.data(), n, bigEndian, values.data());
-        for (size_t i = 0; i < n; ++i)
-            cursor.Put(sink, values[i]);
+        cursor.PutBlock(sink, values.data(), n);
         left -= n;
     }
     const uint64_t rest = data.bytes - count * size;
@@ -401,7 +448,7 @@ bool ReadIndexes(Input& s, const Tag& tag, bool swap, std::vector<int64_t>& out)
 }  // namespace
 
 int MatFile::ReadSparse5(ReadSpreadSheetData* sink, Input& s, const Tag& irTag, const Matrix& m,
-                         bool logical, int col0, int row0) {
+                         bool logical, CellCursor& cursor) {
     // Row indexes, column starts, values; only the stored values are set, the zeros
     // between them stay missing.
     std::vector<int64_t> ir, jc;
@@ -434,9 +481,8 @@ int MatFile::ReadSparse5(ReadSpreadSheetData* sink, Input& s, const Tag& irTag, 
         for (int64_t k = begin; k < end; ++k) {
             if (ir[k] >= m.rows)
                 return kBadMatrix;
-            CellCursor(col0 + static_cast<int>(c), row0 + static_cast<int>(ir[k]), 1,
-                       CellCursor::kGrid)
-                .Put(sink, values[k]);
+            cursor.Seek(c * m.rows + ir[k]);
+            cursor.Put(sink, values[k]);
         }
     }
     return 0;

@@ -101,10 +101,12 @@ int MatFile::WriteData(WriteSpreadSheetData* source, int col0, int row0, int col
     for (int c = col0; c <= cols; ++c) {
         bytes.reserve(bytes.size() + static_cast<size_t>(dataRows) * 8);
         for (int r = row0; r <= rows; ++r) {
-            // A cell that is neither a number nor text nor missing is written as missing
-            // too, so that the matrix keeps its size.
-            PutDouble(bytes, source->IsNumber(c, r) ? static_cast<double>(source->GetNumber(c, r))
-                                                    : missing);
+            // A number as its value, a missing or text cell as the missing value. A cell
+            // that is none of these writes nothing, leaving the matrix short of a value.
+            if (source->IsNumber(c, r))
+                PutDouble(bytes, static_cast<double>(source->GetNumber(c, r)));
+            else if (source->IsMissing(c, r) || source->IsText(c, r))
+                PutDouble(bytes, missing);
         }
         out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         bytes.clear();

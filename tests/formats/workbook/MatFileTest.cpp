@@ -93,6 +93,28 @@ std::string Array(int cls, const std::vector<int>& dims, const std::string& name
     return Element(14, body);
 }
 
+// A double array of the fixtures' rule, values in column-major order.
+std::string RuleArray(const std::string& name, int rows, int cols) {
+    std::string values;
+    for (int c = 0; c < cols; ++c)
+        for (int r = 0; r < rows; ++r)
+            values += F64(10.0 * r + c + 0.5);
+    return Array(6, {rows, cols}, name, Element(9, values));
+}
+
+// A character array, one text per row padded with blanks, stored as UTF-8.
+std::string TextArray(const std::string& name, const std::vector<std::string>& texts) {
+    size_t width = 0;
+    for (const std::string& t : texts)
+        width = std::max(width, t.size());
+    std::string chars;
+    for (size_t j = 0; j < width; ++j)
+        for (const std::string& t : texts)
+            chars += j < t.size() ? t[j] : ' ';
+    return Array(4, {static_cast<int>(texts.size()), static_cast<int>(width)}, name,
+                 Element(16, chars));
+}
+
 std::string Compress(const std::string& bytes) {
     uLongf size = compressBound(bytes.size());
     std::string out(size, '\0');
@@ -118,6 +140,31 @@ Outcome ReadFile(const std::string& path, ZmImportOpenOptions* options = nullptr
 
 Outcome ReadBytes(const std::string& bytes) {
     return ReadFile(Temp("in.mat", bytes));
+}
+
+// The sheet as one line per row, cells joined by '|': texts as they are, numbers in %g,
+// empty cells empty. Cells outside the announced size fail the test.
+std::vector<std::string> Sheet(const zmtest::RecordingSink& sink) {
+    std::vector<std::vector<std::string>> grid(static_cast<size_t>(sink.rows),
+                                               std::vector<std::string>(sink.cols));
+    for (const auto& [key, cell] : sink.cells) {
+        const auto [row, col] = key;
+        EXPECT_TRUE(row >= 1 && row <= sink.rows && col >= 1 && col <= sink.cols)
+            << row << "," << col;
+        if (row < 1 || row > sink.rows || col < 1 || col > sink.cols)
+            continue;
+        char number[32];
+        std::snprintf(number, sizeof number, "%g", cell.number);
+        grid[row - 1][col - 1] = cell.kind == zmtest::Cell::kText ? cell.text : number;
+    }
+    std::vector<std::string> lines;
+    for (const auto& row : grid) {
+        std::string line;
+        for (size_t c = 0; c < row.size(); ++c)
+            line += (c > 0 ? "|" : "") + row[c];
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 TEST(MatFileFixtures, Level4LayoutsPlaceNamesAndIds) {
@@ -188,12 +235,11 @@ TEST(MatFileFixtures, Level5ChoicesForDimensionsNamesAndText) {
     EXPECT_EQ(cube.sink.cols, 6);
     EXPECT_EQ(cube.sink.Number(6, 2), Rule(1, 5));
 
-    // VARNAM and OBSNAM name the columns and rows of X and Y side by side.
+    // VARNAM, OBSNAM, X, Y: VARNAM adds the column that holds the observation names;
+    // OBSNAM comes before the data and adds no row, so the variable names find none.
     Outcome named = ReadFile(Fixture("level5_names.mat"));
     ASSERT_EQ(named.status, 0) << named.message;
-    EXPECT_EQ(zmtest::ToGrid(named.sink),
-              (zmtest::Grid{{"", "v1", "v2", "v3"}, {"o1", "", "", ""}, {"o2", "", "", ""}}));
-    EXPECT_EQ(named.sink.Number(4, 3), Rule(1, 0));
+    EXPECT_EQ(Sheet(named.sink), (std::vector<std::string>{"o1|0.5|1.5|0.5", "o2|10.5|11.5|10.5"}));
 
     // Characters beyond Latin-1 come through as UTF-8.
     Outcome text = ReadFile(Fixture("level5_unicode.mat"));
@@ -296,21 +342,6 @@ TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
     EXPECT_EQ(wide.sink.Text(1, 1).substr(0, 3), "h\xC3\xA9");
     EXPECT_EQ(utf8.sink.Text(1, 1), "h\xC3\xA9\xF0\x9F\x98\x80");
 
-    // Big-endian Level 5 ("MI").
-    std::string be = Header5();
-    be[126] = 'M';
-    be[127] = 'I';
-    std::string beArray;  // class double, 1 x 1, name "x", one double
-    auto E = [](uint32_t type, const std::string& data) {
-        std::string s = U32(type, true) + U32(static_cast<uint32_t>(data.size()), true) + data;
-        return s + std::string((8 - data.size() % 8) % 8, '\0');
-    };
-    beArray = E(14, E(6, U32(6, true) + U32(0, true)) + E(5, U32(1, true) + U32(1, true)) +
-                        E(1, "x") + E(9, F64(2.5, true)));
-    Outcome bigFile = ReadBytes(be + beArray);
-    ASSERT_EQ(bigFile.status, 0) << bigFile.message;
-    EXPECT_EQ(bigFile.sink.Number(1, 1), 2.5);
-
     auto message = [](const std::string& bytes) { return ReadBytes(bytes).message; };
     EXPECT_EQ(
         message(header + Array(6, {1, 1}, "c", Element(9, F64(1)) + Element(9, F64(2)), 0x0800)),
@@ -327,6 +358,116 @@ TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
               MatFile::kUnknownType);
 }
 
+TEST(MatFileLevel5, ValueRules) {
+    const double nan = std::nan(""), inf = HUGE_VAL;
+    // Not-a-number and infinities leave the cell empty, in both levels.
+    Outcome four = ReadBytes(Level4(0, 1, 4, "n", {nan, inf, -inf, 2}));
+    ASSERT_EQ(four.status, 0) << four.message;
+    EXPECT_EQ(Sheet(four.sink), (std::vector<std::string>{"|||2"}));
+    const std::string header = Header5();
+    Outcome five = ReadBytes(
+        header + Array(6, {1, 4}, "n", Element(9, F64(nan) + F64(-inf) + F64(3) + F64(inf))));
+    ASSERT_EQ(five.status, 0) << five.message;
+    EXPECT_EQ(Sheet(five.sink), (std::vector<std::string>{"||3|"}));
+
+    // A matrix of more values than one read block keeps every value in its place where
+    // a block ends inside a column.
+    Outcome large = ReadBytes(header + RuleArray("L", 3, 20000));
+    ASSERT_EQ(large.status, 0) << large.message;
+    EXPECT_EQ(large.sink.cells.size(), 60000u);
+    for (int index : {32767, 32768, 32769, 59999})
+        EXPECT_EQ(large.sink.Number(index / 3 + 1, index % 3 + 1), Rule(index % 3, index / 3));
+
+    // A character array stored as bytes gives its codes as numbers; UTF-16 is text in
+    // any array; a character array in UTF-32 cannot be interpreted.
+    Outcome bytes = ReadBytes(header + Array(4, {1, 2}, "c", Element(2, "hi")));
+    ASSERT_EQ(bytes.status, 0) << bytes.message;
+    EXPECT_EQ(Sheet(bytes.sink), (std::vector<std::string>{"104|105"}));
+    Outcome utf16 =
+        ReadBytes(header + Array(6, {1, 2}, "u", Element(17, std::string("h\0i\0", 4))));
+    ASSERT_EQ(utf16.status, 0) << utf16.message;
+    EXPECT_EQ(Sheet(utf16.sink), (std::vector<std::string>{"hi"}));
+    Outcome utf32 =
+        ReadBytes(header + Array(4, {1, 1}, "w", Element(18, std::string("h\0\0\0", 4))));
+    EXPECT_EQ(utf32.status, MatFile::kUnknownType);
+    EXPECT_EQ(utf32.message, "The file contains data of a type that cannot be interpreted.");
+
+    // Structures, cells and objects are passed over; the arrays around them are read.
+    const std::string cell = Array(1, {1, 1}, "cell", Element(14, ""));
+    Outcome mixed = ReadBytes(header + cell + RuleArray("X", 1, 2) + Array(2, {1, 1}, "s", ""));
+    ASSERT_EQ(mixed.status, 0) << mixed.message;
+    EXPECT_EQ(Sheet(mixed.sink), (std::vector<std::string>{"0.5|1.5"}));
+
+    // Level 4 complex data opens, says so, and is refused when sized.
+    std::string complex = Level4(0, 1, 1, "c", {1, 2});
+    complex[12] = 1;  // imagf
+    MatFile reader;
+    ASSERT_EQ(reader.Open(true, Temp("complex.mat", complex).c_str(), nullptr), 0);
+    EXPECT_TRUE(reader.IsComplex());
+    EXPECT_EQ(reader.GetNumRows(), -1);
+    EXPECT_EQ(reader.GetStatus(), MatFile::kComplexData);
+}
+
+TEST(MatFileLevel5Sheet, NameMatricesAddColumnsAndRowsInListOrder) {
+    const std::string header = Header5();
+    const std::string x = RuleArray("X", 2, 2), obs = TextArray("OBSNAM", {"o1", "o2"}),
+                      var = TextArray("VARNAM", {"v1", "v2"});
+    // Names after the data: one column and one row more, names in the first of each.
+    Outcome after = ReadBytes(header + x + obs + var);
+    ASSERT_EQ(after.status, 0) << after.message;
+    EXPECT_EQ(Sheet(after.sink),
+              (std::vector<std::string>{"|v1|v2", "o1|0.5|1.5", "o2|10.5|11.5"}));
+    // Names before the data: the observation names' row is absorbed by the data's rows.
+    Outcome before = ReadBytes(header + obs + var + x);
+    ASSERT_EQ(before.status, 0) << before.message;
+    EXPECT_EQ(Sheet(before.sink), (std::vector<std::string>{"o1|0.5|1.5", "o2|10.5|11.5"}));
+    // Variable names alone add a column, observation names alone a row; neither is shown.
+    Outcome varOnly = ReadBytes(header + x + var);
+    ASSERT_EQ(varOnly.status, 0) << varOnly.message;
+    EXPECT_EQ(Sheet(varOnly.sink), (std::vector<std::string>{"|0.5|1.5", "|10.5|11.5"}));
+    Outcome obsOnly = ReadBytes(header + x + obs);
+    ASSERT_EQ(obsOnly.status, 0) << obsOnly.message;
+    EXPECT_EQ(Sheet(obsOnly.sink), (std::vector<std::string>{"|", "0.5|1.5", "10.5|11.5"}));
+
+    // The four name matrices in the order MATLAB saves them: two name columns, two name
+    // rows. VARNUM, a 1 x 2 row vector, counts as one column all the same.
+    const std::string obsNum = Array(6, {2, 1}, "OBSNUM", Element(9, F64(7) + F64(8)));
+    const std::string varNum = Array(6, {1, 2}, "VARNUM", Element(9, F64(3) + F64(4)));
+    Outcome own = ReadBytes(header + RuleArray("DATA", 2, 2) + obs + obsNum + var + varNum);
+    ASSERT_EQ(own.status, 0) << own.message;
+    EXPECT_EQ(Sheet(own.sink),
+              (std::vector<std::string>{"||v1|v2", "||3|4", "o1|7|0.5|1.5", "o2|8|10.5|11.5"}));
+
+    // Several data matrices side by side, a sparse one among them; a shorter one leaves
+    // its lower cells empty.
+    const std::string sparse =
+        Array(5, {2, 2}, "S",
+              Element(5, U32(1)) + Element(5, U32(0) + U32(0) + U32(1)) + Element(9, F64(-6)));
+    Outcome side = ReadBytes(header + RuleArray("A", 2, 1) + sparse + RuleArray("B", 1, 1));
+    ASSERT_EQ(side.status, 0) << side.message;
+    EXPECT_EQ(Sheet(side.sink), (std::vector<std::string>{"0.5|||0.5", "10.5||-6|"}));
+}
+
+TEST(MatFileLevel5Sheet, NamesMustAgreeWithTheData) {
+    const std::string header = Header5();
+    const std::string x = RuleArray("X", 2, 2);
+    // Three observation names for two rows; three variable names for two columns.
+    EXPECT_EQ(ReadBytes(header + x + TextArray("OBSNAM", {"a", "b", "c"})).status,
+              MatFile::kBadMatrix);
+    EXPECT_EQ(ReadBytes(header + x + TextArray("VARNAM", {"a", "b", "c"})).status,
+              MatFile::kBadMatrix);
+    // A data matrix of another height than the names.
+    EXPECT_EQ(ReadBytes(header + x + RuleArray("Y", 3, 1) + TextArray("OBSNAM", {"a", "b"})).status,
+              MatFile::kBadMatrix);
+    // Names without data.
+    EXPECT_EQ(ReadBytes(header + TextArray("OBSNAM", {"a"}) + TextArray("VARNAM", {"b"})).message,
+              "No data found.");
+    // A single names matrix is the sheet.
+    Outcome single = ReadBytes(header + TextArray("VARNAM", {"a", "b"}));
+    ASSERT_EQ(single.status, 0) << single.message;
+    EXPECT_EQ(Sheet(single.sink), (std::vector<std::string>{"a", "b"}));
+}
+
 TEST(MatFileLevel5, VersionRule) {
     Outcome hdf5 =
         ReadBytes(Header5("MATLAB 7.3 MAT-file, Platform: GLNXA64") + std::string(512, '\0'));
@@ -337,6 +478,25 @@ TEST(MatFileLevel5, VersionRule) {
     std::string unmarked = Header5();
     unmarked[126] = 'X';
     EXPECT_EQ(ReadBytes(unmarked).status, MatFile::kNotMatFile);
+
+    // Only little-endian Level 5 files are read: a well-formed big-endian one ("MI") is
+    // refused before its elements are looked at.
+    std::string be = Header5();
+    be[126] = 'M';
+    be[127] = 'I';
+    auto E = [](uint32_t type, const std::string& data) {
+        std::string s = U32(type, true) + U32(static_cast<uint32_t>(data.size()), true) + data;
+        return s + std::string((8 - data.size() % 8) % 8, '\0');
+    };
+    const std::string beArray =
+        E(14, E(6, U32(6, true) + U32(0, true)) + E(5, U32(1, true) + U32(1, true)) + E(1, "x") +
+                  E(9, F64(2.5, true)));
+    Outcome bigFile = ReadBytes(be + beArray);
+    EXPECT_EQ(bigFile.status, MatFile::kNotMatFile);
+    EXPECT_EQ(bigFile.message,
+              "An error occurred while reading the file. The file does not seem to be a valid "
+              "MATLAB MAT-file and cannot be imported as such.");
+    EXPECT_TRUE(bigFile.sink.cells.empty());
     EXPECT_EQ(ReadFile("/nonexistent/file.mat").status, MatFile::kOpenFailed);
 }
 
@@ -396,6 +556,27 @@ TEST(MatFileWriter, WritesDataThenObservationAndVariableIds) {
     EXPECT_EQ(back.sink.Number(2, 2), 1.5);
     EXPECT_FALSE(back.sink.Has(3, 3));
     EXPECT_FALSE(back.sink.Has(3, 4));
+}
+
+// A source whose empty cells claim to be neither number, missing nor text.
+class NoKindSource : public OriginSource {
+  public:
+    using OriginSource::OriginSource;
+    bool IsMissing(int, int) override { return false; }
+};
+
+TEST(MatFileWriter, CellsOfNoKindWriteNothing) {
+    using zmtest::Num;
+    using zmtest::Text;
+    NoKindSource source({{Num(1), zmtest::SourceCell{}}, {Text("t"), Num(2)}}, 1, 1);
+    const std::string path = Temp("nokind.mat", "");
+    MatFile writer;
+    ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
+    ASSERT_EQ(writer.Write(&source), 0);
+    writer.Close();
+    // The header still says 2 x 2; three values follow, the empty cell left out.
+    EXPECT_EQ(Slurp(path), U32(0) + U32(2) + U32(2) + U32(0) + U32(5) + std::string("DATA\0", 5) +
+                               F64(1) + std::string("\0\0\0\0\0\0\xF8\xFF", 8) + F64(2));
 }
 
 TEST(MatFileWriter, NumericIdsAndRefusals) {
