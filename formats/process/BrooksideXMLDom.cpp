@@ -82,43 +82,45 @@ std::string Utf8(std::u16string_view s) {
 }
 
 // Serves the library's own FDC definitions and refuses every other external entity, so
-// that a document can make the parser read neither local files nor the network.
+// that a document can make the parser read neither local files nor the network. A
+// refused entity gets an empty text instead, and the parse is failed afterwards: an
+// exception thrown through the parser's prolog scanning would leak its state.
 class MyEntityResolver : public EntityResolver {
   public:
     InputSource* resolveEntity(const XMLCh* const, const XMLCh* const systemId) override {
         const std::u16string_view id = systemId != nullptr ? systemId : u"";
-        const std::string_view dtd = zm::fdc::DocumentTypeDefinition(id);
+        std::string_view dtd = zm::fdc::DocumentTypeDefinition(id);
         if (dtd.empty()) {
-            refused = Utf8(id);
-            throw SAXException(u"external entity refused");
-        }
-        if (id == u"FDCRequest.dtd")
+            if (refused.empty())
+                refused = Utf8(id);
+        } else if (id == u"FDCRequest.dtd") {
             requestServed = true;
+        }
         return new MemBufInputSource(reinterpret_cast<const XMLByte*>(dtd.data()), dtd.size(),
-                                     systemId);
+                                     systemId != nullptr ? systemId : u"");
     }
 
-    std::string refused;         // the system id of a refused entity
+    std::string refused;         // the system id of the first refused entity
     bool requestServed = false;  // the document's own type is the FDC request
 };
 
-// Keeps the parser's first error or fatal error and stops the parse there.
+// Keeps the parser's first error or fatal error. The parser stops by itself at the first
+// of either, since validation errors are made fatal.
 class MyErrorHandler : public ErrorHandler {
   public:
     void warning(const SAXParseException&) override {}
-    void error(const SAXParseException& e) override { Stop(e); }
-    void fatalError(const SAXParseException& e) override { Stop(e); }
+    void error(const SAXParseException& e) override { Keep(e); }
+    void fatalError(const SAXParseException& e) override { Keep(e); }
     void resetErrors() override {}
 
     std::string message;
 
   private:
-    void Stop(const SAXParseException& e) {
+    void Keep(const SAXParseException& e) {
         if (message.empty()) {
             message = Utf8(e.getMessage()) + " (line " + std::to_string(e.getLineNumber()) +
                       ", column " + std::to_string(e.getColumnNumber()) + ")";
         }
-        throw e;
     }
 };
 
@@ -161,6 +163,23 @@ bool StartsWithNoCase(const std::string& text, const char* prefix) {
 
 }  // namespace
 
+#if defined(__SANITIZE_ADDRESS__)
+#define ZM_LEAK_CHECKED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZM_LEAK_CHECKED 1
+#endif
+#endif
+#ifdef ZM_LEAK_CHECKED
+// Debian's xerces-c 3.2.4 leaks one small declaration (about 140 bytes) per document whose
+// external DTD subset it scans: its fix of a use-after-free there gave up freeing it. The
+// leak checker of sanitizer builds is told so, and only of that one place.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+    return "leak:xercesc_3_2::IGXMLScanner::scanDocTypeDecl\n"
+           "leak:xercesc_3_2::XMLScanner::scanProlog\n";
+}
+#endif
+
 void BrooksideXML::Parse(XercesDOMParser& parser, InputSource& stream) {
     MyEntityResolver resolver;
     MyErrorHandler handler;
@@ -192,6 +211,8 @@ void BrooksideXML::Parse(XercesDOMParser& parser, InputSource& stream) {
         throw zm::Exception("The external entity '{1}' is not read.", {resolver.refused});
     if (!handler.message.empty())
         throw zm::Exception(handler.message);
+    if (failure.empty() && parser.getErrorCount() > 0)
+        failure = "The document is not valid.";
     if (!failure.empty())
         throw zm::Exception(failure);
     if (!resolver.requestServed)
