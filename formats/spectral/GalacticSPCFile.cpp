@@ -150,8 +150,10 @@ int GalacticSPCFile::SetOptions(ZmImportOpenOptions* options) {
         }
         std::string text;
         GetStringFromUSDConstraints(&constraints, text);
-        if (options != nullptr) {
-            // The record's earlier bytes belong to the host; the new ones go to it too.
+        if (options != nullptr && options->size == 0) {
+            // An empty record gets the defaults; the new bytes go to the host, which frees
+            // them. A record that already holds bytes is left as it is: they may be the
+            // host's, or ones this reader wrote at an earlier open.
             std::string framed;
             zm::WriteBinaryString(framed, text);
             auto* data = new unsigned char[framed.size()];
