@@ -2,6 +2,8 @@
 // texts and the factory. Records and cells are walked in LotusFileRecords.cpp.
 #include "formats/workbook/LotusFile.h"
 
+#include "formats/workbook/ExcelFile.h"
+
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -47,26 +49,21 @@ LotusFile& LotusFile::operator=(const LotusFile& other) {
 
 LotusFile::~LotusFile() = default;
 
+// Lotus values are little-endian like those of .xls records.
 int16_t LotusFile::GetInt16(const uint8_t* data, size_t offset) {
-    return static_cast<int16_t>(GetUInt16(data, offset));
+    return ExcelFile::I2Shuffle(data, offset);
 }
 
 uint16_t LotusFile::GetUInt16(const uint8_t* data, size_t offset) {
-    return static_cast<uint16_t>(data[offset] | data[offset + 1] << 8);
+    return ExcelFile::uI2Shuffle(data, offset);
 }
 
 int32_t LotusFile::GetInt32(const uint8_t* data, size_t offset) {
-    return static_cast<int32_t>(static_cast<uint32_t>(GetUInt16(data, offset)) |
-                                static_cast<uint32_t>(GetUInt16(data, offset + 2)) << 16);
+    return ExcelFile::I4Shuffle(data, offset);
 }
 
 double LotusFile::GetDouble(const uint8_t* data, size_t offset) {
-    uint64_t bits = 0;
-    for (int i = 7; i >= 0; --i)
-        bits = bits << 8 | data[offset + static_cast<size_t>(i)];
-    double value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
+    return ExcelFile::DShuffle(data, offset);
 }
 
 bool LotusFile::IsValidDouble(double value) {

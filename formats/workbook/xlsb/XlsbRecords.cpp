@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "formats/workbook/ExcelFile.h"
 #include "platform/CodePage.h"
 
 namespace zm::xlsb {
@@ -79,22 +80,17 @@ bool RecordReader::FindRecord(uint32_t id, Record& record) {
     return false;
 }
 
+// Values in records are little-endian, read as the .xls reader reads them.
 uint16_t U16At(const uint8_t* data, size_t offset) {
-    return static_cast<uint16_t>(data[offset] | (data[offset + 1] << 8));
+    return ExcelFile::uI2Shuffle(data, offset);
 }
 
 uint32_t U32At(const uint8_t* data, size_t offset) {
-    return uint32_t{data[offset]} | (uint32_t{data[offset + 1]} << 8) |
-           (uint32_t{data[offset + 2]} << 16) | (uint32_t{data[offset + 3]} << 24);
+    return static_cast<uint32_t>(ExcelFile::I4Shuffle(data, offset));
 }
 
 double DoubleAt(const uint8_t* data, size_t offset) {
-    uint64_t bits = 0;
-    for (int i = 7; i >= 0; --i)
-        bits = (bits << 8) | data[offset + i];
-    double value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
+    return ExcelFile::DShuffle(data, offset);
 }
 
 std::string GetStringDataPart(const uint8_t* data, uint32_t count) {
