@@ -8,13 +8,12 @@
 
 #include <dlfcn.h>
 
-#include <charconv>
-#include <cmath>
 #include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
@@ -22,9 +21,9 @@
 #include "cli/FormatTable.h"
 #include "cli/LoaderFormats.h"
 #include "cli/ReaderSession.h"
-#include "cli/SheetSink.h"
 #include "cli/TextTyping.h"
 #include "framework/ZmImport.h"
+#include "python/ColumnSheet.h"
 
 namespace py = pybind11;
 
@@ -92,53 +91,24 @@ std::vector<std::pair<std::string, std::string>> SettingsOf(const py::object& op
     return sets;
 }
 
-// A float cell as the command line prints it: its shortest float text, read as a double.
-double Widened(float value) {
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    double out = value;
-    std::from_chars(text, end, out);
-    return out;
-}
-
 class PySheet {
   public:
-    PySheet(std::unique_ptr<zmcli::SheetSink> sink, std::string warning, std::string format)
+    PySheet(std::unique_ptr<zmpy::ColumnSheetSink> sink, std::string warning, std::string format)
         : sink(std::move(sink)), warning(std::move(warning)), format(std::move(format)) {}
 
-    const zmcli::Sheet& Sheet() const { return sink->GetSheet(); }
+    const zmpy::ColumnSheet& Sheet() const { return sink->Sheet(); }
     py::tuple Shape() const { return py::make_tuple(Sheet().Rows(), Sheet().Columns()); }
 
-    py::object Value(const zmcli::Cell& cell) const {
-        using Kind = zmcli::Cell::Kind;
-        switch (cell.kind) {
-            case Kind::kDouble:
-                return py::float_(cell.d);
-            case Kind::kFloat:
-                return py::float_(Widened(cell.f));
-            case Kind::kInteger:
-                return py::float_(static_cast<double>(cell.i));
-            case Kind::kText:
-                return py::str(Sheet().TextOf(cell).data(), Sheet().TextOf(cell).size());
+    py::object Value(int col, int row) const {
+        switch (Sheet().KindAt(col, row)) {
+            case zmpy::ColumnSheet::Kind::kNumber:
+                return py::float_(Sheet().NumberAt(col, row));
+            case zmpy::ColumnSheet::Kind::kText: {
+                const std::string_view text = Sheet().TextAt(col, row);
+                return py::str(text.data(), text.size());
+            }
             default:
                 return py::none();
-        }
-    }
-
-    static bool IsNumber(const zmcli::Cell& cell) {
-        return cell.kind == zmcli::Cell::Kind::kDouble || cell.kind == zmcli::Cell::Kind::kFloat ||
-               cell.kind == zmcli::Cell::Kind::kInteger;
-    }
-    static double Number(const zmcli::Cell& cell) {
-        switch (cell.kind) {
-            case zmcli::Cell::Kind::kDouble:
-                return cell.d;
-            case zmcli::Cell::Kind::kFloat:
-                return Widened(cell.f);
-            case zmcli::Cell::Kind::kInteger:
-                return static_cast<double>(cell.i);
-            default:
-                return std::nan("");
         }
     }
 
@@ -148,11 +118,7 @@ class PySheet {
         for (int r = 1; r <= Sheet().Rows(); ++r) {
             py::list row(cols);
             for (int c = 0; c < cols; ++c)
-                row[c] = py::none();
-            if (const auto* cells = Sheet().RowCells(r)) {
-                for (size_t c = 0; c < cells->size() && c < static_cast<size_t>(cols); ++c)
-                    row[c] = Value((*cells)[c]);
-            }
+                row[c] = Value(c + 1, r);
             rows.append(row);
         }
         return rows;
@@ -162,103 +128,91 @@ class PySheet {
     py::array_t<double> Numbers(int firstRow) const {
         const int rows = std::max(0, Sheet().Rows() - firstRow + 1);
         const int cols = Sheet().Columns();
-        py::array_t<double> out({rows, cols});
-        auto view = out.mutable_unchecked<2>();
+        // Filled column by column, as the sheet keeps them, in Fortran order; NumPy
+        // presents it as the same rows x columns array.
+        py::array_t<double, py::array::f_style> out({rows, cols});
+        double* data = out.mutable_data();
+        for (int c = 0; c < cols; ++c)
+            Sheet().CopyNumbers(c + 1, firstRow, rows, data + static_cast<size_t>(c) * rows);
+        return out;
+    }
+
+    // The texts, numbers and None of a column holding texts, as an object array; texts
+    // are shared within a column while few distinct ones have been seen, as measurement
+    // tables repeat their labels.
+    py::array Objects(int col, int first, int rows) const {
+        py::array out =
+            py::module_::import("numpy").attr("empty")(rows, py::arg("dtype") = "object");
+        PyObject** objects = static_cast<PyObject**>(out.mutable_data());
+        constexpr size_t kSharedTexts = 4096;
+        std::unordered_map<std::string_view, py::object> seen;
         for (int r = 0; r < rows; ++r) {
-            const auto* cells = Sheet().RowCells(firstRow + r);
-            for (int c = 0; c < cols; ++c) {
-                view(r, c) = cells != nullptr && static_cast<size_t>(c) < cells->size()
-                                 ? Number((*cells)[c])
-                                 : std::nan("");
+            py::object value;
+            if (Sheet().KindAt(col, first + r) == zmpy::ColumnSheet::Kind::kText) {
+                const std::string_view text = Sheet().TextAt(col, first + r);
+                const auto found = seen.find(text);
+                if (found != seen.end()) {
+                    value = found->second;
+                } else {
+                    value = py::str(text.data(), text.size());
+                    if (seen.size() < kSharedTexts)
+                        seen.emplace(text, value);
+                }
+            } else {
+                value = Value(col, first + r);
             }
+            PyObject*& slot = objects[r];
+            Py_XDECREF(slot);
+            slot = value.release().ptr();
         }
         return out;
     }
 
+    py::object ColumnName(int col, std::unordered_set<std::string>& used) const {
+        std::string name;
+        switch (Sheet().KindAt(col, 1)) {
+            case zmpy::ColumnSheet::Kind::kText:
+                name = Sheet().TextAt(col, 1);
+                break;
+            case zmpy::ColumnSheet::Kind::kNumber:
+                name = py::str(py::repr(Value(col, 1))).cast<std::string>();
+                break;
+            default:
+                name = "column " + std::to_string(col);
+        }
+        if (!used.insert(name).second) {
+            name += "." + std::to_string(col);
+            used.insert(name);
+        }
+        return py::str(name);
+    }
+
     py::object ToPandas(bool header, bool index) const {
-        py::module_ numpy = py::module_::import("numpy");
         py::module_ pandas = py::module_::import("pandas");
-        const zmcli::Sheet& sheet = Sheet();
-        const int cols = sheet.Columns();
+        const int cols = Sheet().Columns();
         const int first = header ? 2 : 1;
-        const int rows = std::max(0, sheet.Rows() - first + 1);
-        // Which columns hold only numbers (or nothing) below the header.
-        std::vector<bool> numeric(cols, true);
-        for (int r = first; r <= sheet.Rows(); ++r) {
-            if (const auto* cells = sheet.RowCells(r)) {
-                for (size_t c = 0; c < cells->size() && c < numeric.size(); ++c) {
-                    if ((*cells)[c].kind == zmcli::Cell::Kind::kText)
-                        numeric[c] = false;
-                }
-            }
-        }
-        // Numeric columns are float64 arrays; the others object arrays (numpy fills them
-        // with None), whose texts are shared within a column while few distinct ones
-        // have been seen, as measurement tables repeat their labels.
-        std::vector<py::array> arrays(cols);
-        std::vector<double*> numbers(cols, nullptr);
-        std::vector<PyObject**> objects(cols, nullptr);
-        for (int c = 0; c < cols; ++c) {
-            if (numeric[c]) {
-                arrays[c] = py::array_t<double>(rows);
-                numbers[c] = static_cast<double*>(arrays[c].mutable_data());
-                std::fill(numbers[c], numbers[c] + rows, std::nan(""));
-            } else {
-                arrays[c] = numpy.attr("empty")(rows, py::arg("dtype") = "object");
-                objects[c] = static_cast<PyObject**>(arrays[c].mutable_data());
-            }
-        }
-        constexpr size_t kSharedTexts = 4096;
-        std::vector<std::unordered_map<std::string_view, py::object>> seen(cols);
-        for (int r = 0; r < rows; ++r) {
-            const auto* cells = sheet.RowCells(first + r);
-            if (cells == nullptr)
-                continue;
-            for (size_t c = 0; c < cells->size() && c < static_cast<size_t>(cols); ++c) {
-                const zmcli::Cell& cell = (*cells)[c];
-                if (numbers[c] != nullptr) {
-                    if (IsNumber(cell))
-                        numbers[c][r] = Number(cell);
-                    continue;
-                }
-                if (cell.kind == zmcli::Cell::Kind::kMissing)
-                    continue;
-                py::object value;
-                if (cell.kind == zmcli::Cell::Kind::kText) {
-                    const std::string_view text = sheet.TextOf(cell);
-                    auto& known = seen[c];
-                    const auto found = known.find(text);
-                    if (found != known.end()) {
-                        value = found->second;
-                    } else {
-                        value = py::str(text.data(), text.size());
-                        if (known.size() < kSharedTexts)
-                            known.emplace(text, value);
-                    }
-                } else {
-                    value = Value(cell);
-                }
-                PyObject*& slot = objects[c][r];
-                Py_XDECREF(slot);
-                slot = value.release().ptr();
-            }
-        }
+        const int rows = std::max(0, Sheet().Rows() - first + 1);
+        // Columns whose cells below the header are all numbers or missing are float64;
+        // the others hold objects.
         py::dict columns;
         py::list names;
-        for (int c = 0; c < cols; ++c) {
-            py::object name = py::int_(c);
-            if (header) {
-                const zmcli::Cell* cell = sheet.At(c + 1, 1);
-                if (cell != nullptr && cell->kind == zmcli::Cell::Kind::kText)
-                    name = Value(*cell);
-                else if (cell != nullptr && IsNumber(*cell))
-                    name = py::str(py::repr(Value(*cell)));
-                else
-                    name = py::str("column " + std::to_string(c + 1));
-                if (columns.contains(name))
-                    name = py::str(py::str(name).cast<std::string>() + "." + std::to_string(c + 1));
+        std::unordered_set<std::string> used;
+        for (int c = 1; c <= cols; ++c) {
+            bool numeric = true;
+            if (Sheet().HasTexts(c)) {
+                for (int r = first; r <= Sheet().Rows() && numeric; ++r)
+                    numeric = Sheet().KindAt(c, r) != zmpy::ColumnSheet::Kind::kText;
             }
-            columns[name] = arrays[c];
+            py::array values;
+            if (numeric) {
+                py::array_t<double> numbers(rows);
+                Sheet().CopyNumbers(c, first, rows, numbers.mutable_data());
+                values = numbers;
+            } else {
+                values = Objects(c, first, rows);
+            }
+            py::object name = header ? ColumnName(c, used) : py::int_(c - 1);
+            columns[name] = values;
             names.append(name);
         }
         py::object frame =
@@ -268,7 +222,7 @@ class PySheet {
         return frame;
     }
 
-    std::unique_ptr<zmcli::SheetSink> sink;
+    std::unique_ptr<zmpy::ColumnSheetSink> sink;
     std::string warning;
     std::string format;
 };
@@ -312,7 +266,7 @@ PySheet Read(const py::object& paths, const py::object& format, const py::object
     std::ostringstream err;
     if (!record.LoadIfGiven("", err, sets, zmcli::SetBase(args, index)))
         throw py::value_error(err.str());
-    auto sink = std::make_unique<zmcli::SheetSink>();
+    auto sink = std::make_unique<zmpy::ColumnSheetSink>();
     sink->TypeTexts(zmcli::TypesTextsByDefault(info));
     zmcli::ReadOutcome outcome;
     {
@@ -321,7 +275,12 @@ PySheet Read(const py::object& paths, const py::object& format, const py::object
     }
     if (!outcome.ok)
         Raise({outcome.error, outcome.code, name});
-    return PySheet(std::move(sink), outcome.warning, name);
+    std::string warning = outcome.warning;
+    if (const long long dropped = sink->Sheet().DroppedCells(); dropped != 0) {
+        warning += warning.empty() ? "" : "\n";
+        warning += std::to_string(dropped) + " cells outside the sheet were ignored";
+    }
+    return PySheet(std::move(sink), warning, name);
 }
 
 void Convert(const py::object& source, const py::object& target, const py::object& format,

@@ -78,6 +78,42 @@ def test_matrix_and_worksheet_formats():
     assert lotus.iloc[0, 0] == "alpha"
 
 
+def test_missing_text_and_number_cells_keep_their_kind(tmp_path):
+    import scipy.io
+
+    path = tmp_path / "mixed.csv"
+    path.write_text("a,b,c\n1,x,\n2,3,4\n,5,nan\n")
+    sheet = zmimport.read(path)
+    assert sheet.cells == [["a", "b", "c"], [1.0, "x", None], [2.0, 3.0, 4.0], [None, 5.0, "nan"]]
+    frame = sheet.to_pandas()
+    assert frame["a"].dtype == numpy.float64 and numpy.isnan(frame["a"][2])
+    assert frame["b"].tolist() == ["x", 3.0, 5.0]
+    assert frame["c"].tolist() == [None, 4.0, "nan"]
+    numbers = sheet.to_numpy()
+    assert numbers.shape == (4, 3) and numpy.isnan(numbers[1, 1]) and numbers[2, 2] == 4.0
+    matrix = tmp_path / "signed.mat"
+    scipy.io.savemat(matrix, {"X": numpy.array([[1.0, -0.0]])})
+    assert numpy.signbit(zmimport.read(matrix).cells[0][1])
+
+
+def test_cells_placed_far_apart_are_cut_with_a_warning(tmp_path):
+    import xlsxwriter
+
+    path = tmp_path / "far.xlsx"
+    book = xlsxwriter.Workbook(str(path))
+    sheet = book.add_worksheet()
+    sheet.write(0, 0, "near")
+    for col in range(40):  # 40 cells that would make 40 columns of a million rows
+        sheet.write(1048575, col, col)
+    book.close()
+    read = zmimport.read(path)
+    last = read.to_numpy()[-1]
+    kept = int(numpy.count_nonzero(~numpy.isnan(last)))
+    assert 1 <= kept < 40
+    assert last[:kept].tolist() == list(range(kept))
+    assert read.warning == "%d cells outside the sheet were ignored" % (40 - kept)
+
+
 def test_options_reach_the_reader(tmp_path):
     path = tmp_path / "semi.txt"
     path.write_text("a;b\n1;2\n3;4\n")

@@ -1,0 +1,163 @@
+// Column-by-column storage of the cells a reader delivers to the Python module.
+#include "python/ColumnSheet.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "cli/TextTyping.h"
+
+namespace zmpy {
+
+namespace {
+// What one entry of the column list costs, counted in slots against the allowance.
+constexpr size_t kSlotsPerColumn = sizeof(zm::RawArray<uint64_t>) * 2 / sizeof(uint64_t);
+}  // namespace
+
+void ColumnSheet::Announce(int cols, int rows) {
+    announcedCols = std::clamp(cols, 0, kMaxColumns);
+    announcedRows = std::max(rows, 0);
+}
+
+int ColumnSheet::Columns() const {
+    return std::max(announcedCols, maxCol);
+}
+
+int ColumnSheet::Rows() const {
+    return std::max(announcedRows, maxRow);
+}
+
+uint64_t* ColumnSheet::Slot(int col, int row) {
+    if (col < 1 || row < 1 || col > kMaxColumns) {
+        ++dropped;
+        return nullptr;
+    }
+    const size_t allowance = kFreeSlots + kSlotsPerCell * cellsStored;
+    if (static_cast<size_t>(col) > columns.size()) {
+        const size_t added = (col - columns.size()) * kSlotsPerColumn;
+        if (slotsHeld + added > allowance) {
+            ++dropped;
+            return nullptr;
+        }
+        columns.resize(col);
+        slotsHeld += added;
+    }
+    zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+    if (static_cast<size_t>(row) > slots.Size()) {
+        const size_t added = row - slots.Size();
+        if (slotsHeld + added > allowance) {
+            ++dropped;
+            return nullptr;
+        }
+        // The first cell of a column makes room for the rows the reader announced, as
+        // far as the allowance goes, so that the column is not copied as it grows.
+        if (slots.Capacity() == 0 && announcedRows > row)
+            slots.Reserve(std::min<size_t>(announcedRows, allowance - slotsHeld));
+        slots.Resize(row, kMissingSlot);
+        slotsHeld += added;
+    }
+    ++cellsStored;
+    maxCol = std::max(maxCol, col);
+    maxRow = std::max(maxRow, row);
+    return &slots[row - 1];
+}
+
+void ColumnSheet::SetNumber(int col, int row, double value) {
+    if (uint64_t* slot = Slot(col, row))
+        *slot = std::bit_cast<uint64_t>(std::isnan(value) ? std::numeric_limits<double>::quiet_NaN()
+                                                          : value);
+}
+
+void ColumnSheet::SetText(int col, int row, std::string_view text) {
+    if (uint64_t* slot = Slot(col, row)) {
+        zm::RawArray<std::string_view>& texts = columns[col - 1].texts;
+        texts.Push(std::string_view(StoreText(text), text.size()));
+        *slot = (kTextTag << 48) | (texts.Size() - 1);
+    }
+}
+
+const char* ColumnSheet::StoreText(std::string_view text) {
+    // Blocks grow with the texts held, from 64 KiB to 4 MiB.
+    if (text.size() > blockFree) {
+        const size_t blockSize =
+            std::max(std::clamp(textBytes, size_t{1} << 16, size_t{4} << 20), text.size());
+        textBlocks.push_back(std::make_unique_for_overwrite<char[]>(blockSize));
+        blockNext = textBlocks.back().get();
+        blockFree = blockSize;
+        zm::AdviseHugePages(blockNext, blockSize);
+    }
+    textBytes += text.size();
+    char* stored = blockNext;
+    std::memcpy(stored, text.data(), text.size());
+    blockNext += text.size();
+    blockFree -= text.size();
+    return stored;
+}
+
+uint64_t ColumnSheet::SlotAt(int col, int row) const {
+    if (col < 1 || row < 1 || static_cast<size_t>(col) > columns.size())
+        return kMissingSlot;
+    const zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+    return static_cast<size_t>(row) <= slots.Size() ? slots[row - 1] : kMissingSlot;
+}
+
+ColumnSheet::Kind ColumnSheet::KindAt(int col, int row) const {
+    const uint64_t slot = SlotAt(col, row);
+    if (slot == kMissingSlot)
+        return Kind::kMissing;
+    return IsText(slot) ? Kind::kText : Kind::kNumber;
+}
+
+std::string_view ColumnSheet::TextAt(int col, int row) const {
+    const uint64_t slot = SlotAt(col, row);
+    if (!IsText(slot))
+        return {};
+    return columns[col - 1].texts[slot & ((uint64_t{1} << 48) - 1)];
+}
+
+bool ColumnSheet::HasTexts(int col) const {
+    return col >= 1 && static_cast<size_t>(col) <= columns.size() &&
+           !columns[col - 1].texts.Empty();
+}
+
+void ColumnSheet::CopyNumbers(int col, int first, size_t count, double* out) const {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const zm::RawArray<uint64_t>* slots =
+        col >= 1 && static_cast<size_t>(col) <= columns.size() ? &columns[col - 1].slots : nullptr;
+    const size_t begin = first >= 1 ? static_cast<size_t>(first - 1) : 0;
+    const size_t held = slots != nullptr && slots->Size() > begin ? slots->Size() - begin : 0;
+    const size_t stored = std::min(count, held);
+    for (size_t i = 0; i < stored; ++i) {
+        const uint64_t slot = (*slots)[begin + i];
+        out[i] = slot == kMissingSlot || IsText(slot) ? nan : std::bit_cast<double>(slot);
+    }
+    std::fill(out + stored, out + count, nan);
+}
+
+void ColumnSheetSink::Set(int col, int row, float value) {
+    sheet.SetNumber(col, row, Widened(value));
+}
+
+void ColumnSheetSink::Set(int col, int row, const char* text) {
+    double number;
+    if (!typeTexts)
+        sheet.SetText(col, row, text != nullptr ? text : "");
+    else if (zmcli::ParseNumberText(text, number))
+        sheet.SetNumber(col, row, number);
+    else if (text != nullptr && *text != '\0')
+        sheet.SetText(col, row, text);
+}
+
+double Widened(float value) {
+    if (!std::isfinite(value))
+        return value;
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+    double out = value;
+    std::from_chars(text, end, out);
+    return out;
+}
+
+}  // namespace zmpy

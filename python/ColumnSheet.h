@@ -1,0 +1,109 @@
+// The sheet the Python module reads into: cells kept column by column, ready to become
+// NumPy columns, instead of the command line's row-by-row sheet.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "cli/SheetSink.h"
+#include "platform/RawArray.h"
+
+namespace zmpy {
+
+// Each column is one array of 64-bit slots, one per row from row 1. A slot holds a
+// number as its double, or a NaN whose payload marks a missing cell or indexes the
+// column's texts. Numbers that are NaN are stored as the plain quiet NaN, so they never
+// look like a marker.
+class ColumnSheet {
+  public:
+    static constexpr int kMaxColumns = 1 << 20;
+    // Slots kept in all before the relative rule applies (128 MiB of slots).
+    static constexpr size_t kFreeSlots = size_t{1} << 24;
+    // Beyond the free slots, the columns may hold at most this many slots per stored
+    // cell: a file that places a few cells far apart is cut rather than allowed to make
+    // the sheet allocate what its extent implies.
+    static constexpr size_t kSlotsPerCell = 64;
+
+    enum class Kind { kMissing, kNumber, kText };
+
+    void Announce(int cols, int rows);
+    void SetNumber(int col, int row, double value);
+    void SetText(int col, int row, std::string_view text);
+
+    // The extent: the announced size grown to every stored cell.
+    int Columns() const;
+    int Rows() const;
+    int LastRowSet() const { return maxRow; }
+    int AnnouncedRows() const { return announcedRows; }
+    // Cells left out: outside the sheet, or beyond what the slot allowance keeps.
+    long long DroppedCells() const { return dropped; }
+
+    // What a cell holds; rows and columns are 1-based and may lie outside the extent.
+    Kind KindAt(int col, int row) const;
+    double NumberAt(int col, int row) const { return std::bit_cast<double>(SlotAt(col, row)); }
+    std::string_view TextAt(int col, int row) const;
+    // Whether a column holds any text cell.
+    bool HasTexts(int col) const;
+    // Copies rows first..first+count-1 of a column as doubles, NaN for missing and
+    // text cells.
+    void CopyNumbers(int col, int first, size_t count, double* out) const;
+
+  private:
+    static constexpr uint64_t kMissingSlot = 0x7FF0'0000'0000'0001;
+    static constexpr uint64_t kTextTag = 0x7FF1;  // top 16 bits; the index below them
+
+    struct Column {
+        zm::RawArray<uint64_t> slots;
+        zm::RawArray<std::string_view> texts;
+    };
+
+    static bool IsText(uint64_t slot) { return (slot >> 48) == kTextTag; }
+    uint64_t SlotAt(int col, int row) const;
+    uint64_t* Slot(int col, int row);
+    const char* StoreText(std::string_view text);
+
+    std::vector<Column> columns;
+    std::vector<std::unique_ptr<char[]>> textBlocks;
+    size_t blockFree = 0;
+    size_t textBytes = 0;
+    char* blockNext = nullptr;
+    size_t slotsHeld = 0;
+    size_t cellsStored = 0;
+    int announcedCols = 0;
+    int announcedRows = 0;
+    int maxCol = 0;
+    int maxRow = 0;
+    long long dropped = 0;
+};
+
+// Types texts as the command line's sink does and stores every cell in a ColumnSheet.
+class ColumnSheetSink : public zmcli::CommandSink {
+  public:
+    ColumnSheetSink() : CommandSink(nullptr) {}
+
+    int GetNumberOfColumns() override { return sheet.Columns(); }
+    int GetNumberOfRows() override { return sheet.Rows(); }
+    void SetDataSize(int cols, int rows) override { sheet.Announce(cols, rows); }
+
+    void Set(int col, int row, int value) override { sheet.SetNumber(col, row, value); }
+    void Set(int col, int row, long long value) override {
+        sheet.SetNumber(col, row, static_cast<double>(value));
+    }
+    void Set(int col, int row, double value) override { sheet.SetNumber(col, row, value); }
+    void Set(int col, int row, float value) override;
+    void Set(int col, int row, const char* text) override;
+
+    const ColumnSheet& Sheet() const { return sheet; }
+
+  private:
+    ColumnSheet sheet;
+};
+
+// A float as the command line prints it, its shortest decimal text, read back as a double.
+double Widened(float value);
+
+}  // namespace zmpy

@@ -1,0 +1,64 @@
+// The growable value array behind the CSV rows and the Python module's columns: values
+// survive the move from the heap to an own mapping and its growth, whatever the value size.
+#include "platform/RawArray.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <utility>
+
+namespace {
+
+TEST(RawArrayTest, ValuesSurviveGrowthFromHeapToMappingAndBeyond) {
+    zm::RawArray<uint32_t> values;
+    // 4 MiB of values: through realloc on the heap, the copy into a mapping at 1 MiB,
+    // then remapping.
+    constexpr uint32_t kCount = 1u << 20;
+    for (uint32_t i = 0; i < kCount; ++i)
+        values.Push(i * 7u);
+    ASSERT_EQ(values.Size(), kCount);
+    for (uint32_t i = 0; i < kCount; i += 4099)
+        ASSERT_EQ(values[i], i * 7u) << i;
+    EXPECT_EQ(values[kCount - 1], (kCount - 1) * 7u);
+
+    values.Resize(kCount + 3, 42u);
+    EXPECT_EQ(values[kCount - 1], (kCount - 1) * 7u);
+    EXPECT_EQ(values[kCount + 2], 42u);
+    values.Resize(5, 0u);  // never shrinks
+    EXPECT_EQ(values.Size(), kCount + 3);
+}
+
+TEST(RawArrayTest, OddSizedValuesAtTheMappingThresholdAreReleasedTheWayTheyWereTaken) {
+    // 24-byte values: a capacity just at 1 MiB is not a whole number of them, so the
+    // way the block was taken cannot be told from the capacity.
+    using Triple = std::array<uint64_t, 3>;
+    for (size_t bytes : {(size_t{1} << 20) - 24, size_t{1} << 20, (size_t{1} << 20) + 24}) {
+        zm::RawArray<Triple> values;
+        values.Reserve(bytes / sizeof(Triple) + (bytes % sizeof(Triple) != 0));
+        values.Push(Triple{1, 2, 3});
+        values.Reserve(values.Capacity() + 1);
+        ASSERT_EQ(values[0][2], 3u);
+    }
+}
+
+TEST(RawArrayTest, MovingHandsOverTheBlock) {
+    zm::RawArray<uint64_t> source;
+    source.Reserve(size_t{1} << 18);  // 2 MiB: a mapping
+    source.Push(5);
+    zm::RawArray<uint64_t> target(std::move(source));
+    EXPECT_TRUE(source.Empty());
+    EXPECT_EQ(source.Capacity(), 0u);
+    ASSERT_EQ(target.Size(), 1u);
+    EXPECT_EQ(target[0], 5u);
+
+    zm::RawArray<uint64_t> small;
+    small.Push(9);
+    target = std::move(small);  // the mapping is released, the heap block taken over
+    ASSERT_EQ(target.Size(), 1u);
+    EXPECT_EQ(target[0], 9u);
+    source.Push(1);  // a moved-from array is usable again
+    EXPECT_EQ(source[0], 1u);
+}
+
+}  // namespace
