@@ -11,11 +11,6 @@
 
 namespace zmpy {
 
-namespace {
-// What one entry of the column list costs, counted in slots against the allowance.
-constexpr size_t kSlotsPerColumn = sizeof(zm::RawArray<uint64_t>) * 2 / sizeof(uint64_t);
-}  // namespace
-
 void ColumnSheet::Announce(int cols, int rows) {
     announcedCols = std::clamp(cols, 0, kMaxColumns);
     announcedRows = std::max(rows, 0);
@@ -29,11 +24,13 @@ int ColumnSheet::Rows() const {
     return std::max(announcedRows, maxRow);
 }
 
-uint64_t* ColumnSheet::Slot(int col, int row) {
+uint64_t* ColumnSheet::NewSlot(int col, int row) {
     if (col < 1 || row < 1 || col > kMaxColumns) {
         ++dropped;
         return nullptr;
     }
+    // What one entry of the column list costs, counted in slots against the allowance.
+    constexpr size_t kSlotsPerColumn = sizeof(Column) / sizeof(uint64_t);
     const size_t allowance = kFreeSlots + kSlotsPerCell * cellsStored;
     if (static_cast<size_t>(col) > columns.size()) {
         const size_t added = (col - columns.size()) * kSlotsPerColumn;
@@ -72,9 +69,17 @@ void ColumnSheet::SetNumber(int col, int row, double value) {
 
 void ColumnSheet::SetText(int col, int row, std::string_view text) {
     if (uint64_t* slot = Slot(col, row)) {
-        zm::RawArray<std::string_view>& texts = columns[col - 1].texts;
-        texts.Push(std::string_view(StoreText(text), text.size()));
-        *slot = (kTextTag << 48) | (texts.Size() - 1);
+        Column& column = columns[col - 1];
+        if (const auto found = column.known.find(text); found != column.known.end()) {
+            *slot = (kTextTag << 48) | found->second;
+            return;
+        }
+        const std::string_view stored(StoreText(text), text.size());
+        column.texts.Push(stored);
+        const uint64_t index = column.texts.Size() - 1;
+        if (column.known.size() < kKnownTexts)
+            column.known.emplace(stored, index);
+        *slot = (kTextTag << 48) | index;
     }
 }
 
@@ -114,7 +119,17 @@ std::string_view ColumnSheet::TextAt(int col, int row) const {
     const uint64_t slot = SlotAt(col, row);
     if (!IsText(slot))
         return {};
-    return columns[col - 1].texts[slot & ((uint64_t{1} << 48) - 1)];
+    return columns[col - 1].texts[slot & kIndexMask];
+}
+
+long long ColumnSheet::TextIndexAt(int col, int row) const {
+    const uint64_t slot = SlotAt(col, row);
+    return IsText(slot) ? static_cast<long long>(slot & kIndexMask) : -1;
+}
+
+size_t ColumnSheet::TextCount(int col) const {
+    return col >= 1 && static_cast<size_t>(col) <= columns.size() ? columns[col - 1].texts.Size()
+                                                                  : 0;
 }
 
 bool ColumnSheet::HasTexts(int col) const {

@@ -2,11 +2,13 @@
 // NumPy columns, instead of the command line's row-by-row sheet.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "cli/SheetSink.h"
@@ -48,6 +50,13 @@ class ColumnSheet {
     std::string_view TextAt(int col, int row) const;
     // Whether a column holds any text cell.
     bool HasTexts(int col) const;
+    // The number of a text cell within its column's texts (cells with the same text
+    // often share one), and how many there are; -1 for a cell that is not text.
+    long long TextIndexAt(int col, int row) const;
+    size_t TextCount(int col) const;
+    std::string_view TextOfIndex(int col, size_t index) const {
+        return columns[col - 1].texts[index];
+    }
     // Copies rows first..first+count-1 of a column as doubles, NaN for missing and
     // text cells.
     void CopyNumbers(int col, int first, size_t count, double* out) const;
@@ -55,15 +64,41 @@ class ColumnSheet {
   private:
     static constexpr uint64_t kMissingSlot = 0x7FF0'0000'0000'0001;
     static constexpr uint64_t kTextTag = 0x7FF1;  // top 16 bits; the index below them
+    static constexpr uint64_t kIndexMask = (uint64_t{1} << 48) - 1;
+    static constexpr size_t kKnownTexts = 4096;
 
     struct Column {
         zm::RawArray<uint64_t> slots;
         zm::RawArray<std::string_view> texts;
+        // The distinct texts seen first, and their index: measurement tables repeat
+        // their labels, which then share one stored text (and one Python string).
+        std::unordered_map<std::string_view, uint64_t> known;
     };
 
     static bool IsText(uint64_t slot) { return (slot >> 48) == kTextTag; }
     uint64_t SlotAt(int col, int row) const;
-    uint64_t* Slot(int col, int row);
+    // The slot of a cell, made when needed; null when the cell is dropped. Rows arrive
+    // mostly in order, so the slot exists or comes next in its column.
+    uint64_t* Slot(int col, int row) {
+        if (col >= 1 && static_cast<size_t>(col) <= columns.size() && row >= 1) {
+            zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+            const size_t held = slots.Size();
+            if (static_cast<size_t>(row) <= held ||
+                (static_cast<size_t>(row) == held + 1 && held < slots.Capacity() &&
+                 slotsHeld < kFreeSlots + kSlotsPerCell * cellsStored)) {
+                if (static_cast<size_t>(row) > held) {
+                    slots.Push(kMissingSlot);
+                    ++slotsHeld;
+                }
+                ++cellsStored;
+                maxCol = std::max(maxCol, col);
+                maxRow = std::max(maxRow, row);
+                return &slots[row - 1];
+            }
+        }
+        return NewSlot(col, row);
+    }
+    uint64_t* NewSlot(int col, int row);
     const char* StoreText(std::string_view text);
 
     std::vector<Column> columns;

@@ -137,27 +137,22 @@ class PySheet {
         return out;
     }
 
-    // The texts, numbers and None of a column holding texts, as an object array; texts
-    // are shared within a column while few distinct ones have been seen, as measurement
-    // tables repeat their labels.
+    // The texts, numbers and None of a column holding texts, as an object array. Cells
+    // that share a stored text share its Python string.
     py::array Objects(int col, int first, int rows) const {
-        py::array out =
-            py::module_::import("numpy").attr("empty")(rows, py::arg("dtype") = "object");
+        // A new object array holds null pointers until each is set below.
+        py::array out(py::dtype("O"), std::vector<py::ssize_t>{rows});
         PyObject** objects = static_cast<PyObject**>(out.mutable_data());
-        constexpr size_t kSharedTexts = 4096;
-        std::unordered_map<std::string_view, py::object> seen;
+        std::vector<py::object> strings(Sheet().TextCount(col));
         for (int r = 0; r < rows; ++r) {
             py::object value;
-            if (Sheet().KindAt(col, first + r) == zmpy::ColumnSheet::Kind::kText) {
-                const std::string_view text = Sheet().TextAt(col, first + r);
-                const auto found = seen.find(text);
-                if (found != seen.end()) {
-                    value = found->second;
-                } else {
-                    value = py::str(text.data(), text.size());
-                    if (seen.size() < kSharedTexts)
-                        seen.emplace(text, value);
+            if (const long long index = Sheet().TextIndexAt(col, first + r); index >= 0) {
+                py::object& string = strings[index];
+                if (!string) {
+                    const std::string_view text = Sheet().TextOfIndex(col, index);
+                    string = py::str(text.data(), text.size());
                 }
+                value = string;
             } else {
                 value = Value(col, first + r);
             }
