@@ -8,6 +8,7 @@
 #include <boost/iostreams/restrict.hpp>
 #include <cstring>
 #include <exception>
+#include <optional>
 
 namespace zm::mat {
 
@@ -77,22 +78,21 @@ class FileStretch : public Input {
     uint64_t position = 0;
 };
 
+// Inflates through boost's zlib filter straight into the reader's buffer: the filter is
+// called as an input filter on the restricted file, without a stream buffer of its own
+// between it and the reader, so the inflated bytes are written once.
 class Inflater : public Input {
   public:
     Inflater(const std::string& path, uint64_t offset, uint64_t compressed, uint64_t limit)
         : Input(limit) {
-        // Large buffers keep the filter chain's per-call overhead small next to inflating.
-        constexpr std::streamsize kBuffer = 1 << 20;
         try {
             io::file_source file(path, std::ios::in | std::ios::binary);
             if (!file.is_open()) {
                 corrupt = true;
                 return;
             }
-            buffer.push(io::zlib_decompressor(io::zlib_params(), kBuffer), kBuffer);
-            buffer.push(io::restrict(file, static_cast<io::stream_offset>(offset),
-                                     static_cast<io::stream_offset>(compressed)),
-                        kBuffer);
+            source.emplace(io::restrict(file, static_cast<io::stream_offset>(offset),
+                                        static_cast<io::stream_offset>(compressed)));
         } catch (const std::exception&) {
             corrupt = true;
         }
@@ -100,12 +100,34 @@ class Inflater : public Input {
 
   protected:
     size_t Fetch(void* out, size_t n) override {
-        if (corrupt)
+        // Small reads (headers, names) are served from a look-ahead that inflates
+        // ahead, so that a small element is inflated whole, and its checksum tested, as
+        // soon as its header is read; large reads go straight into the reader's buffer.
+        if (next == ahead.size()) {
+            if (n >= kLookAhead)
+                return Inflate(static_cast<char*>(out), n);
+            ahead.resize(kLookAhead);
+            ahead.resize(Inflate(ahead.data(), kLookAhead));
+            next = 0;
+        }
+        const size_t step = std::min(n, ahead.size() - next);
+        std::memcpy(out, ahead.data() + next, step);
+        next += step;
+        return step;
+    }
+
+  private:
+    size_t Inflate(char* out, size_t n) {
+        if (corrupt || ended)
             return 0;
         try {
             const std::streamsize got =
-                buffer.sgetn(static_cast<char*>(out), static_cast<std::streamsize>(n));
-            return got > 0 ? static_cast<size_t>(got) : 0;
+                inflater.read(*source, out, static_cast<std::streamsize>(n));
+            if (got <= 0) {
+                ended = true;
+                return 0;
+            }
+            return static_cast<size_t>(got);
         } catch (const std::exception&) {
             // A data error or a failed checksum: the stream is damaged.
             corrupt = true;
@@ -113,8 +135,15 @@ class Inflater : public Input {
         }
     }
 
-  private:
-    io::filtering_istreambuf buffer;
+    // The compressed bytes are read in large steps, which keeps the filter's per-call
+    // overhead small next to inflating.
+    static constexpr std::streamsize kBuffer = 1 << 20;
+    static constexpr size_t kLookAhead = 1 << 16;
+    io::zlib_decompressor inflater{io::zlib_params(), kBuffer};
+    std::optional<io::restriction<io::file_source>> source;
+    std::vector<char> ahead;
+    size_t next = 0;  // in `ahead`
+    bool ended = false;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Level 5 MAT files: the tagged data elements, compressed or not, the array headers and
 // values, and the sheet that holds every readable array side by side with its names.
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cstring>
 
@@ -412,13 +413,17 @@ int MatFile::ReadNumbers(ReadSpreadSheetData* sink, Input& s, const Tag& data, u
         return n == count ? 0 : kBadMatrix;
     }
     const size_t block = kBlockBytes / size;
-    std::vector<uint8_t> bytes(std::min<uint64_t>(count, block) * size);
+    // Doubles in the machine's byte order are read straight into the values.
+    const bool asStored =
+        data.type == zm::mat::miDOUBLE && bigEndian == (std::endian::native == std::endian::big);
+    std::vector<uint8_t> bytes(asStored ? 0 : std::min<uint64_t>(count, block) * size);
     std::vector<double> values(std::min<uint64_t>(count, block));
     for (uint64_t left = count; left > 0;) {
         const size_t n = static_cast<size_t>(std::min<uint64_t>(left, block));
-        if (!s.Read(bytes.data(), n * size))
+        if (!s.Read(asStored ? static_cast<void*>(values.data()) : bytes.data(), n * size))
             return kBadMatrix;
-        zm::mat::ToDoubles(data.type, bytes.data(), n, bigEndian, values.data());
+        if (!asStored)
+            zm::mat::ToDoubles(data.type, bytes.data(), n, bigEndian, values.data());
         cursor.PutBlock(sink, values.data(), n);
         left -= n;
     }
