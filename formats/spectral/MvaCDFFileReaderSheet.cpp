@@ -112,7 +112,7 @@ void MvaCDFFileReader::SetHeadings(const zm::NetCDF& cdf, ReadSpreadSheetData* s
         std::string heading;
         const bool named = headers >= 0 ? cdf.ReadTextRow(headers, v, heading)
                                         : DescribedHeading(descriptions, v + 1, heading);
-        if (!named)
+        if (!named || heading.empty())
             heading = zm::FormatMessage("VAR_%d", v + 1);
         sink->Set(static_cast<int>(v) + 3, 1, heading.c_str());
     }
