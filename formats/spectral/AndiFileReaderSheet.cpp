@@ -1,5 +1,6 @@
 // ANDI/AIA chromatograms: the sheet, one row per selected file.
 #include <algorithm>
+#include <charconv>
 
 #include "formats/spectral/AndiFileReader.h"
 #include "platform/FileNames.h"
@@ -10,6 +11,18 @@ namespace {
 
 // Detector values are read this many at a time.
 constexpr size_t kChunk = 65536;
+
+// A buffer holding "t " and the retention time with six significant digits, as "%g"
+// writes it: a chromatogram may have millions of columns, so the heading is written
+// without a formatter object or a string per column.
+struct Heading {
+    explicit Heading(float x) {
+        const auto end =
+            std::to_chars(text + 2, text + sizeof text - 1, x, std::chars_format::general, 6);
+        *end.ptr = '\0';
+    }
+    char text[32] = {'t', ' '};
+};
 
 }  // namespace
 
@@ -69,7 +82,7 @@ void AndiFileReader::SetNameRows(ReadSpreadSheetData* sink, bool includeX) {
         float x = GridPoint(i);
         if (!IsValid(x))
             continue;
-        sink->Set(col, 1, zm::FormatMessage("t %1%", x).c_str());
+        sink->Set(col, 1, Heading(x).text);
         if (includeX)
             sink->Set(col, 2, x);
         ++col;
