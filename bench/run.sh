@@ -244,6 +244,26 @@ else
 fi
 fi
 
+# --- netCDF: an AIA chromatogram of 2,000,000 points ---
+if want netcdf; then
+echo
+echo "== netCDF AIA chromatogram, 2,000,000 points =="
+cdf="$work/chromatogram-2000000.cdf"
+[ -f "$cdf" ] || /usr/bin/python3 "$here/make_netcdf.py" "$cdf"
+c_lib="$(best_seconds "$bin/bench_netcdf_read" "$cdf")"
+py_lib="$(best_seconds /usr/bin/python3 "$here/netcdf4_read.py" "$cdf")"
+ours="$(best_seconds "$bin/bench_netcdf" "$cdf")"
+e2e="$(wall_seconds "$bin/zmimport" read "$cdf" -o /dev/null)"
+echo "nc_get_var_float $c_lib s   netCDF4-python $py_lib s   NetCDFFile into a null sink $ours s"
+echo "zmimport read -o /dev/null  $e2e s"
+summary+=("$(awk -v o="$ours" -v c="$c_lib" 'BEGIN {
+  printf "%-28s ours %7.3f s   nc_get_var_float %7.3f s   %.2f x its time (target <= 2)",
+    "netCDF AIA into the sink", o, c, o / c }')")
+summary+=("$(awk -v o="$e2e" -v p="$py_lib" 'BEGIN {
+  printf "%-28s ours %7.3f s   netCDF4-python %7.3f s (values only)",
+    "zmimport read .cdf, end to end", o, p }')")
+fi
+
 # --- Python: files into pandas DataFrames, against pandas' own readers ---
 module_dir="$bin/../python"
 if want python && [ -f "$module_dir/zmimport.pyi" ]; then

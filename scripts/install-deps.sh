@@ -13,7 +13,7 @@ packages=(
   libicu-dev libgsf-1-dev python3-gi gir1.2-gsf-1
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   python3 python3-pandas python3-numpy python3-xlrd python3-xlwt python3-openpyxl python3-xlsxwriter
-  python3-scipy libmatio-dev matio-tools
+  python3-scipy libmatio-dev matio-tools python3-netcdf4
   python3-dev pybind11-dev python3-pybind11 python3-pytest python3-dask python3-distributed
   time locales gnumeric nodejs npm
 )

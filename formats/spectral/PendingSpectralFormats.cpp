@@ -12,5 +12,3 @@ ZM_PENDING_FORMAT(JCAMPFileFactory, "JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.d
                   3, ".jcm\0.dx\0.jdx\0", 0, 1, 1, 1, 0, 1)
 ZM_PENDING_FORMAT(NsasFileFactory, "NSAS File", "NSAS Files (*.da)", nullptr, 1, ".da\0", 0, 1, 0,
                   1, 0, 1)
-ZM_PENDING_FORMAT(NetCDFFileFactory, "NetCDF Files", "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)",
-                  nullptr, 2, ".nc\0.cdf\0", 0, 1, 1, 1, 0, 1)

@@ -1,0 +1,70 @@
+// Reader of multivariate-data netCDF files (MVACDF): one observation per record.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "framework/SpreadsheetFile.h"
+#include "platform/ZmExport.h"
+
+namespace zm {
+class NetCDF;
+}
+
+// The sheet: a name row ("Name", "Decimal Time", one heading per variable), then one row
+// per observation of every file in turn with its name, its decimal time and its values.
+// Values equal to the file's missing-value marker are left empty. Files read together
+// must have the same number of variables; the headings are the first file's.
+// Codes: 2064 not an MVACDF file, 2065 value type or size unknown, 2066 observations
+// stored as matrices, 2067 no observation data, 2068 different numbers of variables.
+class ZMIMPORT_API MvaCDFFileReader : public SpreadsheetFile {
+  public:
+    enum MvaCDFStatus {
+        kNotMvaCDFFile = 2064,
+        kSizeUnknown = 2065,
+        kMatrixData = 2066,
+        kNoObservationData = 2067,
+        kDifferentVariables = 2068,
+    };
+    // The value types of "raw_data_mva_format".
+    enum ValueType { kFloat, kDouble, kByte, kShort, kLong };
+
+    MvaCDFFileReader();
+    ~MvaCDFFileReader() override;
+
+    void Close() override;
+    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    int GetNumCols() override;
+    int GetNumRows() override;
+    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
+    int Read(ReadSpreadSheetData* sink) override;
+
+  private:
+    // What Open learns of one file.
+    struct Layout {
+        std::string name;
+        ValueType type = kDouble;
+        size_t valueSize = 8;
+        bool missingIsNaN = false;
+        double missingValue = -100000.0;
+        size_t variables = 0;
+        size_t observations = 0;
+        int dataVariable = -1;
+    };
+
+    int EstablishSize() override;
+    int ReadLayout(const zm::NetCDF& cdf, Layout& layout);
+    int ReadSheet(ReadSpreadSheetData* sink);
+    void SetHeadings(const zm::NetCDF& cdf, ReadSpreadSheetData* sink);
+    // Writes the observations of one file from `row` on; `row` moves past them.
+    int ReadObservations(const zm::NetCDF& cdf, const Layout& layout, ReadSpreadSheetData* sink,
+                         int& row);
+    template <typename T>
+    bool ReadRow(const zm::NetCDF& cdf, const Layout& layout, size_t observation,
+                 ReadSpreadSheetData* sink, int row);
+    bool IsMultiFile() const { return std::max(namesGiven_, files_.size()) > 1; }
+
+    std::vector<Layout> files_;
+    size_t namesGiven_ = 0;
+};

@@ -1,0 +1,214 @@
+// netCDF files over the netCDF C library, opened read-only.
+#include "platform/NetCDF.h"
+
+#include <netcdf.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+namespace zm {
+
+namespace {
+
+// The deflate filter cannot shrink data by more than about 1032 to 1.
+constexpr uint64_t kBestCompression = 1100;
+// Texts longer than this are cut: no name or heading needs more.
+constexpr size_t kLongestText = 65536;
+
+// A conversion that clamped some values still delivered all of them.
+bool Succeeded(int code) {
+    return code == NC_NOERR || code == NC_ERANGE;
+}
+
+void TrimText(std::string& text) {
+    const size_t nul = text.find('\0');
+    if (nul != std::string::npos)
+        text.resize(nul);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
+        text.pop_back();
+}
+
+}  // namespace
+
+NetCDF::NetCDF(const std::string& path) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec))
+        return;
+    const auto size = std::filesystem::file_size(path, ec);
+    if (ec)
+        return;
+    fileSize_ = size;
+    int id = -1;
+    if (nc_open(path.c_str(), NC_NOWRITE, &id) != NC_NOERR)
+        return;
+    id_ = id;
+    int format = 0;
+    if (nc_inq_format(id_, &format) == NC_NOERR)
+        hdf5_ = format == NC_FORMAT_NETCDF4 || format == NC_FORMAT_NETCDF4_CLASSIC;
+}
+
+NetCDF::~NetCDF() {
+    if (id_ >= 0)
+        nc_close(id_);
+}
+
+bool NetCDF::CouldHold(uint64_t count, uint64_t valueSize) const {
+    if (valueSize == 0)
+        return true;
+    const uint64_t room = hdf5_ ? fileSize_ * kBestCompression : fileSize_;
+    return count <= room / valueSize;
+}
+
+int NetCDF::FindDimension(const char* name) const {
+    int dimension = -1;
+    if (id_ < 0 || nc_inq_dimid(id_, name, &dimension) != NC_NOERR)
+        return -1;
+    return dimension;
+}
+
+long long NetCDF::DimensionLength(int dimension) const {
+    size_t length = 0;
+    if (id_ < 0 || dimension < 0 || nc_inq_dimlen(id_, dimension, &length) != NC_NOERR)
+        return -1;
+    return static_cast<long long>(length);
+}
+
+long long NetCDF::DimensionLength(const char* name) const {
+    return DimensionLength(FindDimension(name));
+}
+
+int NetCDF::FindVariable(const char* name) const {
+    int variable = -1;
+    if (id_ < 0 || nc_inq_varid(id_, name, &variable) != NC_NOERR)
+        return -1;
+    return variable;
+}
+
+bool NetCDF::VariableShape(int variable, std::vector<size_t>& lengths) const {
+    lengths.clear();
+    int rank = 0;
+    if (id_ < 0 || variable < 0 || nc_inq_varndims(id_, variable, &rank) != NC_NOERR || rank < 0 ||
+        rank > NC_MAX_VAR_DIMS)
+        return false;
+    std::vector<int> dimensions(static_cast<size_t>(rank));
+    if (rank > 0 && nc_inq_vardimid(id_, variable, dimensions.data()) != NC_NOERR)
+        return false;
+    for (int dimension : dimensions) {
+        size_t length = 0;
+        if (nc_inq_dimlen(id_, dimension, &length) != NC_NOERR)
+            return false;
+        lengths.push_back(length);
+    }
+    return true;
+}
+
+int NetCDF::FindAttribute(int variable, const char* name) const {
+    int number = -1;
+    const int owner = variable == kGlobal ? NC_GLOBAL : variable;
+    if (id_ < 0 || nc_inq_attid(id_, owner, name, &number) != NC_NOERR)
+        return -1;
+    return number;
+}
+
+long long NetCDF::AttributeLength(int variable, const char* name) const {
+    size_t length = 0;
+    const int owner = variable == kGlobal ? NC_GLOBAL : variable;
+    if (id_ < 0 || nc_inq_attlen(id_, owner, name, &length) != NC_NOERR)
+        return -1;
+    return static_cast<long long>(length);
+}
+
+bool NetCDF::AttributeText(int variable, const char* name, std::string& text) const {
+    text.clear();
+    const int owner = variable == kGlobal ? NC_GLOBAL : variable;
+    nc_type type = NC_NAT;
+    size_t length = 0;
+    if (id_ < 0 || nc_inq_att(id_, owner, name, &type, &length) != NC_NOERR)
+        return false;
+    if (type == NC_CHAR) {
+        // The header holding the attribute was read whole, so its length is real; the
+        // check keeps a damaged netCDF-4 header from asking for more.
+        if (!CouldHold(length, 1))
+            return false;
+        text.resize(length);
+        if (length > 0 && nc_get_att_text(id_, owner, name, text.data()) != NC_NOERR)
+            return false;
+        TrimText(text);
+        return true;
+    }
+    if (length == 0 || !CouldHold(length, 8))
+        return false;
+    if (type == NC_STRING) {
+        std::vector<char*> strings(length, nullptr);
+        if (nc_get_att_string(id_, owner, name, strings.data()) != NC_NOERR)
+            return false;
+        if (strings[0] != nullptr)
+            text.assign(strings[0]);
+        nc_free_string(length, strings.data());
+        TrimText(text);
+        return true;
+    }
+    std::vector<double> values(length);
+    if (!Succeeded(nc_get_att_double(id_, owner, name, values.data())))
+        return false;
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%.17g", values[0]);
+    text = buffer;
+    return true;
+}
+
+bool NetCDF::ReadFirstValue(int variable, double& value) const {
+    std::vector<size_t> shape;
+    if (!VariableShape(variable, shape))
+        return false;
+    for (size_t length : shape) {
+        if (length == 0)
+            return false;
+    }
+    const std::vector<size_t> index(shape.size() + 1, 0);
+    return Succeeded(nc_get_var1_double(id_, variable, index.data(), &value));
+}
+
+bool NetCDF::Read(int variable, const size_t* start, const size_t* count, float* out) const {
+    return id_ >= 0 && Succeeded(nc_get_vara_float(id_, variable, start, count, out));
+}
+
+bool NetCDF::Read(int variable, const size_t* start, const size_t* count, double* out) const {
+    return id_ >= 0 && Succeeded(nc_get_vara_double(id_, variable, start, count, out));
+}
+
+bool NetCDF::Read(int variable, const size_t* start, const size_t* count, int32_t* out) const {
+    return id_ >= 0 && Succeeded(nc_get_vara_int(id_, variable, start, count, out));
+}
+
+bool NetCDF::Read(int variable, const size_t* start, const size_t* count, int16_t* out) const {
+    return id_ >= 0 && Succeeded(nc_get_vara_short(id_, variable, start, count, out));
+}
+
+bool NetCDF::Read(int variable, const size_t* start, const size_t* count, uint8_t* out) const {
+    return id_ >= 0 && Succeeded(nc_get_vara_uchar(id_, variable, start, count, out));
+}
+
+bool NetCDF::Read(int variable, const size_t* start, const size_t* count, char* out) const {
+    return id_ >= 0 && nc_get_vara_text(id_, variable, start, count, out) == NC_NOERR;
+}
+
+bool NetCDF::ReadTextRow(int variable, size_t index, std::string& text) const {
+    text.clear();
+    std::vector<size_t> shape;
+    nc_type type = NC_NAT;
+    if (!VariableShape(variable, shape) || shape.size() != 2 || index >= shape[0] ||
+        nc_inq_vartype(id_, variable, &type) != NC_NOERR || type != NC_CHAR)
+        return false;
+    const size_t start[2] = {index, 0};
+    const size_t count[2] = {1, std::min(shape[1], kLongestText)};
+    text.resize(count[1]);
+    if (count[1] > 0 && !Read(variable, start, count, text.data()))
+        return false;
+    TrimText(text);
+    return true;
+}
+
+}  // namespace zm

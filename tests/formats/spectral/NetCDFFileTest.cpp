@@ -1,0 +1,425 @@
+// netCDF format: template choice and refusals, ANDI chromatograms alone and together
+// (shared axis, peak-table defaults, options, averaging), MVACDF value types and markers.
+// Values are checked against what the netCDF library itself reads from the same files.
+#include <gtest/gtest.h>
+#include <netcdf.h>
+
+#include <chrono>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "formats/spectral/AndiFileReader.h"
+#include "formats/spectral/MvaCDFFileReader.h"
+#include "formats/spectral/NetCDFFile.h"
+#include "platform/BinaryString.h"
+#include "platform/FileNames.h"
+#include "platform/Log.h"
+#include "platform/Translate.h"
+#include "tests/support/RecordingSink.h"
+
+namespace {
+
+std::string Fixture(const std::string& name) {
+    return std::string(ZM_TEST_DATA) + "/netcdf/" + name;
+}
+
+std::string Corpus(const std::string& name) {
+    return std::string(ZM_CORPUS) + "/netcdf/" + name;
+}
+
+std::string Files(std::initializer_list<const char*> names) {
+    std::vector<std::string> paths;
+    for (const char* name : names)
+        paths.push_back(Fixture(name));
+    return zm::JoinFileNames(paths);
+}
+
+template <typename Reader>
+std::string Message(Reader& reader) {
+    char buffer[1024];
+    reader.GetErrorMessage(buffer, sizeof buffer);
+    return buffer;
+}
+
+// A whole float variable as the netCDF library reads it.
+std::vector<float> LibraryFloats(const std::string& file, const char* variable) {
+    int id = -1, var = -1;
+    size_t length = 0;
+    int dim = -1;
+    EXPECT_EQ(nc_open(file.c_str(), NC_NOWRITE, &id), NC_NOERR);
+    EXPECT_EQ(nc_inq_varid(id, variable, &var), NC_NOERR);
+    EXPECT_EQ(nc_inq_vardimid(id, var, &dim), NC_NOERR);
+    EXPECT_EQ(nc_inq_dimlen(id, dim, &length), NC_NOERR);
+    std::vector<float> values(length);
+    EXPECT_EQ(nc_get_var_float(id, var, values.data()), NC_NOERR);
+    nc_close(id);
+    return values;
+}
+
+float LibraryScalar(const std::string& file, const char* variable) {
+    int id = -1, var = -1;
+    float value = 0;
+    EXPECT_EQ(nc_open(file.c_str(), NC_NOWRITE, &id), NC_NOERR);
+    EXPECT_EQ(nc_inq_varid(id, variable, &var), NC_NOERR);
+    EXPECT_EQ(nc_get_var_float(id, var, &value), NC_NOERR);
+    nc_close(id);
+    return value;
+}
+
+// An options record holding a constraints text, as a host hands it over.
+struct ConstraintsRecord {
+    explicit ConstraintsRecord(const USDConstraints& c) {
+        std::string text;
+        USDBase::GetStringFromUSDConstraints(&c, text);
+        zm::WriteBinaryString(bytes, text);
+        record = {static_cast<uint32_t>(bytes.size()), reinterpret_cast<unsigned char*>(&bytes[0])};
+    }
+    std::string bytes;
+    ZmImportOpenOptions record{};
+};
+
+TEST(NetCDFFile, ChoosesTheTemplateAndRefusesOthersWithTheirTexts) {
+    EXPECT_EQ(NetCDFFile::GetFileTemplate(Corpus("agilent_hplc.cdf").c_str()),
+              NetCDFFile::kAndiChromatography);
+    EXPECT_EQ(NetCDFFile::GetFileTemplate(Fixture("mva_double.nc").c_str()), NetCDFFile::kMvaCDF);
+    EXPECT_EQ(NetCDFFile::GetFileTemplate(Corpus("P071.CDF").c_str()),
+              NetCDFFile::kAndiMassSpectrometry);
+    EXPECT_EQ(NetCDFFile::GetFileTemplate(Corpus("madis-sao.nc").c_str()),
+              NetCDFFile::kUnknownTemplate);
+    EXPECT_FALSE(NetCDFFile::IsNetCDFFile(Corpus("dummy.cdf").c_str()));
+    EXPECT_TRUE(NetCDFFile::IsNetCDFFile(Corpus("non_andi.cdf").c_str()));
+
+    zm::SetApplicationName("Analyst");
+    const std::string gcms =
+        "This NetCDF file contains the raw data from one GcMS run. Such files cannot be "
+        "imported by Analyst. Please see Q576 in the knowledge base for further information.";
+    const std::string unknown =
+        "The NetCDF template used to create this file is not recognized by Analyst.";
+    const struct {
+        std::string file;
+        int code;
+        std::string text;
+    } cases[] = {
+        {Corpus("P071.CDF"), NetCDFFile::kTemplateNotSupported, gcms},
+        {Corpus("andi_ms_centroid.cdf"), NetCDFFile::kTemplateNotSupported, gcms},
+        {Corpus("andi_ms_continuum.cdf"), NetCDFFile::kTemplateNotSupported, gcms},
+        {Corpus("madis-sao.nc"), NetCDFFile::kTemplateNotSupported, unknown},
+        {Corpus("non_andi.cdf"), NetCDFFile::kTemplateNotSupported, unknown},
+        {Corpus("dummy.cdf"), NetCDFFile::kNotNetCDFFile,
+         "The file does not seem to be a valid NetCDF file."},
+        // The first file decides: an ANDI file after a generic one is not looked at.
+        {Corpus("non_andi.cdf") + "\n" + Fixture("aia_run1.cdf"), NetCDFFile::kTemplateNotSupported,
+         unknown},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        NetCDFFile reader;
+        EXPECT_EQ(reader.Open(true, c.file.c_str(), nullptr), c.code);
+        EXPECT_EQ(reader.GetInnerReader(), nullptr);
+        EXPECT_EQ(reader.GetNumCols(), -1);
+        EXPECT_EQ(Message(reader), c.text);
+    }
+    zm::SetApplicationName("TAVIX");
+
+    NetCDFFile writer;
+    EXPECT_EQ(writer.Open(false, Fixture("aia_run1.cdf").c_str(), nullptr), kStatusWrongMode);
+}
+
+TEST(AndiFileReader, ReadsOneChromatogramOnItsTimeAxis) {
+    const std::string file = Fixture("aia_run1.cdf");
+    NetCDFFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, file, sink), 0) << Message(reader);
+    const std::vector<float> values = LibraryFloats(file, "ordinate_values");
+    const float delay = LibraryScalar(file, "actual_delay_time");
+    const float interval = LibraryScalar(file, "actual_sampling_interval");
+    ASSERT_EQ(sink.cols, static_cast<int>(values.size()) + 2);
+    ASSERT_EQ(sink.rows, 3);
+    EXPECT_EQ(sink.Text(1, 1), "Primary ID");
+    EXPECT_EQ(sink.Text(2, 1), "Name");
+    EXPECT_EQ(sink.Text(2, 2), "Retention Time(seconds)");
+    EXPECT_EQ(sink.Number(1, 2), 1);
+    EXPECT_EQ(sink.Text(2, 3), "aia_run1: Run one");
+    EXPECT_EQ(sink.Number(1, 3), 2);
+    for (size_t i = 0; i < values.size(); ++i) {
+        const int col = static_cast<int>(i) + 3;
+        const float x = static_cast<float>(delay + static_cast<double>(i) * interval);
+        EXPECT_FLOAT_EQ(sink.Number(col, 2), x);
+        EXPECT_EQ(sink.Text(col, 1), "t " + zm::FormatMessage("%1%", x));
+        EXPECT_EQ(sink.Number(col, 3), values[i]) << i;
+    }
+}
+
+TEST(AndiFileReader, ReadsTheRealExportAndItsPeakTable) {
+    const std::string file = Corpus("agilent_hplc.cdf");
+    AndiFileReader reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, file, sink), 0) << Message(reader);
+    const std::vector<float> values = LibraryFloats(file, "ordinate_values");
+    ASSERT_EQ(values.size(), 4651u);
+    // More points than one chunk holds would need a bigger file; these cross none, but
+    // every value must still land in its own column.
+    for (size_t i = 0; i < values.size(); ++i)
+        ASSERT_EQ(sink.Number(static_cast<int>(i) + 3, 3), values[i]) << i;
+    EXPECT_EQ(sink.Text(2, 3), "agilent_hplc: MW-2-6-6 IC 90");
+    EXPECT_FLOAT_EQ(reader.GetRangeMinimum(), 0.012f);
+    EXPECT_FLOAT_EQ(reader.GetRangeMaximum(), 1860.012f);
+    EXPECT_FLOAT_EQ(reader.GetSamplingInterval(), 0.4f);
+
+    const std::vector<float> starts = LibraryFloats(file, "peak_start_time");
+    const std::vector<float> ends = LibraryFloats(file, "peak_end_time");
+    ASSERT_EQ(reader.GetDefaults(nullptr, nullptr, -1L), 8);
+    std::vector<float> start(3), end(3);
+    EXPECT_EQ(reader.GetDefaults(start.data(), end.data(), 3L), 3);
+    EXPECT_EQ(start[2], starts[2]);
+    EXPECT_EQ(end[2], ends[2]);
+    USDConstraints defaults;
+    reader.GetDefaultUSDConstraints(&defaults);
+    ASSERT_EQ(defaults.NumberOfIncludedIntervals, 8);
+    EXPECT_TRUE(defaults.IncludeAllValues && defaults.IncludeOrdinalValues);
+    EXPECT_EQ(defaults.UseAverage, 0);
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(defaults.IncludeXStartPt[i], starts[static_cast<size_t>(i)]);
+        EXPECT_EQ(defaults.IncludeXEndPt[i], ends[static_cast<size_t>(i)]);
+    }
+    FreeUSDConstraints(&defaults);
+}
+
+TEST(AndiFileReader, WithoutPeaksTheDefaultRangeIsTheWholeRun) {
+    AndiFileReader reader;
+    ZmImportOpenOptions record{0, nullptr};
+    ASSERT_EQ(reader.Open(true, Fixture("aia_run2.cdf").c_str(), &record), 0);
+    EXPECT_EQ(reader.GetDefaults(nullptr, nullptr, -1L), 0);
+    // The defaults went back into the empty record.
+    ASSERT_GT(record.size, 0u);
+    std::string text;
+    ASSERT_TRUE(zm::ReadBinaryString(record.data, record.size, text));
+    delete[] record.data;
+    USDConstraints written;
+    ASSERT_TRUE(USDBase::GetUSDConstraintsFromString(text, &written));
+    ASSERT_EQ(written.NumberOfIncludedIntervals, 1);
+    EXPECT_FLOAT_EQ(written.IncludeXStartPt[0], 1.5f);
+    EXPECT_FLOAT_EQ(written.IncludeXEndPt[0], 1.5f + 20 * 0.2f);
+    FreeUSDConstraints(&written);
+}
+
+TEST(AndiFileReader, SeveralFilesShareOneSheet) {
+    NetCDFFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Files({"aia_run1.cdf", "aia_run2.cdf"}), sink), 0)
+        << Message(reader);
+    const std::vector<float> first = LibraryFloats(Fixture("aia_run1.cdf"), "ordinate_values");
+    const std::vector<float> second = LibraryFloats(Fixture("aia_run2.cdf"), "ordinate_values");
+    ASSERT_GT(first.size(), second.size());
+    EXPECT_EQ(sink.cols, static_cast<int>(first.size()) + 2);
+    EXPECT_EQ(sink.rows, 4);
+    EXPECT_EQ(sink.Text(2, 4), "aia_run2: Run two");
+    EXPECT_EQ(sink.Number(1, 4), 3);
+    for (size_t i = 0; i < second.size(); ++i)
+        EXPECT_EQ(sink.Number(static_cast<int>(i) + 3, 4), second[i]);
+    // The shorter run leaves the columns past its end empty.
+    EXPECT_FALSE(sink.Has(static_cast<int>(second.size()) + 3, 4));
+
+    // One ulp apart in the interval is the same axis.
+    NetCDFFile near;
+    EXPECT_EQ(near.Open(true, Files({"aia_run1.cdf", "aia_interval_near.cdf"}).c_str(), nullptr), 0)
+        << Message(near);
+}
+
+TEST(AndiFileReader, RefusesFilesThatDoNotShareTheAxis) {
+    const std::string sampling =
+        "To be able to import several files at a time, all selected files must have the same "
+        "sampling interval and the same time delay between the injection and the start of data "
+        "acquisition. In this case, not all selected files had the same sampling interval.";
+    const std::string delay =
+        "To be able to import several files at a time, all selected files must have the same "
+        "sampling interval and the same time delay between the injection and the start of data "
+        "acquisition. In this case, the delay time was not equal in all selected files.";
+    const struct {
+        std::string files;
+        int code;
+        std::string text;
+    } cases[] = {
+        {Files({"aia_run1.cdf", "aia_interval_0.25.cdf"}), 2087, sampling},
+        // 0.2000001 lies seven float steps from 0.2, where the tolerance allows two.
+        {Files({"aia_run1.cdf", "aia_interval_0.2000001.cdf"}), 2087, sampling},
+        {Files({"aia_run1.cdf", "aia_delay.cdf"}), 2089, delay},
+        {Files({"aia_nonuniform.cdf"}), 2085,
+         "Error wile reading file attributes in the file. Files with non-uniform sampling of "
+         "data is not supported by TAVIX."},
+        {Files({"aia_run1.cdf", "aia_nonuniform.cdf"}), 2085,
+         "Error wile reading file attributes in one or more of the selected files. Files with "
+         "non-uniform sampling of data is not supported by TAVIX."},
+        {Files({"aia_no_delay.cdf"}), 2084, "Error while reading file attributes."},
+        {Files({"aia_run1.cdf", "aia_no_delay.cdf"}), 2084,
+         "Error while reading file attributes in one of the selected files."},
+        {Files({"aia_no_completeness.cdf"}), 2082,
+         "The file does not seem to be a valid ANDI/chromatography file."},
+        {Files({"aia_run1.cdf", "mva_float.cdf"}), 2082,
+         "Unable to read one or more of the selected files, not all files seem to be valid "
+         "ANDI/chromatography files."},
+        {Files({"aia_run1.cdf", "missing.cdf"}), 2080, "Unable to open file."},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.files);
+        NetCDFFile reader;
+        EXPECT_EQ(reader.Open(true, c.files.c_str(), nullptr), c.code);
+        EXPECT_EQ(Message(reader), c.text);
+        EXPECT_EQ(reader.GetNumRows(), -1);
+    }
+}
+
+TEST(AndiFileReader, RefusesAHeaderCountingBillionsOfPointsAtOnce) {
+    const auto begin = std::chrono::steady_clock::now();
+    NetCDFFile reader;
+    EXPECT_EQ(reader.Open(true, Fixture("aia_huge_dimension.cdf").c_str(), nullptr), 2084);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST(AndiFileReader, SelectionDecidesWhichFilesAreChecked) {
+    AndiFileReader reader;
+    ASSERT_EQ(reader.Open(true, Files({"aia_run1.cdf", "aia_run2.cdf"}).c_str(), nullptr), 0);
+    EXPECT_TRUE(reader.IsMultiSelection());
+    const int second[] = {1};
+    reader.SelectFilesToImport(second, 1);
+    ASSERT_EQ(reader.CheckFiles(), 0);
+    zmtest::RecordingSink sink;
+    sink.SetDataSize(reader.GetNumCols(), reader.GetNumRows());
+    ASSERT_EQ(reader.Read(&sink), 0);
+    EXPECT_EQ(sink.rows, 3);
+    EXPECT_EQ(sink.cols, 22);
+    EXPECT_EQ(sink.Text(2, 3), "aia_run2: Run two");
+    reader.SelectFilesToImport(nullptr, 0);
+    EXPECT_EQ(reader.CheckFiles(), 2086);
+    EXPECT_EQ(Message(reader), "No files were selected.");
+
+    AndiFileReader empty;
+    EXPECT_EQ(empty.Open(true, "", nullptr), 2081);
+}
+
+TEST(AndiFileReader, ConstraintsKeepAndAverageRetentionRanges) {
+    const std::string file = Fixture("aia_run1.cdf");
+    const std::vector<float> values = LibraryFloats(file, "ordinate_values");
+    // Points 1.5 + 0.2 i: 2.1 .. 2.9 are i = 3 .. 7.
+    float start[] = {2.05f}, end[] = {2.95f};
+    USDConstraints constraints;
+    constraints.IncludeAllValues = false;
+    constraints.IncludeOrdinalValues = true;
+    constraints.IncludeXStartPt = start;
+    constraints.IncludeXEndPt = end;
+    constraints.NumberOfIncludedIntervals = 1;
+    constraints.UseAverage = 2;
+    ConstraintsRecord options(constraints);
+    AndiFileReader reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, file, sink, &options.record), 0) << Message(reader);
+    // Five points averaged in pairs: two values, the fifth dropped.
+    ASSERT_EQ(sink.cols, 4);
+    EXPECT_FLOAT_EQ(sink.Number(3, 3), (values[3] + values[4]) / 2);
+    EXPECT_FLOAT_EQ(sink.Number(4, 3), (values[5] + values[6]) / 2);
+    EXPECT_EQ(sink.Text(3, 1), "t 2.2");
+
+    std::string junk("\x03\0\0\0abc", 7);
+    ZmImportOpenOptions bad{static_cast<uint32_t>(junk.size()),
+                            reinterpret_cast<unsigned char*>(junk.data())};
+    AndiFileReader refused;
+    EXPECT_EQ(refused.Open(true, file.c_str(), &bad), kStatusBadOptions);
+}
+
+TEST(AndiFileReader, RetentionUnitNamesTheTimeRow) {
+    NetCDFFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("aia_minutes.cdf"), sink), 0) << Message(reader);
+    EXPECT_EQ(sink.Text(2, 2), "Retention Time(minutes)");
+}
+
+TEST(MvaCDFFileReader, ReadsEveryValueTypeWithItsMissingMarker) {
+    NetCDFFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("mva_float.cdf"), sink), 0) << Message(reader);
+    EXPECT_EQ(sink.cols, 7);
+    EXPECT_EQ(sink.rows, 5);
+    EXPECT_EQ(sink.Text(1, 1), "Name");
+    EXPECT_EQ(sink.Text(2, 1), "Decimal Time");
+    EXPECT_EQ(sink.Text(3, 1), "alpha");
+    EXPECT_EQ(sink.Text(7, 1), "epsilon");
+    EXPECT_EQ(sink.Text(1, 3), "Sample 2");
+    EXPECT_EQ(sink.Text(2, 3), "1999.833");
+    EXPECT_EQ(sink.At(3, 2).via, 'f');
+    EXPECT_EQ(sink.Number(3, 2), 10.25);
+    EXPECT_FALSE(sink.Has(5, 3));  // -999, the declared marker
+    EXPECT_EQ(sink.Number(6, 3), 23.25);
+
+    // netCDF-4, no value type (doubles), NaN as the marker, columns named by descriptions.
+    NetCDFFile doubles;
+    zmtest::RecordingSink d;
+    ASSERT_EQ(zmtest::ReadAll(doubles, Fixture("mva_double.nc"), d), 0) << Message(doubles);
+    EXPECT_EQ(d.At(3, 2).via, 'd');
+    EXPECT_FALSE(d.Has(4, 2));
+    EXPECT_EQ(d.Number(5, 2), 12.5);
+    EXPECT_EQ(d.Text(3, 1), "VAR_1");
+    EXPECT_EQ(d.Text(4, 1), "1100");
+    EXPECT_EQ(d.Text(6, 1), "1300");
+    EXPECT_EQ(d.Text(7, 1), "VAR_5");
+    EXPECT_EQ(d.Text(2, 2), "N/A");
+
+    // Bytes with a numeric marker and no names; shorts under the spectral names with
+    // headers for only some columns; longs from a 64-bit-offset file.
+    NetCDFFile bytes;
+    zmtest::RecordingSink b;
+    ASSERT_EQ(zmtest::ReadAll(bytes, Fixture("mva_byte.cdf"), b), 0) << Message(bytes);
+    EXPECT_EQ(b.Text(1, 3), "Obs_2");
+    EXPECT_FALSE(b.Has(3, 3));
+    EXPECT_EQ(b.Number(4, 3), 81);
+    EXPECT_EQ(b.At(4, 3).via, 'i');
+
+    NetCDFFile shorts;
+    zmtest::RecordingSink s;
+    ASSERT_EQ(zmtest::ReadAll(shorts, Fixture("mva_short.cdf"), s), 0) << Message(shorts);
+    EXPECT_EQ(s.Text(5, 1), "s3");
+    EXPECT_EQ(s.Text(6, 1), "VAR_4");
+    EXPECT_EQ(s.Number(7, 5), -4400);
+
+    NetCDFFile longs;
+    zmtest::RecordingSink l;
+    ASSERT_EQ(zmtest::ReadAll(longs, Files({"mva_long.cdf", "mva_float.cdf"}), l), 0);
+    EXPECT_EQ(l.rows, 9);
+    EXPECT_EQ(l.Number(7, 5), 4400000);
+    EXPECT_EQ(l.Text(3, 1), "VAR_1");  // the first file's headings
+    EXPECT_EQ(l.Number(3, 6), 10.25);
+}
+
+TEST(MvaCDFFileReader, RefusesWithItsOwnCodes) {
+    const struct {
+        std::string files;
+        int code;
+        std::string text;
+    } cases[] = {
+        {Files({"mva_unknown_type.cdf"}), 2065,
+         "The size of the observation data could not be established. Necessary variables ID's "
+         "could not be found in the file."},
+        {Files({"mva_matrix.cdf"}), 2066,
+         "The observation data is stored as matrices in the file. TAVIX can currently not "
+         "import MVACDF file matrices."},
+        {Files({"mva_float.cdf", "mva_matrix.cdf"}), 2066,
+         "The observation data is stored as matrices in one or more of the selected files. "
+         "TAVIX can currently not import MVACDF file matrices."},
+        {Files({"mva_no_data.cdf"}), 2067, "Observation data could not be found in the file."},
+        {Files({"mva_float.cdf", "mva_six_variables.cdf"}), 2068,
+         "The files contain different number of variables."},
+        {Files({"mva_float.cdf", "aia_run1.cdf"}), 2064,
+         "One or more files seem not to be a valid MVACDF files."},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.files);
+        NetCDFFile reader;
+        EXPECT_EQ(reader.Open(true, c.files.c_str(), nullptr), c.code);
+        EXPECT_EQ(Message(reader), c.text);
+    }
+    MvaCDFFileReader direct;
+    EXPECT_EQ(direct.Open(true, Fixture("aia_run1.cdf").c_str(), nullptr), 2064);
+    EXPECT_EQ(Message(direct), "The file does not seem to be a valid MVACDF file.");
+}
+
+}  // namespace
