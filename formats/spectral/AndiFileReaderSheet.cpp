@@ -1,9 +1,9 @@
 // ANDI/AIA chromatograms: the sheet, one row per selected file.
 #include <algorithm>
-#include <charconv>
 
 #include "formats/spectral/AndiFileReader.h"
 #include "platform/FileNames.h"
+#include "platform/FloatText.h"
 #include "platform/NetCDF.h"
 #include "platform/Translate.h"
 
@@ -16,12 +16,8 @@ constexpr size_t kChunk = 65536;
 // writes it: a chromatogram may have millions of columns, so the heading is written
 // without a formatter object or a string per column.
 struct Heading {
-    explicit Heading(float x) {
-        const auto end =
-            std::to_chars(text + 2, text + sizeof text - 1, x, std::chars_format::general, 6);
-        *end.ptr = '\0';
-    }
-    char text[32] = {'t', ' '};
+    explicit Heading(float x) { zm::FormatG6(x, text + 2); }
+    char text[34] = {'t', ' '};
 };
 
 }  // namespace
