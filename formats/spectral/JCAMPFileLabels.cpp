@@ -6,10 +6,12 @@
 #include "formats/spectral/JCAMPFile.h"
 #include "formats/spectral/JCAMPText.h"
 
+using zm::jcamp::EndsData;
 using zm::jcamp::Keyword;
 using zm::jcamp::NextLine;
 using zm::jcamp::NormaliseName;
 using zm::jcamp::Strip;
+using zm::jcamp::Unindented;
 using zm::jcamp::WithoutComment;
 
 namespace {
@@ -42,6 +44,7 @@ int JCAMPFile::CheckFile(int file) {
     bool first = true;
     while (NextLine(text, pos, line)) {
         ++lineNumber_;
+        line = Unindented(line);
         if (first) {
             // The first line must be the first block's title.
             const size_t equals = line.find('=');
@@ -244,7 +247,7 @@ void JCAMPFile::SkipDataLines(size_t& pos) {
     std::string_view line;
     while (true) {
         const size_t start = at;
-        if (!NextLine(text, at, line) || (!line.empty() && line.front() == '#')) {
+        if (!NextLine(text, at, line) || EndsData(line)) {
             pos = start;
             return;
         }

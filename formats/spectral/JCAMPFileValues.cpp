@@ -9,6 +9,7 @@
 #include "formats/spectral/SpectralCompare.h"
 #include "platform/Translate.h"
 
+using zm::jcamp::EndsData;
 using zm::jcamp::IsBlank;
 using zm::jcamp::NextLine;
 using zm::jcamp::WithoutComment;
@@ -251,7 +252,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         if (!NextLine(text, pos, data))
             return Fail(kUnexpectedEnd);
         lineNumber_ = ++line;
-        if (!data.empty() && data.front() == '#')
+        if (EndsData(data))
             break;
         data = WithoutComment(data);
         size_t at = 0;
@@ -273,11 +274,13 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                 return Fail(code);
             if (count == 0)
                 break;
-            if (firstOrdinate) {
+            if (firstOrdinate && lineEndedWithDifference) {
+                // After a line that ends with a difference the first ordinate repeats the
+                // last one (the y check): a plain value, never repeated.
                 firstOrdinate = false;
                 if (count != 1 && count != -1)
                     return Fail(kDupFirstOrdinate);
-                if (lineEndedWithDifference && count == 1) {
+                if (count == 1) {
                     // The y check: the line repeats the last ordinate of the line before.
                     if (missing || y.empty() || !zm::SpectralValuesEqual(value, previous)) {
                         SetWarning(kYCheckFailed, line);
@@ -343,7 +346,7 @@ int JCAMPFile::ReadPeakTable(const Block& block, const Page& page, Series& serie
         if (!NextLine(text, pos, data))
             return Fail(kUnexpectedEnd);
         lineNumber_ = ++line;
-        if (!data.empty() && data.front() == '#')
+        if (EndsData(data))
             break;
         data = WithoutComment(data);
         size_t at = 0;

@@ -19,6 +19,19 @@ inline std::string_view Strip(std::string_view text) {
     return text;
 }
 
+// The line without the blanks before it: some writers indent their labels.
+inline std::string_view Unindented(std::string_view line) {
+    while (!line.empty() && IsBlank(line.front()))
+        line.remove_prefix(1);
+    return line;
+}
+
+// A line that starts a label (or a comment label) ends the data before it.
+inline bool EndsData(std::string_view line) {
+    line = Unindented(line);
+    return !line.empty() && line.front() == '#';
+}
+
 // Every blank removed (deblank).
 inline std::string Deblank(std::string_view text) {
     std::string out;
