@@ -12,7 +12,6 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <sstream>
 
 #include "formats/spectral/JCAMPText.h"
 #include "formats/spectral/SpectralCompare.h"
@@ -95,9 +94,14 @@ int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
             in.open(files_[i].name, std::ios::binary);
         if (!in)
             return SetStatus(kOpenFailed);
-        std::ostringstream text;
-        text << in.rdbuf();
-        files_[i].text = std::move(text).str();
+        in.seekg(0, std::ios::end);
+        const std::streamoff size = in.tellg();
+        in.seekg(0, std::ios::beg);
+        if (size < 0)
+            return SetStatus(kOpenFailed);
+        files_[i].text.resize(static_cast<size_t>(size));
+        if (!in.read(files_[i].text.data(), size))
+            return SetStatus(kOpenFailed);
         if (CheckFile(static_cast<int>(i)) != 0)
             return status;
     }
@@ -237,17 +241,18 @@ int JCAMPFile::CheckMultiSelection() {
         return status;
     xRangesDiffer_ = pointNumbersDiffer_ = false;
     const Series& first = series_.front();
-    size_t fewest = first.x.size(), most = first.x.size();
+    size_t fewest = first.Size(), most = first.Size();
     for (const Series& series : series_) {
-        fewest = std::min(fewest, series.x.size());
-        most = std::max(most, series.x.size());
-        if (!zm::SpectralValuesEqual(series.x.front(), first.x.front()) ||
-            !zm::SpectralValuesEqual(series.x.back(), first.x.back()))
+        const size_t n = series.Size();
+        fewest = std::min(fewest, n);
+        most = std::max(most, n);
+        if (!zm::SpectralValuesEqual(series.X(0), first.X(0)) ||
+            !zm::SpectralValuesEqual(series.X(n - 1), first.X(first.Size() - 1)))
             xRangesDiffer_ = true;
         // Point tables share an axis only when every x agrees.
-        if (form == kPointTable && series.x.size() == first.x.size()) {
-            for (size_t i = 0; i < series.x.size() && !xRangesDiffer_; ++i)
-                xRangesDiffer_ = !zm::SpectralValuesEqual(series.x[i], first.x[i]);
+        if (form == kPointTable && n == first.Size()) {
+            for (size_t i = 0; i < n && !xRangesDiffer_; ++i)
+                xRangesDiffer_ = !zm::SpectralValuesEqual(series.X(i), first.X(i));
         }
     }
     pointNumbersDiffer_ = fewest != most;

@@ -125,10 +125,24 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
         std::string text;
     };
     // One sheet row: a decoded page of a selected block.
+    // Evenly spaced x is kept as its first value and step, not point by point.
     struct Series {
         int block = 0;
         int page = 0;
+        bool even = false;
+        double first = 0, step = 0;
         std::vector<double> x, y;
+
+        size_t Size() const { return y.size(); }
+        double X(size_t i) const { return even ? first + static_cast<double>(i) * step : x[i]; }
+        std::vector<double> XVector() const {
+            if (!even)
+                return x;
+            std::vector<double> out(y.size());
+            for (size_t i = 0; i < out.size(); ++i)
+                out[i] = X(i);
+            return out;
+        }
     };
 
     int EstablishSize() override;

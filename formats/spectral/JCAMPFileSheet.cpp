@@ -12,7 +12,7 @@ int JCAMPFile::ResampleSelection() {
     if (series_.empty())
         return SetStatus(kNoBlocksSelected);
     if (!xRangesDiffer_ && !pointNumbersDiffer_) {
-        columnX_ = series_.front().x;
+        columnX_ = series_.front().XVector();
         return 0;
     }
     // The reference: the series-th selected page of the file-th file.
@@ -30,12 +30,13 @@ int JCAMPFile::ResampleSelection() {
         errorFile_ = file >= 0 && file < static_cast<int>(files_.size()) ? file : -1;
         return SetStatus(kBadSeries);
     }
-    columnX_ = reference->x;
+    columnX_ = reference->XVector();
     for (Series& series : series_) {
         if (&series == reference)
             continue;
-        series.y = zm::InterpolateVector(series.x, series.y, columnX_);
+        series.y = zm::InterpolateVector(series.XVector(), series.y, columnX_);
         series.x = columnX_;
+        series.even = false;
     }
     return 0;
 }

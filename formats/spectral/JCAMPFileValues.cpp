@@ -322,11 +322,11 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         if (!block.hasFirstX)
             first = block.lastX - step * static_cast<double>(n - 1);
     }
-    series.x.resize(n);
-    for (size_t i = 0; i < n; ++i) {
-        series.x[i] = first + static_cast<double>(i) * step;
-        y[i] *= block.yFactor;
-    }
+    series.even = true;
+    series.first = first;
+    series.step = step;
+    for (double& value : y)
+        value *= block.yFactor;
     if (block.numPoints > 0 && n > static_cast<size_t>(block.numPoints))
         SetWarning(kMoreValues);
     else if (block.numPoints > 0 && n < static_cast<size_t>(block.numPoints))
