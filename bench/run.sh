@@ -285,6 +285,33 @@ if want python && [ -f "$module_dir/zmimport.pyi" ]; then
   done
 fi
 
+# --- JCAMP-DX: a LINK file of 500 spectra x 4,000 points (DIF/DUP and AFFN) and 500
+# single-spectrum files, written by convert-to-jcamp, against jcampconverter (node) ---
+if want jcamp; then
+echo
+echo "== JCAMP-DX, 500 spectra x 4,000 points =="
+tools="$work/jcamp-tools"
+if [ ! -d "$tools/node_modules/jcampconverter" ]; then
+  mkdir -p "$tools"
+  cp "$here/../tests/tools/jcamp/package.json" "$here/../tests/tools/jcamp/package-lock.json" "$tools/"
+  (cd "$tools" && npm ci --no-audit --no-fund > /dev/null)
+fi
+jdir="$work/jcamp"
+if [ ! -f "$jdir/link-affn.jdx" ]; then
+  mkdir -p "$jdir/single"
+  NODE_PATH="$tools/node_modules" node "$here/make_jcamp.js" "$jdir"
+fi
+singles=("$jdir"/single/*.jdx)
+for kind in difdup affn singles; do
+  if [ "$kind" = singles ]; then files=("${singles[@]}"); else files=("$jdir/link-$kind.jdx"); fi
+  ours="$(wall_seconds "$bin/zmimport" read "${files[@]}" --format "JCAMP-DX File" -o /dev/null)"
+  theirs="$(NODE_PATH="$tools/node_modules" wall_seconds node "$here/jcampconverter_read.js" "${files[@]}")"
+  echo "$kind: zmimport read $ours s, jcampconverter $theirs s"
+  summary+=("$(awk -v n="JCAMP-DX $kind" -v o="$ours" -v p="$theirs" 'BEGIN {
+    printf "%-28s ours %7.3f s   jcampconverter %7.3f s   %.2f x faster (target >= 5)", n, o, p, p / o }')")
+done
+fi
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"

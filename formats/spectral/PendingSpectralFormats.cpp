@@ -8,7 +8,5 @@ ZM_PENDING_FORMAT(BrukerOPUSInterpolatedFileFactory, "Bruker OPUS Interpolated F
 ZM_PENDING_FORMAT(ChemStationFileFactory, "HPLC ChemStation File",
                   "HPLC ChemStation Files (*.ch, *.uv)", "HPLC ChemStation File (*.ch)", 2,
                   ".ch\0.uv\0", 0, 1, 1, 1, 0, 1)
-ZM_PENDING_FORMAT(JCAMPFileFactory, "JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)", nullptr,
-                  3, ".jcm\0.dx\0.jdx\0", 0, 1, 1, 1, 0, 1)
 ZM_PENDING_FORMAT(NsasFileFactory, "NSAS File", "NSAS Files (*.da)", nullptr, 1, ".da\0", 0, 1, 0,
                   1, 0, 1)

@@ -1,0 +1,256 @@
+// JCAMP-DX files: the label scan that lists the data blocks of a file.
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "formats/spectral/JCAMPFile.h"
+#include "formats/spectral/JCAMPText.h"
+
+using zm::jcamp::EndsData;
+using zm::jcamp::Keyword;
+using zm::jcamp::NextLine;
+using zm::jcamp::NormaliseName;
+using zm::jcamp::Strip;
+using zm::jcamp::Unindented;
+using zm::jcamp::WithoutComment;
+
+namespace {
+
+// A number text, blanks around it allowed; false for anything else.
+bool ParseDouble(std::string_view text, double& value) {
+    text = Strip(text);
+    if (!text.empty() && text.front() == '+')
+        text.remove_prefix(1);
+    if (text.empty())
+        return false;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return ec == std::errc() && end == text.data() + text.size() && std::isfinite(value);
+}
+
+}  // namespace
+
+int JCAMPFile::CheckFile(int file) {
+    currentFile_ = file;
+    blockIndex_ = -1;
+    lineNumber_ = 0;
+    depth_ = 0;
+    scanned_.clear();
+    openBlocks_.clear();
+    const std::string& text = files_[static_cast<size_t>(file)].text;
+    size_t pos = 0;
+    if (text.compare(0, 3, "\xEF\xBB\xBF") == 0)
+        pos = 3;  // a UTF-8 byte-order mark
+    std::string_view line;
+    bool first = true;
+    while (NextLine(text, pos, line)) {
+        ++lineNumber_;
+        line = Unindented(line);
+        if (first) {
+            // The first line must be the first block's title.
+            const size_t equals = line.find('=');
+            if (line.substr(0, 2) != "##" || equals == std::string_view::npos ||
+                NormaliseName(line.substr(2, equals - 2)) != "TITLE")
+                return Fail(kNotJCAMPFile);
+            first = false;
+        }
+        if (line.size() < 2 || line[0] != '#' || line[1] != '#')
+            continue;
+        const size_t equals = line.find('=');
+        if (equals == std::string_view::npos)
+            return Fail(kNoLabelTerminator);
+        const int code =
+            ReadLabel(NormaliseName(line.substr(2, equals - 2)), line.substr(equals + 1), pos);
+        if (code != 0)
+            return code;
+    }
+    if (first)
+        return Fail(kNotJCAMPFile);
+    if (depth_ != 0)
+        return Fail(kTitleEndMismatch);
+    // The blocks that hold data go to the block list; a LINK block and a block with a
+    // structure only hold none.
+    for (Block& block : scanned_) {
+        bool hasData = false;
+        for (const Page& page : block.pages)
+            hasData = hasData || page.hasData;
+        if (!hasData)
+            continue;
+        std::erase_if(block.pages, [](const Page& page) { return !page.hasData; });
+        blocks_.push_back(std::move(block));
+    }
+    scanned_.clear();
+    blockIndex_ = -1;
+    return 0;
+}
+
+int JCAMPFile::ReadNumberLabel(std::string_view value, double& number, bool& given) {
+    value = Strip(WithoutComment(value));
+    if (value.empty())
+        return Fail(kMissingValue);
+    if (!ParseDouble(value, number))
+        return Fail(kIllegalValue);
+    given = true;
+    return 0;
+}
+
+int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& pos) {
+    if (name == "TITLE") {
+        // A new block, inside the blocks not yet ended.
+        ++depth_;
+        Block block;
+        block.file = currentFile_;
+        block.title = std::string(Strip(value));
+        scanned_.push_back(std::move(block));
+        blockIndex_ = static_cast<int>(scanned_.size()) - 1;
+        openBlocks_.push_back(blockIndex_);
+        return 0;
+    }
+    if (name == "END") {
+        if (--depth_ < 0)
+            return Fail(kTitleEndMismatch);
+        if (!openBlocks_.empty())
+            openBlocks_.pop_back();
+        blockIndex_ = openBlocks_.empty() ? -1 : openBlocks_.back();
+        return 0;
+    }
+    if (name == "BINARY")
+        return Fail(kBinaryData);
+    if (name == "RADATA")
+        return Fail(kRAData);
+    if (name == "XYPAIRS")
+        return Fail(kXYPairs);
+    if (name == "ASSIGNMENTS" || name == "PEAKASSIGNMENTS")
+        return Fail(kAssignments);
+    if (name == "XYDATA" || name == "DATATABLE" || name == "PEAKTABLE" || name == "XYPOINTS")
+        return AddData(value, pos);
+    if (blockIndex_ < 0)
+        return 0;  // outside a block only the labels above mean anything
+    Block& block = scanned_[static_cast<size_t>(blockIndex_)];
+    if (name == "DATATYPE") {
+        block.dataType = std::string(Strip(WithoutComment(value)));
+        block.link = Keyword(value) == "LINK";
+    } else if (name == "DATACLASS") {
+        const std::string dataClass = Keyword(value);
+        if (dataClass == "RADATA")
+            return Fail(kRAData);
+        if (dataClass == "ASSIGNMENTS")
+            return Fail(kAssignments);
+        if (dataClass == "NTUPLES")
+            return Fail(kNTuples);
+        if (dataClass != "XYDATA" && dataClass != "XYPOINTS" && dataClass != "PEAKTABLE")
+            return Fail(kUnknownDataClass);
+        block.dataClass = dataClass;
+    } else if (name == "NTUPLES") {
+        block.dataForm = kNTupleForm;
+    } else if (name == "BLOCKS") {
+        if (!block.link) {
+            keptText_ = "Found an illegal label ##BLOCKS within a LINK-block";
+            return Fail(kBlocksOutsideLink);
+        }
+        double count = 0;
+        bool given = false;
+        if (ReadNumberLabel(value, count, given) != 0)
+            return status;
+        block.blockCount =
+            count >= 0 && count <= std::numeric_limits<int>::max() ? static_cast<int>(count) : 0;
+    } else if (name == "BLOCKID") {
+        double id = 0;
+        bool given = false;
+        if (ReadNumberLabel(value, id, given) != 0)
+            return status;
+        if (std::fabs(id) > std::numeric_limits<int>::max())
+            return Fail(kIllegalValue);
+        block.blockId = static_cast<int>(id);
+    } else if (name == "XUNITS") {
+        block.xUnits = std::string(Strip(WithoutComment(value)));
+    } else if (name == "YUNITS") {
+        block.yUnits = std::string(Strip(WithoutComment(value)));
+    } else if (name == "FIRSTX") {
+        return ReadNumberLabel(value, block.firstX, block.hasFirstX);
+    } else if (name == "LASTX") {
+        return ReadNumberLabel(value, block.lastX, block.hasLastX);
+    } else if (name == "DELTAX") {
+        return ReadNumberLabel(value, block.deltaX, block.hasDeltaX);
+    } else if (name == "XFACTOR" || name == "YFACTOR") {
+        bool given = false;
+        return ReadNumberLabel(value, name == "XFACTOR" ? block.xFactor : block.yFactor, given);
+    } else if (name == "NPOINTS") {
+        value = Strip(WithoutComment(value));
+        if (value.empty())
+            return Fail(kMissingValue);
+        double count = 0;
+        if (!ParseDouble(value, count) || std::fabs(count - std::round(count)) > 1e-30 ||
+            count < 1 || count > std::numeric_limits<int32_t>::max())
+            return Fail(kBadNPoints);
+        block.numPoints = static_cast<int32_t>(count);
+    } else if (name == "PAGE") {
+        AddPage(Strip(WithoutComment(value)));
+    } else if (name == "DATE") {
+        block.date = std::string(Strip(WithoutComment(value)));
+    } else if (name == "TIME") {
+        block.time = std::string(Strip(WithoutComment(value)));
+    }
+    return 0;
+}
+
+void JCAMPFile::AddPage(std::string_view text) {
+    if (blockIndex_ < 0)
+        return;
+    Page page;
+    page.text = std::string(text);
+    scanned_[static_cast<size_t>(blockIndex_)].pages.push_back(std::move(page));
+}
+
+int JCAMPFile::AddData(std::string_view value, size_t& pos) {
+    if (blockIndex_ < 0) {
+        SkipDataLines(pos);
+        return 0;
+    }
+    Block& block = scanned_[static_cast<size_t>(blockIndex_)];
+    if (block.dataForm == kNTupleForm)
+        return Fail(kNTuples);
+    // The variable list says how the data are written; "(X++(Y..Y)" without its last
+    // parenthesis is a common slip.
+    const std::string variables = Keyword(value);
+    int form = kNoForm;
+    if (variables.starts_with("(X++(Y..Y)") || variables.starts_with("XYDATA"))
+        form = kXYData;
+    else if (variables.starts_with("(XY..XY)"))
+        form = kPointTable;
+    else if (variables.starts_with("(XA)") || variables.starts_with("(XYA)") ||
+             variables.starts_with("(XYMA)"))
+        return Fail(kAssignments);
+    else
+        return Fail(kNoValidData);
+    if (block.dataForm != kNoForm && block.dataForm != form) {
+        // A second table of another kind in one block (a peak table beside the
+        // spectrum): the block keeps its first.
+        SkipDataLines(pos);
+        return 0;
+    }
+    block.dataForm = form;
+    if (block.pages.empty() || block.pages.back().hasData)
+        block.pages.emplace_back();
+    Page& page = block.pages.back();
+    page.position = pos;
+    page.line = lineNumber_ + 1;
+    page.hasData = true;
+    page.points = block.numPoints;
+    SkipDataLines(pos);
+    return 0;
+}
+
+void JCAMPFile::SkipDataLines(size_t& pos) {
+    // Up to the next line that starts with '#', which the scan reads next.
+    const std::string& text = files_[static_cast<size_t>(currentFile_)].text;
+    size_t at = pos;
+    std::string_view line;
+    while (true) {
+        const size_t start = at;
+        if (!NextLine(text, at, line) || EndsData(line)) {
+            pos = start;
+            return;
+        }
+        ++lineNumber_;
+    }
+}

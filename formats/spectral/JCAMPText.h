@@ -1,0 +1,92 @@
+// Text helpers of the JCAMP-DX reader: lines, blanks, label names and comments.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace zm::jcamp {
+
+inline bool IsBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\v' || c == '\f';
+}
+
+// Both ends without blanks (strstrip).
+inline std::string_view Strip(std::string_view text) {
+    while (!text.empty() && (IsBlank(text.front()) || text.front() == '\r'))
+        text.remove_prefix(1);
+    while (!text.empty() && (IsBlank(text.back()) || text.back() == '\r'))
+        text.remove_suffix(1);
+    return text;
+}
+
+// The line without the blanks before it: some writers indent their labels.
+inline std::string_view Unindented(std::string_view line) {
+    while (!line.empty() && IsBlank(line.front()))
+        line.remove_prefix(1);
+    return line;
+}
+
+// A line that starts a label (or a comment label) ends the data before it.
+inline bool EndsData(std::string_view line) {
+    line = Unindented(line);
+    return !line.empty() && line.front() == '#';
+}
+
+// Every blank removed (deblank).
+inline std::string Deblank(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (char c : text) {
+        if (!IsBlank(c) && c != '\r')
+            out.push_back(c);
+    }
+    return out;
+}
+
+// The text up to a "$$" comment.
+inline std::string_view WithoutComment(std::string_view text) {
+    const size_t at = text.find("$$");
+    return at == std::string_view::npos ? text : text.substr(0, at);
+}
+
+// Label names ignore blanks, dashes, slashes, underscores and case: "Data Type",
+// "DATA-TYPE" and "datatype" are one name, "DATATYPE".
+inline std::string NormaliseName(std::string_view name) {
+    std::string out;
+    out.reserve(name.size());
+    for (char c : name) {
+        if (IsBlank(c) || c == '-' || c == '/' || c == '_' || c == '\r')
+            continue;
+        out.push_back(c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c);
+    }
+    return out;
+}
+
+// A value compared as a keyword: no comment, no blanks, upper case.
+inline std::string Keyword(std::string_view value) {
+    std::string out = Deblank(WithoutComment(value));
+    for (char& c : out) {
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+    }
+    return out;
+}
+
+// The line that starts at `pos` (without its end), moving `pos` past its end: LF, CR LF
+// or a lone CR. False at the end of the text.
+inline bool NextLine(const std::string& text, size_t& pos, std::string_view& line) {
+    const size_t size = text.size();
+    if (pos >= size)
+        return false;
+    const char* data = text.data();
+    size_t end = pos;
+    while (end < size && data[end] != '\n' && data[end] != '\r')
+        ++end;
+    line = std::string_view(data + pos, end - pos);
+    if (end < size && data[end] == '\r' && end + 1 < size && data[end + 1] == '\n')
+        ++end;
+    pos = end < size ? end + 1 : size;
+    return true;
+}
+
+}  // namespace zm::jcamp

@@ -1,0 +1,329 @@
+// JCAMP-DX reader: value decoding, the writer's encodings, LINK files and resampling,
+// options, several files, refusals, warnings and damaged files.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "formats/spectral/JCAMPFile.h"
+#include "framework/OptionsRecord.h"
+#include "platform/FileNames.h"
+#include "platform/Settings.h"
+#include "tests/support/RecordingSink.h"
+
+namespace {
+
+std::string Fixture(const std::string& name) {
+    return std::string(ZM_TEST_DATA) + "/jcamp/" + name;
+}
+
+std::string Message(JCAMPFile& reader) {
+    char buffer[1024];
+    reader.GetErrorMessage(buffer, sizeof buffer);
+    return buffer;
+}
+
+struct Value {
+    int code;
+    double value;
+    int count;
+    bool missing;
+};
+
+// The values of one line, as ReadNextValue takes them off it.
+std::vector<Value> Values(const std::string& line, bool plainOnly) {
+    std::vector<Value> out;
+    size_t pos = 0;
+    for (int guard = 0; guard < 100; ++guard) {
+        Value v{};
+        v.code = JCAMPFile::ReadNextValue(line, pos, v.value, v.count, v.missing, plainOnly);
+        if (v.code != 0 || v.count == 0) {
+            if (v.code != 0)
+                out.push_back(v);
+            break;
+        }
+        out.push_back(v);
+    }
+    return out;
+}
+
+TEST(JCAMPFileValues, DecodesEveryForm) {
+    // A decimal comma in ordinates, a separator in point tables.
+    auto v = Values("1,5", false);
+    ASSERT_EQ(v.size(), 1u);
+    EXPECT_DOUBLE_EQ(v[0].value, 1.5);
+    v = Values("1,5", true);
+    ASSERT_EQ(v.size(), 2u);
+    EXPECT_EQ(v[0].value, 1);
+    EXPECT_EQ(v[1].value, 5);
+    // Squeezed digits, differences and repeats.
+    v = Values("A3 j5 J3T @ % a0 s", false);
+    ASSERT_EQ(v.size(), 7u);
+    EXPECT_EQ(v[0].value, 13);
+    EXPECT_EQ(v[0].count, 1);
+    EXPECT_EQ(v[1].value, -15);
+    EXPECT_EQ(v[1].count, -1);
+    EXPECT_EQ(v[2].value, 13);
+    EXPECT_EQ(v[2].count, -2);
+    EXPECT_EQ(v[3].value, 0);
+    EXPECT_EQ(v[4].count, -1);
+    EXPECT_EQ(v[5].value, -10);
+    EXPECT_EQ(v[6].code, JCAMPFile::kIllegalCharacter);  // a repeat standing alone
+    // PAC: signs end the value before; exponents need their sign outside point tables.
+    v = Values("12-3+4.5 3E-2 7e+1", false);
+    ASSERT_EQ(v.size(), 5u);
+    EXPECT_EQ(v[1].value, -3);
+    EXPECT_DOUBLE_EQ(v[2].value, 4.5);
+    EXPECT_DOUBLE_EQ(v[3].value, 0.03);
+    EXPECT_DOUBLE_EQ(v[4].value, 70);
+    v = Values("12E5", false);  // 12, then the squeezed 55
+    ASSERT_EQ(v.size(), 2u);
+    EXPECT_EQ(v[1].value, 55);
+    v = Values("1.5E3, ?; 2", true);
+    ASSERT_EQ(v.size(), 3u);
+    EXPECT_DOUBLE_EQ(v[0].value, 1500);
+    EXPECT_TRUE(v[1].missing);
+    EXPECT_EQ(v[2].value, 2);
+    EXPECT_EQ(Values("A5s12", false)[0].count, 912);
+}
+
+TEST(JCAMPFileValues, RefusesWhatNoEncodingWrites) {
+    EXPECT_EQ(Values("5ST", false).back().code, JCAMPFile::kTwoDups);
+    EXPECT_EQ(Values("1 ! 2", false).back().code, JCAMPFile::kIllegalCharacter);
+    EXPECT_EQ(Values("+x", false).back().code, JCAMPFile::kIllegalCharacter);
+    EXPECT_EQ(Values("1 A2", true).back().code, JCAMPFile::kInvalidCharacter);
+    EXPECT_EQ(Values(std::string(80, '9'), false).back().code, JCAMPFile::kIllegalCharacter);
+}
+
+// The x-y pairs the writer was given.
+std::vector<std::pair<double, double>> Expected() {
+    std::ifstream in(Fixture("bands.expected.tsv"));
+    std::vector<std::pair<double, double>> out;
+    double x = 0, y = 0;
+    while (in >> x >> y)
+        out.emplace_back(x, y);
+    return out;
+}
+
+class JCAMPFileWriterEncodings : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(JCAMPFileWriterEncodings, ReadsWhatTheWriterWasGiven) {
+    const auto expected = Expected();
+    ASSERT_EQ(expected.size(), 301u);
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture(GetParam()), sink), 0) << Message(reader);
+    EXPECT_EQ(reader.GetWarningMessage(), nullptr);
+    ASSERT_EQ(sink.cols, 302);
+    ASSERT_EQ(sink.rows, 2);
+    EXPECT_EQ(sink.Text(1, 2).substr(0, 6), "bands ");
+    for (size_t i = 0; i < expected.size(); ++i) {
+        const int col = static_cast<int>(i) + 2;
+        EXPECT_NEAR(sink.Number(col, 1), expected[i].first, 1e-6) << "point " << i;
+        EXPECT_NEAR(sink.Number(col, 2), expected[i].second, 1e-3) << "point " << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, JCAMPFileWriterEncodings,
+                         ::testing::Values("bands-affn.jdx", "bands-pac.jdx", "bands-sqz.jdx",
+                                           "bands-dif.jdx", "bands-difdup.jdx"));
+
+TEST(JCAMPFileSheet, ResamplesALinkFileOntoTheReferenceBlock) {
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("link-two-axes.jdx"), sink), 0) << Message(reader);
+    std::vector<std::string> list;
+    reader.GetJCAMPBlockList(list);
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(list[1], "INFRARED SPECTRUM, 1x151 obs, part 2");
+    EXPECT_TRUE(reader.JCAMPWarning());     // 301 and 151 points
+    EXPECT_FALSE(reader.MultiSelection());  // both from 1000 to 2000
+    ASSERT_EQ(sink.cols, 302);
+    ASSERT_EQ(sink.rows, 3);
+    EXPECT_EQ(sink.Text(1, 3), "part 2");
+    // Every other column of the first block's axis is a point of the second: its own
+    // value; the columns between lie halfway between two of its points.
+    const auto expected = Expected();
+    JCAMPFile alone;
+    zmtest::RecordingSink second;
+    zm::SettingsDocument choice;
+    choice.SetList("Settings", "DataBlocks", {"1"});
+    ZmImportOpenOptions* options = zm::NewOptionsRecord(choice);
+    ASSERT_EQ(zmtest::ReadAll(alone, Fixture("link-two-axes.jdx"), second, options), 0);
+    zm::FreeOptionsRecord(options);
+    ASSERT_EQ(second.cols, 152);
+    for (int i = 0; i + 2 < 151; ++i) {
+        EXPECT_NEAR(sink.Number(2 * i + 2, 3), second.Number(i + 2, 2), 1e-9);
+        EXPECT_NEAR(sink.Number(2 * i + 3, 3),
+                    (second.Number(i + 2, 2) + second.Number(i + 3, 2)) / 2, 1e-6);
+    }
+    EXPECT_EQ(sink.Number(2, 2), expected[0].second);
+}
+
+TEST(JCAMPFileSheet, OptionsChooseBlocksAndTheReference) {
+    // An empty record gets every block and the first as reference.
+    {
+        JCAMPFile reader;
+        ZmImportOpenOptions empty{};
+        ASSERT_EQ(reader.Open(true, Fixture("link-two-axes.jdx").c_str(), &empty), 0);
+        std::unique_ptr<zm::SettingsDocument> written;
+        ASSERT_EQ(zm::DecodeOptions(&empty, written), zm::OptionsDecode::kDecoded);
+        EXPECT_EQ(written->GetList("Settings", "DataBlocks"), (std::vector<std::string>{"0", "1"}));
+        EXPECT_EQ(written->GetInt("Settings", "InterPolationSerie"), 0);
+        delete[] empty.data;
+    }
+    // The second block as reference: its 151 points are the columns.
+    zm::SettingsDocument choice;
+    choice.SetList("Settings", "DataBlocks", {"0", "1"});
+    choice.SetInt("Settings", "InterPolationSerie", 1);
+    ZmImportOpenOptions* options = zm::NewOptionsRecord(choice);
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(zmtest::ReadAll(reader, Fixture("link-two-axes.jdx"), sink, options), 0);
+    EXPECT_EQ(sink.cols, 152);
+    zm::FreeOptionsRecord(options);
+    // A reference that is not there, and options without the block list.
+    for (const char* key : {"InterPolationSerie", "DataBlocks"}) {
+        zm::SettingsDocument bad;
+        bad.SetList("Settings", "DataBlocks", {"0", "1"});
+        bad.SetInt("Settings", "InterPolationSerie", 7);
+        if (std::string(key) == "DataBlocks")
+            bad.RemoveKey("Settings", "DataBlocks");
+        options = zm::NewOptionsRecord(bad);
+        JCAMPFile refused;
+        zmtest::RecordingSink none;
+        EXPECT_EQ(
+            zmtest::ReadAll(refused, Fixture("link-two-axes.jdx"), none, options),
+            key == std::string("DataBlocks") ? JCAMPFile::kBadOptions : JCAMPFile::kBadSeries);
+        zm::FreeOptionsRecord(options);
+    }
+}
+
+TEST(JCAMPFileSheet, SeveralFilesMakeOneSheet) {
+    const std::string names =
+        zm::JoinFileNames({Fixture("bands-sqz.jdx"), Fixture("bands-difdup.jdx")});
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, names, sink), 0) << Message(reader);
+    ASSERT_EQ(sink.rows, 3);
+    EXPECT_EQ(sink.Text(1, 2), "bands-sqz, bands SQZ");
+    EXPECT_EQ(sink.Text(1, 3), "bands-difdup, bands DIFDUP");
+    for (int col = 2; col <= sink.cols; ++col)
+        EXPECT_EQ(sink.Number(col, 2), sink.Number(col, 3));
+    JCAMPFile refused;
+    const std::string withBad =
+        zm::JoinFileNames({Fixture("bands-sqz.jdx"), Fixture("no-title.jdx")});
+    EXPECT_EQ(refused.Open(true, withBad.c_str(), nullptr), JCAMPFile::kNotJCAMPFile);
+    EXPECT_EQ(Message(refused), "One of the files does not appear to be a valid JCAMP-DX file.");
+}
+
+TEST(JCAMPFileSheet, ReadsVariedLabelsCommasAndMissingPoints) {
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("labels-vary.jdx"), sink), 0) << Message(reader);
+    EXPECT_EQ(sink.Number(2, 1), 10);
+    EXPECT_EQ(sink.Number(4, 1), 20);
+    EXPECT_EQ(sink.Number(4, 2), 6);  // "##y/factor= 2"
+    JCAMPFile comma;
+    zmtest::RecordingSink commas;
+    ASSERT_EQ(zmtest::ReadAll(comma, Fixture("decimal-comma.jdx"), commas), 0) << Message(comma);
+    EXPECT_EQ(commas.Number(2, 2), 1.5);
+    EXPECT_EQ(commas.Number(3, 2), 2.25);
+    EXPECT_EQ(commas.Number(4, 2), 3.125);
+    JCAMPFile points;
+    zmtest::RecordingSink table;
+    ASSERT_EQ(zmtest::ReadAll(points, Fixture("points-missing.jdx"), table), 0) << Message(points);
+    EXPECT_EQ(table.cols, 4);
+    EXPECT_FALSE(table.Has(3, 2));
+    EXPECT_EQ(table.Number(4, 2), 15);
+}
+
+TEST(JCAMPFileWarnings, YCheckAndPointCount) {
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("y-check.jdx"), sink), 0) << Message(reader);
+    ASSERT_NE(reader.GetWarningMessage(), nullptr);
+    EXPECT_EQ(std::string(reader.GetWarningMessage()),
+              "Error in file 'y-check.jdx', line 12: Y-value check failed on line 12. The "
+              "remaining part of the dataset will be ignored.");
+    EXPECT_EQ(sink.cols, 1 + 5);  // 10 11 12, then 13 14 of the line whose check held
+    EXPECT_EQ(sink.Number(6, 2), 14);
+}
+
+struct Refusal {
+    const char* file;
+    int code;
+    const char* text;
+};
+
+class JCAMPFileRefusals : public ::testing::TestWithParam<Refusal> {};
+
+TEST_P(JCAMPFileRefusals, GiveTheirCodeAndText) {
+    const Refusal& r = GetParam();
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(zmtest::ReadAll(reader, Fixture(r.file), sink), r.code);
+    EXPECT_EQ(Message(reader), r.text);
+    EXPECT_EQ(reader.GetNumCols(), -1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, JCAMPFileRefusals,
+    ::testing::Values(
+        Refusal{"dup-2-31.jdx", JCAMPFile::kReadError,
+                "Error in file 'dup-2-31.jdx', line 10: Error occurred while reading the file."},
+        Refusal{"endless-link.jdx", JCAMPFile::kTitleEndMismatch,
+                "Error in file 'endless-link.jdx', line 15000: Mismatching '##TITLE=' and "
+                "'##END=' labels were found in the file."},
+        Refusal{"npoints-fraction.jdx", JCAMPFile::kBadNPoints,
+                "Error in file 'npoints-fraction.jdx', line 8: Invalid value of '##NPOINTS=' "
+                "label in the file. The value of '##NPOINTS=' must be a positive integer."},
+        Refusal{"npoints-zero.jdx", JCAMPFile::kBadNPoints,
+                "Error in file 'npoints-zero.jdx', line 8: Invalid value of '##NPOINTS=' label "
+                "in the file. The value of '##NPOINTS=' must be a positive integer."},
+        Refusal{"no-title.jdx", JCAMPFile::kNotJCAMPFile,
+                "The file does not appear to be a valid JCAMP-DX file."},
+        Refusal{"mixed-classes.jdx", JCAMPFile::kMixedDataClasses,
+                "Only files with dataclass = 'XYDATA' are supported by multiselection."},
+        Refusal{"blocks-outside-link.jdx", JCAMPFile::kBlocksOutsideLink,
+                "Found an illegal label ##BLOCKS within a LINK-block"},
+        Refusal{"binary.jdx", JCAMPFile::kBinaryData,
+                "Error in file 'binary.jdx', line 2: The data is stored in an unsupported "
+                "(binary) form."},
+        Refusal{"two-dups.jdx", JCAMPFile::kTwoDups,
+                "Error in file 'two-dups.jdx', line 10: Two consecutive DUP-values is not "
+                "allowed."},
+        Refusal{"dup-abscissa.jdx", JCAMPFile::kDupOnAbscissa,
+                "Error in file 'dup-abscissa.jdx', line 10: Duplicate suppression count (DUP) "
+                "should be 1 for abscissa."},
+        Refusal{"no-spacing.jdx", JCAMPFile::kNoSpacing,
+                "Error in file 'no-spacing.jdx', line 3: Couldn't establish dx, either the "
+                "'##FIRSTX=' and/or '##LASTX=' labels are missing in the file, or the "
+                "'##DELTAX=' label."},
+        Refusal{"illegal-character.jdx", JCAMPFile::kIllegalCharacter,
+                "Error in file 'illegal-character.jdx', line 11: Found an illegal character on "
+                "line 11 while reading data from the file."}));
+
+TEST(JCAMPFileDamage, EveryTruncationIsReadOrRefusedWithAText) {
+    for (const char* name : {"bands-difdup.jdx", "link-two-axes.jdx", "points-missing.jdx"}) {
+        std::ifstream in(Fixture(name), std::ios::binary);
+        const std::string whole = (std::ostringstream() << in.rdbuf()).str();
+        const std::string path = ::testing::TempDir() + "jcamp-cut.jdx";
+        const size_t step = whole.size() > 4000 ? 7 : 1;
+        for (size_t cut = 0; cut < whole.size(); cut += step) {
+            std::ofstream(path, std::ios::binary) << whole.substr(0, cut);
+            JCAMPFile reader;
+            zmtest::RecordingSink sink;
+            const int code = zmtest::ReadAll(reader, path, sink);
+            if (code != 0)
+                EXPECT_FALSE(Message(reader).empty()) << name << " cut at " << cut;
+            else
+                EXPECT_LE(static_cast<int>(sink.cells.size()), sink.cols * sink.rows);
+        }
+    }
+}
+
+}  // namespace
