@@ -24,10 +24,10 @@ int ColumnSheet::Rows() const {
     return std::max(announcedRows, maxRow);
 }
 
-uint64_t* ColumnSheet::NewSlot(int col, int row) {
+bool ColumnSheet::MakeSlot(int col, int row) {
     if (col < 1 || row < 1 || col > kMaxColumns) {
         ++dropped;
-        return nullptr;
+        return false;
     }
     // What one entry of the column list costs, counted in slots against the allowance.
     constexpr size_t kSlotsPerColumn = sizeof(Column) / sizeof(uint64_t);
@@ -36,7 +36,7 @@ uint64_t* ColumnSheet::NewSlot(int col, int row) {
         const size_t added = (col - columns.size()) * kSlotsPerColumn;
         if (slotsHeld + added > allowance) {
             ++dropped;
-            return nullptr;
+            return false;
         }
         columns.resize(col);
         slotsHeld += added;
@@ -46,7 +46,7 @@ uint64_t* ColumnSheet::NewSlot(int col, int row) {
         const size_t added = row - slots.Size();
         if (slotsHeld + added > allowance) {
             ++dropped;
-            return nullptr;
+            return false;
         }
         // The first cell of a column makes room for the rows the reader announced, as
         // far as the allowance goes, so that the column is not copied as it grows.
@@ -55,10 +55,7 @@ uint64_t* ColumnSheet::NewSlot(int col, int row) {
         slots.Resize(row, kMissingSlot);
         slotsHeld += added;
     }
-    ++cellsStored;
-    maxCol = std::max(maxCol, col);
-    maxRow = std::max(maxRow, row);
-    return &slots[row - 1];
+    return true;
 }
 
 void ColumnSheet::SetNumber(int col, int row, double value) {

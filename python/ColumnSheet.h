@@ -77,28 +77,34 @@ class ColumnSheet {
 
     static bool IsText(uint64_t slot) { return (slot >> 48) == kTextTag; }
     uint64_t SlotAt(int col, int row) const;
-    // The slot of a cell, made when needed; null when the cell is dropped. Rows arrive
-    // mostly in order, so the slot exists or comes next in its column.
+    // The slot of a cell, made when needed; null when the cell is dropped.
     uint64_t* Slot(int col, int row) {
-        if (col >= 1 && static_cast<size_t>(col) <= columns.size() && row >= 1) {
-            zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
-            const size_t held = slots.Size();
-            if (static_cast<size_t>(row) <= held ||
-                (static_cast<size_t>(row) == held + 1 && held < slots.Capacity() &&
-                 slotsHeld < kFreeSlots + kSlotsPerCell * cellsStored)) {
-                if (static_cast<size_t>(row) > held) {
-                    slots.Push(kMissingSlot);
-                    ++slotsHeld;
-                }
-                ++cellsStored;
-                maxCol = std::max(maxCol, col);
-                maxRow = std::max(maxRow, row);
-                return &slots[row - 1];
-            }
-        }
-        return NewSlot(col, row);
+        if (!InPlace(col, row) && !MakeSlot(col, row))
+            return nullptr;
+        ++cellsStored;
+        maxCol = std::max(maxCol, col);
+        maxRow = std::max(maxRow, row);
+        return &columns[col - 1].slots[row - 1];
     }
-    uint64_t* NewSlot(int col, int row);
+    // Rows arrive mostly in order: true when the slot exists, or is the next of its
+    // column and fits what the column holds already (it is then added).
+    bool InPlace(int col, int row) {
+        if (col < 1 || static_cast<size_t>(col) > columns.size() || row < 1)
+            return false;
+        zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+        const size_t held = slots.Size();
+        if (static_cast<size_t>(row) <= held)
+            return true;
+        if (static_cast<size_t>(row) != held + 1 || held == slots.Capacity() ||
+            slotsHeld >= kFreeSlots + kSlotsPerCell * cellsStored)
+            return false;
+        slots.Push(kMissingSlot);
+        ++slotsHeld;
+        return true;
+    }
+    // Makes the columns and rows up to a cell within the allowance; false (the cell
+    // counted as dropped) when it lies outside the sheet or beyond the allowance.
+    bool MakeSlot(int col, int row);
     const char* StoreText(std::string_view text);
 
     std::vector<Column> columns;
