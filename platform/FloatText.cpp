@@ -46,10 +46,70 @@ bool RoundToSix(char* digits, int& count, int& exponent) {
     return true;
 }
 
+// Writes values from 1e-4 up to 1e6, the range "%g" writes without an exponent, by
+// exact arithmetic: the float times 10^(5 - exponent) is exact in a double (a 24-bit
+// significand times 5^9 at most needs 45 bits), so its integer part and remainder give
+// the six digits and the exact rounding, ties to even as printf rounds. Returns 0 when
+// the value lies outside that range and the general path must write it.
+size_t FixedG6(float value, char* out) {
+    static constexpr double kPowers[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+    static constexpr double kLimits[] = {1e-4, 1e-3, 1e-2, 1e-1, 1e0, 1e1, 1e2, 1e3, 1e4, 1e5};
+    const double magnitude = std::fabs(static_cast<double>(value));
+    if (!(magnitude >= 1e-4 && magnitude < 1e6))
+        return 0;
+    // The decimal exponent: the scaled value must have six digits before the point.
+    int exponent = 5;
+    while (exponent > -4 && magnitude < kLimits[exponent + 4])
+        --exponent;
+    const double scaled = magnitude * kPowers[5 - exponent];
+    unsigned number = static_cast<unsigned>(scaled);  // below 10^7: truncation is floor
+    const double rest = scaled - number;
+    if (rest > 0.5 || (rest == 0.5 && (number & 1) != 0))
+        ++number;
+    if (number >= 1000000) {  // rounded up to the next power of ten
+        number = 100000;
+        ++exponent;
+        if (exponent > 5)
+            return 0;
+    }
+    if (number < 100000)  // the exponent guess was off by one: let the general path decide
+        return 0;
+    char digits[6];
+    for (int i = 5; i >= 0; --i) {
+        digits[i] = static_cast<char>('0' + number % 10);
+        number /= 10;
+    }
+    int count = 6;
+    while (count > 1 && digits[count - 1] == '0')
+        --count;
+    char* q = out;
+    if (value < 0)
+        *q++ = '-';
+    if (exponent < 0) {
+        *q++ = '0';
+        *q++ = '.';
+        for (int i = -1; i > exponent; --i)
+            *q++ = '0';
+        std::memcpy(q, digits, count);
+        q += count;
+    } else {
+        for (int i = 0; i <= exponent; ++i)
+            *q++ = i < count ? digits[i] : '0';
+        if (count > exponent + 1) {
+            *q++ = '.';
+            std::memcpy(q, digits + exponent + 1, count - exponent - 1);
+            q += count - exponent - 1;
+        }
+    }
+    return Finish(out, q);
+}
+
 }  // namespace
 
 size_t FormatG6(float value, char* out) {
     constexpr int kPrecision = 6;
+    if (const size_t length = FixedG6(value, out))
+        return length;
     // Zero, infinities, NaN and subnormal floats (too coarse for the rounding rule)
     // go through the library's own six-digit conversion.
     if (!std::isnormal(value))

@@ -74,9 +74,10 @@ void AndiFileReader::SetNameRows(ReadSpreadSheetData* sink, bool includeX) {
     }
     Reset();
     int col = 3;
+    const bool keepAll = KeepsEveryPoint();
     for (long long i = 0; i < points_ && col <= numCols; ++i) {
         float x = GridPoint(i);
-        if (!IsValid(x))
+        if (!keepAll && !IsValid(x))
             continue;
         sink->Set(col, 1, Heading(x).text);
         if (includeX)
@@ -102,6 +103,14 @@ int AndiFileReader::ReadNetCDFFile(const zm::NetCDF& cdf, const FileInfo& file,
         chunk_.resize(count[0]);
         if (!cdf.Read(ordinate, start, count, chunk_.data()))
             return SetStatus(kAttributeError);
+        if (KeepsEveryPoint()) {
+            // Every point is a column: no grid position to test.
+            const size_t room = static_cast<size_t>(std::max(numCols - col + 1, 0));
+            const size_t last = std::min(count[0], room);
+            for (size_t i = 0; i < last; ++i)
+                sink->Set(col++, row, chunk_[i]);
+            continue;
+        }
         for (size_t i = 0; i < count[0]; ++i) {
             float x = GridPoint(static_cast<long long>(from + i));
             float y = chunk_[i];

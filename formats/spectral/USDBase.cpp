@@ -78,7 +78,7 @@ int USDBase::GetDefaults(float*, float*, int) {
 }
 
 int USDBase::FindInterval(float x) const {
-    if (includeAllValues || !startPoints || !endPoints)
+    if (KeepsEveryPoint())
         return kKeepAll;
     if (numberOfIncludedIntervals < 1)
         return kRejected;

@@ -77,4 +77,30 @@ TEST(FloatText, RetentionGridsAndRandomBitPatternsMatchPrintf) {
     }
 }
 
+TEST(FloatText, EveryDecadeWithoutExponentMatchesPrintf) {
+    // Runs of consecutive floats at each power of ten and at six-digit rounding ties
+    // (binary fractions whose seventh digit is an exact 5, e.g. 1.015625), then random
+    // floats spread evenly over the decades written without an exponent.
+    for (float start : {1e-4f, 1e-3f, 0.01f, 0.1f, 1.0f, 10.0f, 100.0f, 1000.0f, 1e4f, 1e5f, 1e6f,
+                        1.015625f, 2.0078125f, 0.00048828125f, 1234.5625f, 99999.95f}) {
+        float x = start;
+        for (int i = 0; i < 3000; ++i)
+            x = std::nextafter(x, 0.0f);
+        for (int i = 0; i < 6000; ++i, x = std::nextafter(x, 2e6f)) {
+            ASSERT_EQ(Ours(x), Printf(x)) << std::hexfloat << x;
+            ASSERT_EQ(Ours(-x), Printf(-x)) << std::hexfloat << -x;
+        }
+    }
+    std::mt19937 random(777);
+    std::uniform_real_distribution<float> decade(-4.5f, 6.5f);
+    for (int i = 0; i < 300000; ++i) {
+        const float x = std::pow(10.0f, decade(random));
+        ASSERT_EQ(Ours(x), Printf(x)) << std::hexfloat << x;
+    }
+    for (int i = 0; i < 1 << 16; ++i) {  // every multiple of 1/1024 below 64: many ties
+        const float x = static_cast<float>(i) / 1024.0f;
+        ASSERT_EQ(Ours(x), Printf(x)) << std::hexfloat << x;
+    }
+}
+
 }  // namespace
