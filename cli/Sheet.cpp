@@ -24,19 +24,37 @@ Cell* Sheet::Slot(int col, int row) {
         ++dropped;
         return nullptr;
     }
+    ++placed;
     if (cachedCells == nullptr || cachedRow != row) {
         if (cachedCells != nullptr)
             lastRowWidth = cachedCells->size();
         // Rows usually arrive in order: a new last row is inserted at the end directly.
         auto [it, inserted] = row > maxRow ? std::pair{rows.try_emplace(rows.end(), row), true}
                                            : rows.try_emplace(row);
-        if (inserted)
+        if (inserted && Affordable(lastRowWidth)) {
             it->second.reserve(lastRowWidth);
+            slots += it->second.capacity();
+        }
         cachedRow = row;
         cachedCells = &it->second;
     }
-    if (static_cast<size_t>(col) > cachedCells->size())
-        cachedCells->resize(col);
+    const size_t width = static_cast<size_t>(col);
+    const size_t capacity = cachedCells->capacity();
+    if (width > capacity) {
+        // Grow by doubling where the allowance permits, else to exactly the cell.
+        size_t grown = std::min(std::max(width, 2 * capacity), size_t{kMaxColumns});
+        if (!Affordable(grown - capacity))
+            grown = width;
+        if (!Affordable(grown - capacity)) {
+            --placed;
+            ++dropped;
+            return nullptr;
+        }
+        cachedCells->reserve(grown);
+        slots += cachedCells->capacity() - capacity;
+    }
+    if (width > cachedCells->size())
+        cachedCells->resize(width);
     maxCol = std::max(maxCol, col);
     maxRow = std::max(maxRow, row);
     return &(*cachedCells)[col - 1];

@@ -28,10 +28,18 @@ static_assert(sizeof(Cell) == 16, "a sheet holds millions of cells");
 
 // Rows are stored sparsely (a row exists once a cell of it arrives) and each row holds
 // its cells densely, so a reader that announces a huge table but delivers little costs
-// little. Cells right of kMaxColumns or at positions below 1 are dropped and counted.
+// little. Cells right of kMaxColumns or at positions below 1 are dropped and counted, and
+// so are cells that would make the rows hold more slots than the allowance below: a file
+// that places a few cells far to the right in many rows cannot make the sheet allocate
+// what their positions imply.
 class Sheet {
   public:
-    static constexpr int kMaxColumns = 1 << 20;
+    // A chromatogram of millions of points is one row of millions of columns.
+    static constexpr int kMaxColumns = 1 << 24;
+    // Slots the rows may hold in all before the relative rule applies (128 MiB of cells).
+    static constexpr size_t kFreeSlots = size_t{1} << 23;
+    // Beyond the free slots, at most this many slots per stored cell.
+    static constexpr size_t kSlotsPerCell = 64;
 
     Sheet() = default;
     // Not copied or moved: the row cache holds an iterator into `rows`.
@@ -77,6 +85,12 @@ class Sheet {
     int maxCol = 0;
     int maxRow = 0;
     long long dropped = 0;
+    // Cells placed so far and the slots (row capacities) they hold, for the allowance.
+    size_t placed = 0;
+    size_t slots = 0;
+    bool Affordable(size_t moreSlots) const {
+        return slots + moreSlots <= kFreeSlots + kSlotsPerCell * placed;
+    }
     // Rows usually arrive one after another; remembering the last keeps Set O(1).
     int cachedRow = 0;
     std::vector<Cell>* cachedCells = nullptr;

@@ -212,6 +212,29 @@ TEST(StreamSink, PrintsWhatTheStoredSheetPrintsOrFallsBack) {
 
 // Cell types, texts and numbers of the write source are checked by the conversions in
 // CommandsTest; the data origin only here.
+TEST(Sheet, KeepsLongRowsButNotFarScatteredCells) {
+    // A chromatogram of two million points is one row as wide: nothing of it is dropped.
+    Sheet wide;
+    for (int col = 1; col <= 2000000; ++col)
+        wide.SetFloat(col, 2, static_cast<float>(col));
+    EXPECT_EQ(wide.DroppedCells(), 0);
+    EXPECT_EQ(wide.Columns(), 2000000);
+    EXPECT_EQ(wide.At(2000000, 2)->f, 2000000.0f);
+
+    // One cell four million columns to the right in each of many rows would ask for four
+    // million slots per row: past the free slots, such cells are dropped, not allocated.
+    Sheet scattered;
+    for (int row = 1; row <= 200; ++row)
+        scattered.SetInteger(1 << 22, row, row);
+    EXPECT_EQ(scattered.DroppedCells(), 198);
+    EXPECT_EQ(scattered.At(1 << 22, 2)->i, 2);
+    EXPECT_EQ(scattered.At(1 << 22, 200), nullptr);
+    scattered.SetInteger(Sheet::kMaxColumns + 1, 1, 1);
+    EXPECT_EQ(scattered.DroppedCells(), 199);
+    scattered.SetInteger(1, 1, 5);  // a row already held takes cells on its left
+    EXPECT_EQ(scattered.At(1, 1)->i, 5);
+}
+
 TEST(SheetWriteSource, DataBeginsAfterARowAndAColumnOfNames) {
     Sheet sheet;
     sheet.SetText(2, 1, "x");
