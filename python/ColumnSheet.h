@@ -22,7 +22,8 @@ namespace zmpy {
 // look like a marker.
 class ColumnSheet {
   public:
-    static constexpr int kMaxColumns = 1 << 20;
+    // As wide as the command line's sheet: a long chromatogram is one row.
+    static constexpr int kMaxColumns = 1 << 24;
     // Slots kept in all before the relative rule applies (128 MiB of slots).
     static constexpr size_t kFreeSlots = size_t{1} << 24;
     // Beyond the free slots, the columns may hold at most this many slots per stored
