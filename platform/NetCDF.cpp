@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <memory>
 
+#include "platform/NetCDFHeader.h"
+
 namespace zm {
 
 namespace {
@@ -40,6 +42,9 @@ NetCDF::NetCDF(const std::string& path) {
     if (ec)
         return;
     fileSize_ = size;
+    // The library sizes its lists by the header's counts before reading them.
+    if (!ClassicHeaderFits(path, size))
+        return;
     int id = -1;
     if (nc_open(path.c_str(), NC_NOWRITE, &id) != NC_NOERR)
         return;

@@ -6,6 +6,9 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -15,6 +18,8 @@
 #include "platform/BinaryString.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
+#include "platform/NetCDF.h"
+#include "platform/NetCDFHeader.h"
 #include "platform/Translate.h"
 #include "tests/support/RecordingSink.h"
 
@@ -275,6 +280,45 @@ TEST(AndiFileReader, RefusesAHeaderCountingBillionsOfPointsAtOnce) {
     NetCDFFile reader;
     EXPECT_EQ(reader.Open(true, Fixture("aia_huge_dimension.cdf").c_str(), nullptr), 2084);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST(NetCDF, HeaderCountsMustFitTheFileBeforeTheLibraryOpensIt) {
+    const std::string scratch = ::testing::TempDir() + "zm-netcdf-header.cdf";
+    const auto write = [&](const std::string& bytes) {
+        std::ofstream(scratch, std::ios::binary) << bytes;
+        return zm::ClassicHeaderFits(scratch, bytes.size());
+    };
+    const auto be32 = [](uint32_t v) {
+        return std::string{char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+    };
+    // One variable "x" whose dimension list claims 926 million ids: the library would
+    // allocate 7 GB for it.
+    const std::string head = std::string("CDF\x01", 4) + be32(0) + be32(0) + be32(0) + be32(0) +
+                             be32(0) + be32(0x0B) + be32(1) + be32(1) + "x\0\0\0";
+    const std::string tail = be32(0) + be32(0) + be32(5) + be32(4) + be32(64) + be32(0);
+    EXPECT_TRUE(write(head + be32(0) + tail));
+    EXPECT_FALSE(write(head + be32(0x37306E73) + tail));
+    EXPECT_FALSE(zm::NetCDF(scratch).IsOpen());
+    // Two billion dimensions, and an attribute of two billion doubles.
+    EXPECT_FALSE(write(std::string("CDF\x02", 4) + be32(0) + be32(0x0A) + be32(0x7FFFFFFF)));
+    EXPECT_FALSE(write(std::string("CDF\x01", 4) + be32(0) + be32(0) + be32(0) + be32(0x0C) +
+                       be32(1) + be32(1) + "a\0\0\0" + be32(6) + be32(0x7FFFFFFF)));
+
+    // A real file passes whole and fails cut anywhere inside its header; files of other
+    // kinds are left to the library.
+    std::ifstream in(Fixture("aia_run1.cdf"), std::ios::binary);
+    const std::string whole((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_TRUE(write(whole));
+    size_t headerEnd = 0;
+    for (size_t cut = 4; cut < whole.size(); ++cut) {
+        if (write(whole.substr(0, cut))) {
+            headerEnd = cut;
+            break;
+        }
+    }
+    EXPECT_GT(headerEnd, 500u);  // the header is most of this small file
+    EXPECT_TRUE(zm::ClassicHeaderFits(Fixture("mva_double.nc"), 1));
+    std::remove(scratch.c_str());
 }
 
 TEST(AndiFileReader, SelectionDecidesWhichFilesAreChecked) {
