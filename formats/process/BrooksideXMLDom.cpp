@@ -163,23 +163,6 @@ bool StartsWithNoCase(const std::string& text, const char* prefix) {
 
 }  // namespace
 
-#if defined(__SANITIZE_ADDRESS__)
-#define ZM_LEAK_CHECKED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ZM_LEAK_CHECKED 1
-#endif
-#endif
-#ifdef ZM_LEAK_CHECKED
-// Debian's xerces-c 3.2.4 leaks one small declaration (about 140 bytes) per document whose
-// external DTD subset it scans: its fix of a use-after-free there gave up freeing it. The
-// leak checker of sanitizer builds is told so, and only of that one place.
-extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
-    return "leak:xercesc_3_2::IGXMLScanner::scanDocTypeDecl\n"
-           "leak:xercesc_3_2::XMLScanner::scanProlog\n";
-}
-#endif
-
 void BrooksideXML::Parse(XercesDOMParser& parser, InputSource& stream) {
     MyEntityResolver resolver;
     MyErrorHandler handler;
