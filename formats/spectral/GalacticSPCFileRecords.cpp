@@ -1,6 +1,7 @@
 // Galactic SPC files: main headers, sub-file headers and y values.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -158,12 +159,13 @@ int GalacticSPCFile::ReadNewHeader(std::FILE* file, const uint8_t* header, uint6
     record.subFiles = subFiles;
     record.spacing = points > 1 ? (last - first) / (static_cast<double>(points) - 1) : 0;
 
-    // The counts are the file's word: the file must hold every sub-file they promise
-    // before anything is allocated for them.
+    // The counts are the file's word: the file must hold every sub-file they promise,
+    // and at least one, before anything is allocated for them (the x row alone is as
+    // long as the point count says).
     const uint64_t arrayBytes = (flags & kFlagXArray) ? uint64_t{4} * points : 0;
     const uint64_t valueBytes = uint64_t{points} * (y32Bit_ ? 4 : 2);
     if (fileSize < kNewHeaderSize + arrayBytes ||
-        !Fits(static_cast<uint64_t>(subFiles), kSubHeaderSize + valueBytes,
+        !Fits(std::max<uint64_t>(static_cast<uint64_t>(subFiles), 1), kSubHeaderSize + valueBytes,
               fileSize - kNewHeaderSize - arrayBytes))
         return kNotSPCFile;
 
