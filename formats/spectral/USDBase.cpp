@@ -78,7 +78,7 @@ int USDBase::GetDefaults(float*, float*, int) {
 }
 
 int USDBase::FindInterval(float x) const {
-    if (includeAllValues || !startPoints || !endPoints)
+    if (KeepsEveryPoint())
         return kKeepAll;
     if (numberOfIncludedIntervals < 1)
         return kRejected;
@@ -152,7 +152,7 @@ void USDBase::Reset() {
 
 int USDBase::GetNumCol(int n, double first, double step) {
     Reset();
-    if (includeAllValues || !startPoints || !endPoints)
+    if (KeepsEveryPoint())
         return n > 0 ? n : 0;  // every point passes: no need to walk them
     int kept = 0;
     for (int i = 0; i < n; ++i) {
