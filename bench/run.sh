@@ -339,9 +339,6 @@ summary+=("$(awk -v o="$sink" -v p="$parse" 'BEGIN {
 summary+=("$(awk -v o="$ours" -v p="$theirs" 'BEGIN {
   printf "%-28s ours %7.3f s   spc-parser %7.3f s   %.2f x faster (CSV out vs parse only)",
     "SPC multi-file, process", o, p, p / o }')")
-summary+=("$(awk -v o="$ours" -v p="$parse" 'BEGIN {
-  printf "%-28s ours %7.3f s   spc-parser %7.3f s   %.2f x faster (target >= 5)",
-    "SPC end to end vs its parse", o, p, p / o }')")
 fi
 
 echo
