@@ -316,6 +316,31 @@ for kind in difdup affn singles; do
 done
 fi
 
+# --- SPC: one multi-file SPC of 10,000 sub-files x 1,000 float points, against spc-parser ---
+if want spc; then
+echo
+echo "== Galactic SPC, 10,000 sub-files x 1,000 points =="
+tools="$work/spc-tools"
+if [ ! -d "$tools/node_modules/spc-parser" ]; then
+  mkdir -p "$tools"
+  cp "$here/../tests/tools/spc/package.json" "$here/../tests/tools/spc/package-lock.json" "$tools/"
+  (cd "$tools" && npm ci --no-audit --no-fund > /dev/null)
+fi
+spc="$work/spc-10000x1000.spc"
+[ -f "$spc" ] || /usr/bin/python3 "$here/make_spc.py" "$spc"
+sink="$(best_seconds "$bin/bench_read" "GalacticSPC File" "$spc")"
+ours="$(wall_seconds "$bin/zmimport" read "$spc" -o /dev/null)"
+parse="$(NODE_PATH="$tools/node_modules" best_seconds node "$here/spcparser_read.js" "$spc")"
+theirs="$(NODE_PATH="$tools/node_modules" wall_seconds node "$here/spcparser_read.js" "$spc")"
+echo "into the sink $sink s (spc-parser's parse $parse s); zmimport read $ours s, node spc-parser $theirs s"
+summary+=("$(awk -v o="$sink" -v p="$parse" 'BEGIN {
+  printf "%-28s ours %7.3f s   spc-parser %7.3f s   %.2f x faster (target >= 5)",
+    "SPC multi-file, library", o, p, p / o }')")
+summary+=("$(awk -v o="$ours" -v p="$theirs" 'BEGIN {
+  printf "%-28s ours %7.3f s   spc-parser %7.3f s   %.2f x faster (CSV out vs parse only)",
+    "SPC multi-file, process", o, p, p / o }')")
+fi
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"

@@ -103,7 +103,6 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     int ReadSubHeaderInfo(std::FILE* file);
     // Reads and scales one sub-file's y values into values_.
     int ReadValues(std::FILE* file, int32_t count);
-    float DecodeValue(const uint8_t* bytes) const;
 
     int ReadSheet(ReadSpreadSheetData* sink);
     // Reads every header again, rebuilding the shared x array from the files kept.
@@ -140,6 +139,8 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     std::vector<float> columnX_;
     std::vector<float> values_;
     std::vector<uint8_t> bytes_;
+    static constexpr size_t kReadBufferSize = size_t{1} << 18;
+    std::unique_ptr<char[]> readBuffer_;  // the stream buffer of the file being read
 };
 
 // Registers the SPC format; recognises its files by the version byte and the extension.

@@ -58,12 +58,24 @@ float Narrow(double value) {
     return static_cast<float>(value);
 }
 
-// An integer y scaled by 2^-(bits - exponent), the division done in float.
-float Scale(double value, int bits, int exponent) {
-    const float divisor = Narrow(PowerOfTwo(bits - exponent));
-    if (divisor == 0)
-        return value == 0 ? 0.0f : std::copysign(INFINITY, static_cast<float>(value));
-    return static_cast<float>(value) / divisor;
+// Integer y values are divided by 2^(bits - exponent), the division done in float.
+float Divisor(int bits, int exponent) {
+    return Narrow(PowerOfTwo(bits - exponent));
+}
+
+// Scales n integers read by `load` from blocks of `width` bytes. A divisor that
+// underflowed to zero (old files have 16-bit exponents) gives signed infinities.
+template <typename Load>
+void ScaleAll(const uint8_t* in, size_t width, size_t n, float divisor, float* out, Load load) {
+    if (divisor == 0) {
+        for (size_t i = 0; i < n; ++i) {
+            const auto value = static_cast<float>(load(in + i * width));
+            out[i] = value == 0 ? 0.0f : std::copysign(INFINITY, value);
+        }
+        return;
+    }
+    for (size_t i = 0; i < n; ++i)
+        out[i] = static_cast<float>(load(in + i * width)) / divisor;
 }
 
 uint64_t FileSize(std::FILE* file) {
@@ -265,22 +277,6 @@ int GalacticSPCFile::ReadSubHeaderInfo(std::FILE* file) {
     return 0;
 }
 
-float GalacticSPCFile::DecodeValue(const uint8_t* bytes) const {
-    if (!y32Bit_) {
-        const auto value = static_cast<int16_t>(zm::LoadU16LE(bytes));
-        return Scale(value, 16, subExponent_);
-    }
-    if (subExponent_ == kFloatExponent)
-        return zm::LoadF32LE(bytes);
-    uint32_t raw = zm::LoadU32LE(bytes);
-    // Old files store the high 16-bit word first.
-    if (oldFormat_)
-        raw = (raw << 16) | (raw >> 16);
-    int32_t value;
-    std::memcpy(&value, &raw, sizeof value);
-    return Scale(value, 32, subExponent_);
-}
-
 int GalacticSPCFile::ReadValues(std::FILE* file, int32_t count) {
     const size_t width = y32Bit_ ? 4 : 2;
     const size_t n = count > 0 ? static_cast<size_t>(count) : 0;
@@ -289,7 +285,26 @@ int GalacticSPCFile::ReadValues(std::FILE* file, int32_t count) {
     if (!ReadExactly(file, bytes_.data(), bytes_.size()))
         return kNotSPCFile;
     values_.resize(n);
-    for (size_t i = 0; i < n; ++i)
-        values_[i] = DecodeValue(bytes_.data() + i * width);
+    // One loop per encoding: nothing is decided point by point.
+    const uint8_t* in = bytes_.data();
+    float* out = values_.data();
+    if (!y32Bit_) {
+        ScaleAll(in, 2, n, Divisor(16, subExponent_), out,
+                 [](const uint8_t* p) { return static_cast<int16_t>(zm::LoadU16LE(p)); });
+    } else if (subExponent_ == kFloatExponent) {
+        for (size_t i = 0; i < n; ++i)
+            out[i] = zm::LoadF32LE(in + 4 * i);
+    } else {
+        // Old files store the high 16-bit word first.
+        const bool swapWords = oldFormat_;
+        ScaleAll(in, 4, n, Divisor(32, subExponent_), out, [swapWords](const uint8_t* p) {
+            uint32_t raw = zm::LoadU32LE(p);
+            if (swapWords)
+                raw = (raw << 16) | (raw >> 16);
+            int32_t value;
+            std::memcpy(&value, &raw, sizeof value);
+            return value;
+        });
+    }
     return 0;
 }

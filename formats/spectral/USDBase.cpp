@@ -152,7 +152,7 @@ void USDBase::Reset() {
 
 int USDBase::GetNumCol(int n, double first, double step) {
     Reset();
-    if (includeAllValues || !startPoints || !endPoints)
+    if (KeepsEveryPoint())
         return n > 0 ? n : 0;  // every point passes: no need to walk them
     int kept = 0;
     for (int i = 0; i < n; ++i) {

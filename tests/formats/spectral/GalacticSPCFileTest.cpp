@@ -1,6 +1,8 @@
 // SPC reader: golden sheets, refusals, several files in one sheet, options and damage.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -15,6 +17,13 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+bool IsBigEndianHost() {
+    const uint16_t one = 1;
+    unsigned char first;
+    std::memcpy(&first, &one, 1);
+    return first == 0;
+}
 
 std::string Fixture(const std::string& name) {
     return std::string(ZM_TEST_DATA) + "/spc/" + name;
@@ -36,6 +45,33 @@ std::string Files(std::initializer_list<const char*> names) {
     for (const char* name : names)
         paths.push_back(Fixture(name));
     return zm::JoinFileNames(paths);
+}
+
+// Little-endian writers for files built in a test.
+template <typename T>
+void Put(std::string& out, T value) {
+    unsigned char bytes[sizeof value];
+    std::memcpy(bytes, &value, sizeof value);
+    for (size_t i = 0; i < sizeof value; ++i)
+        out += static_cast<char>(bytes[IsBigEndianHost() ? sizeof value - 1 - i : i]);
+}
+
+std::string NewHeader(uint8_t flags, uint32_t points, double first, double last, int32_t subs) {
+    std::string h;
+    Put<uint8_t>(h, flags);
+    Put<uint8_t>(h, 0x4B);
+    Put<uint8_t>(h, 0);
+    Put<int8_t>(h, -128);  // float y
+    Put(h, points);
+    Put(h, first);
+    Put(h, last);
+    Put(h, subs);
+    h.resize(512, '\0');
+    return h;
+}
+
+void WriteFile(const fs::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 // An options record holding a constraints text, as a host hands it over.
@@ -274,6 +310,82 @@ TEST(GalacticSPCFile, TruncatedCopiesAreRefusedOrReadInFull) {
             const int status = zmtest::ReadAll(reader, copy, sink);
             // Every cut leaves the file shorter than its header promises.
             EXPECT_TRUE(status == 2562 || status == 2564) << name << " cut at " << at;
+        }
+    }
+    fs::remove_all(dir);
+}
+
+TEST(GalacticSPCFile, BlocksAcrossTheReadBufferAndFilesOfFewerPointsReadInFull) {
+    // 80 sub-files of 1,000 float points (over 300 KB, more than one stream buffer), then
+    // a single spectrum on the same x axis with only 500 points; every point is kept.
+    const fs::path dir = fs::temp_directory_path() / ("zm-spc-big-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    std::string many = NewHeader(0x04, 1000, 1.0, 1000.0, 80);
+    for (int sub = 0; sub < 80; ++sub) {
+        std::string s(32, '\0');
+        s[1] = static_cast<char>(0x80);
+        many += s;
+        for (int i = 0; i < 1000; ++i)
+            Put(many, static_cast<float>(sub * 1000 + i));
+    }
+    std::string few = NewHeader(0x00, 500, 1.0, 500.0, 1) + std::string(32, '\0');
+    for (int i = 0; i < 500; ++i)
+        Put(few, static_cast<float>(-i));
+    WriteFile(dir / "many.spc", many);
+    WriteFile(dir / "few.spc", few);
+
+    GalacticSPCFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(
+        zmtest::ReadAll(
+            reader, zm::JoinFileNames({(dir / "many.spc").string(), (dir / "few.spc").string()}),
+            sink),
+        0)
+        << Message(reader);
+    ASSERT_EQ(sink.rows, 83);
+    ASSERT_EQ(sink.cols, 1003);
+    for (int sub = 0; sub < 80; ++sub) {
+        const int row = 3 + sub;
+        // The row number's digits grow from one to two in place.
+        EXPECT_EQ(sink.Text(2, row), "many_" + std::to_string(sub + 1));
+        for (int i = 0; i < 1000; ++i)
+            ASSERT_EQ(sink.Number(4 + i, row), sub * 1000 + i) << "sub-file " << sub;
+    }
+    EXPECT_EQ(sink.Text(2, 83), "few");
+    EXPECT_EQ(sink.Number(503, 83), -499);
+    EXPECT_EQ(sink.cells.count({83, 504}), 0u);
+    fs::remove_all(dir);
+}
+
+TEST(GalacticSPCFile, ExtremeExponentsScaleToInfinityOrZero) {
+    // Old files carry a 16-bit exponent: 2^(16 - 200) underflows float, so non-zero
+    // values become signed infinities; 2^(16 + 200) overflows, so they become zeros.
+    const fs::path dir = fs::temp_directory_path() / ("zm-spc-exp-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    for (const int16_t exponent : {200, -200}) {
+        std::string file;
+        Put<uint8_t>(file, 0x01);  // 16-bit y
+        Put<uint8_t>(file, 0x4D);
+        Put(file, exponent);
+        Put(file, 3.0f);
+        Put(file, 1.0f);
+        Put(file, 3.0f);
+        file.resize(256, '\0');
+        for (const int16_t y : {0, 5, -5})
+            Put(file, y);
+        const fs::path path = dir / "old.spc";
+        WriteFile(path, file);
+        GalacticSPCFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, path.string(), sink), 0) << Message(reader);
+        EXPECT_EQ(sink.Number(4, 3), 0.0);
+        EXPECT_FALSE(std::signbit(sink.Number(4, 3)));
+        if (exponent > 0) {
+            EXPECT_EQ(sink.Number(5, 3), INFINITY);
+            EXPECT_EQ(sink.Number(6, 3), -INFINITY);
+        } else {
+            EXPECT_EQ(sink.Number(5, 3), 0.0);
+            EXPECT_TRUE(std::signbit(sink.Number(6, 3)));
         }
     }
     fs::remove_all(dir);
