@@ -65,9 +65,6 @@ class ZMIMPORT_API USDBase {
     static bool GetUSDConstraintsFromString(const std::string& text, USDConstraints* constraints);
     static bool GetStringFromUSDConstraints(const USDConstraints* constraints, std::string& text);
 
-    // Whether every point passes IsValid unchanged, so callers may skip the test.
-    bool KeepsEveryPoint() const { return includeAllValues || !startPoints || !endPoints; }
-
     bool IncludeXAsAnObservation() const { return includeOrdinalValues; }
     void SetIncludeXAsAnObservation(bool include) { includeOrdinalValues = include; }
     bool IncludeAllObservations() const { return includeAllValues; }

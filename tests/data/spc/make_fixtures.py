@@ -203,6 +203,8 @@ def refused():
           bytes(16))
     write("huge-sub-file-count.spc", main_header(0x04, 0, 2, 1.0, 2.0, 0x7FFFFFFF) +
           sub_header() + bytes(8))
+    write("no-sub-files-huge-point-count.spc",
+          main_header(0x04, 0, 0x10000000, 1.0, 2.0, 0) + bytes(64))
     write("negative-sub-file-count.spc", main_header(0x04, 0, 2, 1.0, 2.0, -1) + bytes(40))
     write("huge-old-point-count.spc", old_header(0, 0, 3e9, 1.0, 2.0) + bytes(12))
     write("cut-in-data.spc", main_header(0, 0, 8, 1.0, 8.0) + sub_header() + bytes(20))

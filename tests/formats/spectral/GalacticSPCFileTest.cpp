@@ -124,6 +124,7 @@ TEST(GalacticSPCFile, RefusesWhatItCannotReadWithItsOwnCode) {
         {"huge-point-count.spc", 2562},
         {"unsigned-point-count.spc", 2562},
         {"huge-sub-file-count.spc", 2562},
+        {"no-sub-files-huge-point-count.spc", 2562},
         {"negative-sub-file-count.spc", 2562},
         {"huge-old-point-count.spc", 2562},
         {"cut-in-data.spc", 2562},
