@@ -2,6 +2,7 @@
 #include "formats/spectral/BrimroseFile.h"
 
 #include <algorithm>
+#include <charconv>
 #include <ctime>
 #include <new>
 #include <string>
@@ -184,9 +185,16 @@ int BrimroseFile::ReadSheet(ReadSpreadSheetData* sink) {
 void BrimroseFile::SetNameRow(ReadSpreadSheetData* sink) {
     sink->Set(1, 1, zm::Translate("Short for Sample Number", "SampleNo").c_str());
     sink->Set(2, 1, "DateTime");
+    // "w" and the wavelength rounded to a whole number as "%1.0f" writes it (the exact
+    // value rounded, ties to even), without a formatter object per column.
+    char heading[400] = {'w'};
     for (int col = 3; col <= numCols; ++col) {
         const float wavelength = static_cast<float>(col - 3) * increment_ + firstWavelength_;
-        sink->Set(col, 1, zm::FormatMessage("w%1.0f", wavelength).c_str());
+        const auto written =
+            std::to_chars(heading + 1, heading + sizeof heading - 1,
+                          static_cast<double>(wavelength), std::chars_format::fixed, 0);
+        *written.ptr = '\0';
+        sink->Set(col, 1, heading);
     }
 }
 
