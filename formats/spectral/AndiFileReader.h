@@ -100,6 +100,8 @@ class ZMIMPORT_API AndiFileReader : public SpreadsheetFile, public USDBase {
     int EstablishSize() override;
     int ReadSheet(ReadSpreadSheetData* sink);
     void SetNameRows(ReadSpreadSheetData* sink, bool includeX);
+    // One row of the grid points kept: their "t" headings, or their retention times.
+    void SetGridRow(ReadSpreadSheetData* sink, int row, bool headings);
     const FileInfo* FirstSelected() const;
     // The retention time of grid point i, the same way GetNumCol works it out.
     float GridPoint(long long i) const;

@@ -66,22 +66,30 @@ int AndiFileReader::ReadSheet(ReadSpreadSheetData* sink) {
 void AndiFileReader::SetNameRows(ReadSpreadSheetData* sink, bool includeX) {
     sink->Set(1, 1, zm::Translate("Primary ID").c_str());
     sink->Set(2, 1, zm::Translate("Name").c_str());
+    SetGridRow(sink, 1, true);
     if (includeX) {
+        // The second row after the first, so that a sink printing rows as they come
+        // never has to go back.
         sink->Set(1, 2, 1);
         const std::string heading =
             zm::FormatMessage(zm::Translate("Retention Time(%1%)"), retentionUnit_);
         sink->Set(2, 2, heading.c_str());
+        SetGridRow(sink, 2, false);
     }
+}
+
+void AndiFileReader::SetGridRow(ReadSpreadSheetData* sink, int row, bool headings) {
     Reset();
-    int col = 3;
     const bool keepAll = KeepsEveryPoint();
+    int col = 3;
     for (long long i = 0; i < points_ && col <= numCols; ++i) {
         float x = GridPoint(i);
         if (!keepAll && !IsValid(x))
             continue;
-        sink->Set(col, 1, Heading(x).text);
-        if (includeX)
-            sink->Set(col, 2, x);
+        if (headings)
+            sink->Set(col, row, Heading(x).text);
+        else
+            sink->Set(col, row, x);
         ++col;
     }
 }

@@ -137,6 +137,8 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
 
     // The x of every column position, and the y values of the sub-file being read.
     std::vector<float> columnX_;
+    // The x values of the columns kept, as the name rows show them.
+    std::vector<float> keptX_;
     std::vector<float> values_;
     std::vector<uint8_t> bytes_;
     static constexpr size_t kReadBufferSize = size_t{1} << 18;

@@ -6,6 +6,7 @@
 
 #include "formats/spectral/GalacticSPCFile.h"
 #include "platform/FileNames.h"
+#include "platform/FloatText.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -239,28 +240,36 @@ std::string GalacticSPCFile::ZHeading() const {
 }
 
 void GalacticSPCFile::SetNameRows(ReadSpreadSheetData* sink, bool includeX) {
-    sink->Set(1, 1, zm::Translate("Primary ID").c_str());
-    sink->Set(2, 1, zm::Translate("Name").c_str());
-    sink->Set(3, 1, ZHeading().c_str());
-    if (includeX) {
-        sink->Set(1, 2, 1);
-        sink->Set(2, 2, xLabel_.c_str());
-    }
+    // The kept x values first, so that each name row goes out left to right in one pass
+    // and a sink printing rows as they come never has to go back.
+    keptX_.clear();
     Reset();
-    int col = 4;
     for (float x : columnX_) {
         if (!IsValid(x))
             continue;
-        if (col <= numCols) {
-            if (includeX) {
-                sink->Set(col, 1, zm::FormatMessage("t %1%", x).c_str());
-                sink->Set(col, 2, x);
-            } else {
-                sink->Set(col, 1, x);
-            }
-        }
-        ++col;
+        if (static_cast<int>(keptX_.size()) + 4 > numCols)
+            break;
+        keptX_.push_back(x);
     }
+    sink->Set(1, 1, zm::Translate("Primary ID").c_str());
+    sink->Set(2, 1, zm::Translate("Name").c_str());
+    sink->Set(3, 1, ZHeading().c_str());
+    int col = 4;
+    if (!includeX) {
+        for (float x : keptX_)
+            sink->Set(col++, 1, x);
+        return;
+    }
+    char heading[40] = {'t', ' '};
+    for (float x : keptX_) {
+        zm::FormatG6(x, heading + 2);
+        sink->Set(col++, 1, heading);
+    }
+    sink->Set(1, 2, 1);
+    sink->Set(2, 2, xLabel_.c_str());
+    col = 4;
+    for (float x : keptX_)
+        sink->Set(col++, 2, x);
 }
 
 int GalacticSPCFile::SetFileRows(ReadSpreadSheetData* sink, const FileRecord& record, int& row) {
