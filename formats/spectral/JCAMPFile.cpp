@@ -1,13 +1,17 @@
 // JCAMP-DX files: opening, block choice, options, sizing, messages and the factory.
 #include "formats/spectral/JCAMPFile.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -51,6 +55,8 @@ JCAMPFile::~JCAMPFile() = default;
 
 void JCAMPFile::Close() {
     files_.clear();
+    text_ = zm::RawArray<char>();
+    values_ = zm::RawArray<double>();
     blocks_.clear();
     scanned_.clear();
     openBlocks_.clear();
@@ -82,26 +88,63 @@ int JCAMPFile::Open(bool readMode, const char* file, ZmImportOpenOptions* option
     }
 }
 
+namespace {
+
+// A regular file's size, or -1.
+long long RegularFileSize(const std::string& name) {
+    struct stat info;
+    if (::stat(name.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return -1;
+    return static_cast<long long>(info.st_size);
+}
+
+// Appends a whole regular file to `text`; false when it cannot be read whole.
+bool AppendFile(const std::string& name, zm::RawArray<char>& text) {
+    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat info;
+    bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size >= 0;
+    if (ok) {
+        const size_t size = static_cast<size_t>(info.st_size);
+        const size_t start = text.Size();
+        text.Resize(start + size, '\0');
+        size_t got = 0;
+        while (got < size) {
+            const ssize_t n = ::read(fd, &text[start + got], size - got);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                break;
+            got += static_cast<size_t>(n);
+        }
+        ok = got == size;
+        text.Truncate(start + got);
+    }
+    ::close(fd);
+    return ok;
+}
+
+}  // namespace
+
 int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
     const std::vector<std::string> list = zm::SplitFileNames(names != nullptr ? names : "");
+    // Room for every file's text at once: one buffer that never moves while it fills.
+    size_t total = 0;
     for (const std::string& name : list) {
-        files_.push_back({name, std::string()});
+        files_.push_back({name, 0, 0});
+        total += static_cast<size_t>(std::max(RegularFileSize(name), 0LL));
+    }
+    try {
+        text_.Reserve(total);
+    } catch (const std::bad_alloc&) {
+        // Sizes past what memory holds: each file then fails on its own, in its turn.
     }
     for (size_t i = 0; i < files_.size(); ++i) {
-        std::error_code ec;
-        std::ifstream in;
-        if (std::filesystem::is_regular_file(files_[i].name, ec))
-            in.open(files_[i].name, std::ios::binary);
-        if (!in)
+        files_[i].offset = text_.Size();
+        if (!AppendFile(files_[i].name, text_))
             return SetStatus(kOpenFailed);
-        in.seekg(0, std::ios::end);
-        const std::streamoff size = in.tellg();
-        in.seekg(0, std::ios::beg);
-        if (size < 0)
-            return SetStatus(kOpenFailed);
-        files_[i].text.resize(static_cast<size_t>(size));
-        if (!in.read(files_[i].text.data(), size))
-            return SetStatus(kOpenFailed);
+        files_[i].size = text_.Size() - files_[i].offset;
         if (CheckFile(static_cast<int>(i)) != 0)
             return status;
     }

@@ -1,7 +1,9 @@
 // JCAMP-DX files: values (AFFN, PAC, SQZ, DIF, DUP) and the data of the selected blocks.
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "formats/spectral/JCAMPFile.h"
@@ -33,6 +35,123 @@ size_t MostValues(size_t textBytes, int32_t announced) {
     const size_t fromText = std::min(textBytes, kMostAnnounced);
     const size_t fromLabel = announced > 0 ? std::min<size_t>(announced, kMostAnnounced) : 0;
     return std::max(fromText, fromLabel) + 1024;
+}
+
+// Powers of ten a double holds exactly.
+constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+constexpr int kMostExactDigits = 15;
+
+// The values nearly every data line is made of, decoded in one pass over the bytes: a
+// squeezed or difference digit or a plain number, its further digits and decimals, a
+// repeat count. Whatever else comes (a missing value, an exponent, more than 15 digits,
+// a point without decimals, a character out of place) is left to ReadNextValue:
+// false, with `pos` where it was. Up to 15 digits are an integer a double holds
+// exactly, and so is 10^15, so one division rounds to the very double that parsing the
+// number's text gives.
+[[gnu::always_inline]] inline bool ReadCommonValue(std::string_view line, size_t& pos,
+                                                   double& value, int& count) {
+    const char* text = line.data();
+    const size_t size = line.size();
+    size_t p = pos;
+    while (p < size && IsBlank(text[p]))
+        ++p;
+    if (p >= size) {
+        pos = p;
+        value = 0;
+        count = 0;
+        return true;
+    }
+    const char c = text[p];
+    uint64_t digits = 0;
+    int length = 0;  // digits read
+    bool negative = false;
+    bool difference = false;
+    if (IsDigit(c)) {
+        // read below
+    } else if (c >= 'A' && c <= 'I') {
+        digits = static_cast<uint64_t>(c - 'A' + 1);
+    } else if (c >= 'J' && c <= 'R') {
+        digits = static_cast<uint64_t>(c - 'J' + 1);
+        difference = true;
+    } else if (c >= 'a' && c <= 'i') {
+        digits = static_cast<uint64_t>(c - 'a' + 1);
+        negative = true;
+    } else if (c >= 'j' && c <= 'r') {
+        digits = static_cast<uint64_t>(c - 'j' + 1);
+        negative = difference = true;
+    } else if (c == '@') {
+        digits = 0;
+    } else if (c == '%') {
+        difference = true;
+    } else if ((c == '-' || c == '+') && p + 1 < size && IsDigit(text[p + 1])) {
+        negative = c == '-';
+        length = -1;  // the sign is no digit
+    } else {
+        return false;
+    }
+    if (!IsDigit(c)) {
+        ++p;
+        ++length;
+    }
+    while (p < size && IsDigit(text[p])) {
+        if (++length > kMostExactDigits)
+            return false;
+        digits = digits * 10 + static_cast<uint64_t>(text[p] - '0');
+        ++p;
+    }
+    int decimals = 0;
+    if (p < size && (text[p] == '.' || text[p] == ',')) {
+        ++p;
+        while (p < size && IsDigit(text[p])) {
+            if (++length > kMostExactDigits)
+                return false;
+            digits = digits * 10 + static_cast<uint64_t>(text[p] - '0');
+            ++decimals;
+            ++p;
+        }
+        if (decimals == 0)
+            return false;
+    }
+    if (length <= 0)
+        return false;
+    count = 1;
+    if (p < size && IsDupCharacter(text[p])) {
+        long long repeat = text[p] == 's' ? 9 : text[p] - 'S' + 1;
+        ++p;
+        while (p < size && IsDigit(text[p])) {
+            repeat = std::min<long long>(repeat * 10 + (text[p] - '0'), INT32_MAX);
+            ++p;
+        }
+        if (p < size && IsDupCharacter(text[p]))
+            return false;
+        count = static_cast<int>(repeat);
+    } else if (p + 2 < size && (text[p] == 'E' || text[p] == 'e') &&
+               (text[p + 1] == '+' || text[p + 1] == '-') && IsDigit(text[p + 2])) {
+        return false;
+    }
+    double number = static_cast<double>(digits);
+    if (decimals > 0)
+        number /= kPowersOfTen[decimals];
+    value = negative ? -number : number;
+    if (difference)
+        count = -count;
+    while (p < size && IsBlank(text[p]))
+        ++p;
+    if (p < size && (text[p] == ';' || text[p] == ','))
+        ++p;
+    pos = p;
+    return true;
+}
+
+// The next value of an ordinate line, by the quick road where it applies.
+[[gnu::always_inline]] inline int NextOrdinateValue(std::string_view line, size_t& pos,
+                                                    double& value, int& count, bool& missing) {
+    if (ReadCommonValue(line, pos, value, count)) {
+        missing = false;
+        return 0;
+    }
+    return JCAMPFile::ReadNextValue(line, pos, value, count, missing, false);
 }
 
 enum Warning { kNoWarning = 0, kYCheckFailed = 1, kMoreValues = 2, kFewerValues = 3 };
@@ -198,6 +317,7 @@ void JCAMPFile::SetWarning(int kind, long long a, long long b) {
 
 int JCAMPFile::DecodeSelection() {
     series_.clear();
+    values_.Truncate(0);
     for (size_t b = 0; b < blocks_.size(); ++b) {
         Block& block = blocks_[b];
         if (!block.selected)
@@ -206,14 +326,15 @@ int JCAMPFile::DecodeSelection() {
             Series series;
             series.block = static_cast<int>(b);
             series.page = static_cast<int>(p);
+            series.offset = values_.Size();
             currentFile_ = block.file;
             blockIndex_ = static_cast<int>(b);
             lineNumber_ = block.pages[p].line;
             const int code = DecodePage(block, block.pages[p], series);
             if (code != 0)
                 return code;
-            block.pages[p].points = static_cast<int32_t>(series.y.size());
-            valuesRead_ += static_cast<long long>(series.y.size());
+            block.pages[p].points = static_cast<int32_t>(series.count);
+            valuesRead_ += static_cast<long long>(series.count);
             series_.push_back(std::move(series));
         }
     }
@@ -228,7 +349,8 @@ int JCAMPFile::DecodePage(const Block& block, const Page& page, Series& series) 
                                                    : Fail(kNoValidData);
     if (code != 0)
         return code;
-    if (series.y.empty())
+    series.count = values_.Size() - series.offset;
+    if (series.count == 0)
         return Fail(kNoValidData);
     return 0;
 }
@@ -237,10 +359,11 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
     if (!(block.hasFirstX && block.hasLastX) &&
         !(block.hasDeltaX && (block.hasFirstX || block.hasLastX)))
         return Fail(kNoSpacing);
-    const std::string& text = files_[static_cast<size_t>(block.file)].text;
+    const std::string_view text = Text(block.file);
     const size_t most = MostValues(text.size() - page.position, block.numPoints);
-    std::vector<double>& y = series.y;
-    y.reserve(std::min<size_t>(block.numPoints > 0 ? block.numPoints : 0, most));
+    zm::RawArray<double>& y = values_;
+    const size_t start = y.Size();
+    y.Reserve(start + std::min<size_t>(block.numPoints > 0 ? block.numPoints : 0, most));
 
     size_t pos = page.position;
     int line = page.line - 1;
@@ -259,7 +382,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         double value = 0;
         int count = 0;
         bool missing = false;
-        int code = ReadNextValue(data, at, value, count, missing, false);
+        int code = NextOrdinateValue(data, at, value, count, missing);
         if (code != 0)
             return Fail(code);
         if (count == 0)
@@ -269,7 +392,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         bool firstOrdinate = true;
         bool endsWithDifference = lineEndedWithDifference;
         while (true) {
-            code = ReadNextValue(data, at, value, count, missing, false);
+            code = NextOrdinateValue(data, at, value, count, missing);
             if (code != 0)
                 return Fail(code);
             if (count == 0)
@@ -282,7 +405,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                     return Fail(kDupFirstOrdinate);
                 if (count == 1) {
                     // The y check: the line repeats the last ordinate of the line before.
-                    if (missing || y.empty() || !zm::SpectralValuesEqual(value, previous)) {
+                    if (missing || y.Size() == start || !zm::SpectralValuesEqual(value, previous)) {
                         SetWarning(kYCheckFailed, line);
                         stopped = true;
                         break;
@@ -292,17 +415,17 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                 }
             }
             const size_t n = static_cast<size_t>(count < 0 ? -count : count);
-            if (n > most - y.size())
+            if (n > most - (y.Size() - start))
                 return Fail(kReadError);
             if (count > 0) {
-                y.insert(y.end(), n, value);
+                y.Resize(y.Size() + n, value);
                 if (!missing)
                     previous = value;
                 endsWithDifference = false;
             } else {
                 for (size_t k = 0; k < n; ++k) {
                     previous += value;
-                    y.push_back(previous);
+                    y.Push(previous);
                 }
                 endsWithDifference = true;
             }
@@ -310,7 +433,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         lineEndedWithDifference = endsWithDifference;
     }
 
-    const size_t n = y.size();
+    const size_t n = y.Size() - start;
     if (n == 0)
         return Fail(kNoValidData);
     double first = block.firstX;
@@ -325,8 +448,8 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
     series.even = true;
     series.first = first;
     series.step = step;
-    for (double& value : y)
-        value *= block.yFactor;
+    for (size_t i = start; i < y.Size(); ++i)
+        y[i] *= block.yFactor;
     if (block.numPoints > 0 && n > static_cast<size_t>(block.numPoints))
         SetWarning(kMoreValues);
     else if (block.numPoints > 0 && n < static_cast<size_t>(block.numPoints))
@@ -335,8 +458,9 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
 }
 
 int JCAMPFile::ReadPeakTable(const Block& block, const Page& page, Series& series) {
-    const std::string& text = files_[static_cast<size_t>(block.file)].text;
+    const std::string_view text = Text(block.file);
     const size_t most = MostValues(text.size() - page.position, block.numPoints);
+    const size_t start = values_.Size();
     size_t pos = page.position;
     int line = page.line - 1;
     bool haveX = false;
@@ -364,10 +488,10 @@ int JCAMPFile::ReadPeakTable(const Block& block, const Page& page, Series& serie
                 haveX = true;
                 continue;
             }
-            if (series.y.size() >= most)
+            if (values_.Size() - start >= most)
                 return Fail(kReadError);
             series.x.push_back(x);
-            series.y.push_back(value * block.yFactor);
+            values_.Push(value * block.yFactor);
             haveX = false;
         }
     }
