@@ -318,6 +318,15 @@ void JCAMPFile::SetWarning(int kind, long long a, long long b) {
 int JCAMPFile::DecodeSelection() {
     series_.clear();
     values_.Truncate(0);
+    // Room for the announced points of every selected page at once, so the buffer is
+    // one mapping of huge pages from the start rather than grown page by page; what
+    // the labels claim is believed up to two values per byte of text.
+    size_t announced = 0;
+    for (const Block& block : blocks_) {
+        if (block.selected && block.numPoints > 0)
+            announced += block.pages.size() * std::min<size_t>(block.numPoints, kMostAnnounced);
+    }
+    values_.Reserve(std::min(announced, 2 * text_.Size() + 1024));
     for (size_t b = 0; b < blocks_.size(); ++b) {
         Block& block = blocks_[b];
         if (!block.selected)
@@ -363,7 +372,6 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
     const size_t most = MostValues(text.size() - page.position, block.numPoints);
     zm::RawArray<double>& y = values_;
     const size_t start = y.Size();
-    y.Reserve(start + std::min<size_t>(block.numPoints > 0 ? block.numPoints : 0, most));
 
     size_t pos = page.position;
     int line = page.line - 1;
