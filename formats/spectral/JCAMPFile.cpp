@@ -136,7 +136,7 @@ int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
         total += static_cast<size_t>(std::max(RegularFileSize(name), 0LL));
     }
     try {
-        text_.Reserve(total);
+        text_.Reserve(zm::jcamp::WholeHugePages(total, 1));
     } catch (const std::bad_alloc&) {
         // Sizes past what memory holds: each file then fails on its own, in its turn.
     }

@@ -326,7 +326,8 @@ int JCAMPFile::DecodeSelection() {
         if (block.selected && block.numPoints > 0)
             announced += block.pages.size() * std::min<size_t>(block.numPoints, kMostAnnounced);
     }
-    values_.Reserve(std::min(announced, 2 * text_.Size() + 1024));
+    values_.Reserve(
+        zm::jcamp::WholeHugePages(std::min(announced, 2 * text_.Size() + 1024), sizeof(double)));
     for (size_t b = 0; b < blocks_.size(); ++b) {
         Block& block = blocks_[b];
         if (!block.selected)

@@ -74,6 +74,18 @@ inline std::string Keyword(std::string_view value) {
     return out;
 }
 
+// `count` items of `itemBytes` rounded up to fill whole 2 MiB pages once they take
+// 1 MiB or more: a buffer that ends inside a huge page gets its last part in 4 KiB
+// pages, one page fault each.
+inline size_t WholeHugePages(size_t count, size_t itemBytes) {
+    constexpr size_t kHugePage = size_t{2} << 20;
+    if (count >= (size_t{1} << 20) / itemBytes && count < SIZE_MAX / itemBytes - kHugePage) {
+        const size_t bytes = (count * itemBytes + kHugePage - 1) & ~(kHugePage - 1);
+        return bytes / itemBytes;
+    }
+    return count;
+}
+
 // The first line end (LF or CR) in [p, end), or `end`. Eight bytes at a time: data
 // lines are long runs of value characters between rare line ends.
 inline const char* FindLineEnd(const char* p, const char* end) {
