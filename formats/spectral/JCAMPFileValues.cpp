@@ -49,98 +49,128 @@ constexpr int kMostExactDigits = 15;
 // false, with `pos` where it was. Up to 15 digits are an integer a double holds
 // exactly, and so is 10^15, so one division rounds to the very double that parsing the
 // number's text gives.
+// What a character can be in an ordinate line, for ReadCommonValue: a digit, the
+// first character of a squeezed (SQZ) or difference (DIF) value with its digit and
+// sign, a sign, a repeat count (DUP) or a blank.
+enum CharKind : uint8_t {
+    kDigitChar = 1,
+    kLeadChar = 2,      // @ A-I a-i % J-R j-r
+    kNegativeLead = 4,  // a-i j-r
+    kDifferenceLead = 8,
+    kSignChar = 16,
+    kDupChar = 32,
+    kBlankChar = 64,
+};
+
+struct CharClass {
+    uint8_t kind = 0;
+    uint8_t digit = 0;
+};
+
+struct CharTable {
+    CharClass of[256];
+    constexpr CharTable() {
+        for (int c = '0'; c <= '9'; ++c)
+            of[c] = {kDigitChar, static_cast<uint8_t>(c - '0')};
+        of[static_cast<int>('@')] = {kLeadChar, 0};
+        of[static_cast<int>('%')] = {kLeadChar | kDifferenceLead, 0};
+        for (int d = 1; d <= 9; ++d) {
+            const uint8_t digit = static_cast<uint8_t>(d);
+            of['A' + d - 1] = {kLeadChar, digit};
+            of['a' + d - 1] = {kLeadChar | kNegativeLead, digit};
+            of['J' + d - 1] = {kLeadChar | kDifferenceLead, digit};
+            of['j' + d - 1] = {kLeadChar | kDifferenceLead | kNegativeLead, digit};
+        }
+        for (int c = 'S'; c <= 'Z'; ++c)
+            of[c] = {kDupChar, static_cast<uint8_t>(c - 'S' + 1)};
+        of[static_cast<int>('s')] = {kDupChar, 9};
+        of[static_cast<int>('+')] = {kSignChar, 0};
+        of[static_cast<int>('-')] = {kSignChar, 0};
+        for (char c : {' ', '\t', '\v', '\f'})
+            of[static_cast<unsigned char>(c)] = {kBlankChar, 0};
+    }
+    const CharClass& operator[](char c) const { return of[static_cast<unsigned char>(c)]; }
+};
+
+constexpr CharTable kChars;
+
 [[gnu::always_inline]] inline bool ReadCommonValue(std::string_view line, size_t& pos,
                                                    double& value, int& count) {
-    const char* text = line.data();
-    const size_t size = line.size();
-    size_t p = pos;
-    while (p < size && IsBlank(text[p]))
+    const char* const begin = line.data();
+    const char* const end = begin + line.size();
+    const char* p = begin + pos;
+    while (p < end && (kChars[*p].kind & kBlankChar))
         ++p;
-    if (p >= size) {
-        pos = p;
+    if (p == end) {
+        pos = line.size();
         value = 0;
         count = 0;
         return true;
     }
-    const char c = text[p];
-    uint64_t digits = 0;
+    const CharClass lead = kChars[*p];
+    uint64_t digits = lead.digit;
     int length = 0;  // digits read
-    bool negative = false;
-    bool difference = false;
-    if (IsDigit(c)) {
-        // read below
-    } else if (c >= 'A' && c <= 'I') {
-        digits = static_cast<uint64_t>(c - 'A' + 1);
-    } else if (c >= 'J' && c <= 'R') {
-        digits = static_cast<uint64_t>(c - 'J' + 1);
-        difference = true;
-    } else if (c >= 'a' && c <= 'i') {
-        digits = static_cast<uint64_t>(c - 'a' + 1);
-        negative = true;
-    } else if (c >= 'j' && c <= 'r') {
-        digits = static_cast<uint64_t>(c - 'j' + 1);
-        negative = difference = true;
-    } else if (c == '@') {
-        digits = 0;
-    } else if (c == '%') {
-        difference = true;
-    } else if ((c == '-' || c == '+') && p + 1 < size && IsDigit(text[p + 1])) {
-        negative = c == '-';
-        length = -1;  // the sign is no digit
-    } else {
-        return false;
-    }
-    if (!IsDigit(c)) {
+    bool negative = (lead.kind & kNegativeLead) != 0;
+    if (lead.kind & kLeadChar) {
         ++p;
-        ++length;
+        length = 1;
+    } else if (lead.kind & kSignChar) {
+        if (p + 1 == end || !(kChars[p[1]].kind & kDigitChar))
+            return false;
+        negative = *p == '-';
+        ++p;
+    } else if (!(lead.kind & kDigitChar)) {
+        return false;
+    } else {
+        digits = 0;
     }
-    while (p < size && IsDigit(text[p])) {
+    CharClass next;
+    while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
         if (++length > kMostExactDigits)
             return false;
-        digits = digits * 10 + static_cast<uint64_t>(text[p] - '0');
+        digits = digits * 10 + next.digit;
         ++p;
     }
     int decimals = 0;
-    if (p < size && (text[p] == '.' || text[p] == ',')) {
+    if (p < end && (*p == '.' || *p == ',')) {
         ++p;
-        while (p < size && IsDigit(text[p])) {
+        while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
             if (++length > kMostExactDigits)
                 return false;
-            digits = digits * 10 + static_cast<uint64_t>(text[p] - '0');
+            digits = digits * 10 + next.digit;
             ++decimals;
             ++p;
         }
         if (decimals == 0)
             return false;
     }
-    if (length <= 0)
+    if (length == 0)
         return false;
-    count = 1;
-    if (p < size && IsDupCharacter(text[p])) {
-        long long repeat = text[p] == 's' ? 9 : text[p] - 'S' + 1;
+    int repeat = 1;
+    if (p < end && (kChars[*p].kind & kDupChar)) {
+        long long n = kChars[*p].digit;
         ++p;
-        while (p < size && IsDigit(text[p])) {
-            repeat = std::min<long long>(repeat * 10 + (text[p] - '0'), INT32_MAX);
+        while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
+            n = std::min<long long>(n * 10 + next.digit, INT32_MAX);
             ++p;
         }
-        if (p < size && IsDupCharacter(text[p]))
+        if (p < end && (kChars[*p].kind & kDupChar))
             return false;
-        count = static_cast<int>(repeat);
-    } else if (p + 2 < size && (text[p] == 'E' || text[p] == 'e') &&
-               (text[p + 1] == '+' || text[p + 1] == '-') && IsDigit(text[p + 2])) {
-        return false;
+        repeat = static_cast<int>(n);
+    } else if (end - p > 2 && (*p == 'E' || *p == 'e') && (p[1] == '+' || p[1] == '-') &&
+               (kChars[p[2]].kind & kDigitChar)) {
+        return false;  // an exponent
     }
     double number = static_cast<double>(digits);
     if (decimals > 0)
         number /= kPowersOfTen[decimals];
     value = negative ? -number : number;
-    if (difference)
-        count = -count;
-    while (p < size && IsBlank(text[p]))
+    count = (lead.kind & kDifferenceLead) ? -repeat : repeat;
+    while (p < end && (kChars[*p].kind & kBlankChar))
         ++p;
-    if (p < size && (text[p] == ';' || text[p] == ','))
+    if (p < end && (*p == ';' || *p == ','))
         ++p;
-    pos = p;
+    pos = static_cast<size_t>(p - begin);
     return true;
 }
 
