@@ -487,8 +487,10 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
     series.even = true;
     series.first = first;
     series.step = step;
-    for (size_t i = start; i < y.Size(); ++i)
-        y[i] *= block.yFactor;
+    if (block.yFactor != 1.0) {  // a factor of one changes no value, not even a NaN
+        for (size_t i = start; i < y.Size(); ++i)
+            y[i] *= block.yFactor;
+    }
     if (block.numPoints > 0 && n > static_cast<size_t>(block.numPoints))
         SetWarning(kMoreValues);
     else if (block.numPoints > 0 && n < static_cast<size_t>(block.numPoints))
