@@ -436,6 +436,16 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                 return Fail(code);
             if (count == 0)
                 break;
+            if (count == -1) {
+                // One difference, the bulk of compressed data.
+                firstOrdinate = false;
+                if (y.Size() - start >= most)
+                    return Fail(kReadError);
+                previous += value;
+                y.Push(previous);
+                endsWithDifference = true;
+                continue;
+            }
             if (firstOrdinate && lineEndedWithDifference) {
                 // After a line that ends with a difference the first ordinate repeats the
                 // last one (the y check): a plain value, never repeated.
