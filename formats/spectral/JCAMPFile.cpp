@@ -98,29 +98,35 @@ long long RegularFileSize(const std::string& name) {
     return static_cast<long long>(info.st_size);
 }
 
-// Appends a whole regular file to `text`; false when it cannot be read whole.
-bool AppendFile(const std::string& name, zm::RawArray<char>& text) {
-    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+// Appends a whole file of about `expected` bytes (its size when it was measured) to
+// `text`; false when it cannot be opened or read. One read takes it whole: a read that
+// comes back short of the room given has met the end of the file, which saves asking
+// for the size again. Opened without blocking, so a name that has turned into a pipe
+// since it was measured cannot stall the reading.
+bool AppendFile(const std::string& name, size_t expected, zm::RawArray<char>& text) {
+    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         return false;
-    struct stat info;
-    bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size >= 0;
-    if (ok) {
-        const size_t size = static_cast<size_t>(info.st_size);
-        const size_t start = text.Size();
-        text.Resize(start + size, '\0');
-        size_t got = 0;
-        while (got < size) {
-            const ssize_t n = ::read(fd, &text[start + got], size - got);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                break;
-            got += static_cast<size_t>(n);
+    const size_t start = text.Size();
+    text.Resize(start + expected + 1, '\0');
+    size_t got = 0;
+    bool ok = true;
+    while (true) {
+        const size_t room = text.Size() - start - got;
+        const ssize_t n = ::read(fd, &text[start + got], room);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            ok = false;
+            break;
         }
-        ok = got == size;
-        text.Truncate(start + got);
+        got += static_cast<size_t>(n);
+        if (static_cast<size_t>(n) < room)
+            break;
+        // The file has grown since it was measured.
+        text.Resize(text.Size() + std::max<size_t>(got, 4096), '\0');
     }
+    text.Truncate(start + got);
     ::close(fd);
     return ok;
 }
@@ -130,10 +136,12 @@ bool AppendFile(const std::string& name, zm::RawArray<char>& text) {
 int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
     const std::vector<std::string> list = zm::SplitFileNames(names != nullptr ? names : "");
     // Room for every file's text at once: one buffer that never moves while it fills.
+    std::vector<long long> sizes;
     size_t total = 0;
     for (const std::string& name : list) {
         files_.push_back({name, 0, 0});
-        total += static_cast<size_t>(std::max(RegularFileSize(name), 0LL));
+        sizes.push_back(RegularFileSize(name));
+        total += static_cast<size_t>(std::max(sizes.back(), 0LL)) + 1;
     }
     try {
         text_.Reserve(zm::jcamp::WholeHugePages(total, 1));
@@ -142,7 +150,7 @@ int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
     }
     for (size_t i = 0; i < files_.size(); ++i) {
         files_[i].offset = text_.Size();
-        if (!AppendFile(files_[i].name, text_))
+        if (sizes[i] < 0 || !AppendFile(files_[i].name, static_cast<size_t>(sizes[i]), text_))
             return SetStatus(kOpenFailed);
         files_[i].size = text_.Size() - files_[i].offset;
         if (CheckFile(static_cast<int>(i)) != 0)
