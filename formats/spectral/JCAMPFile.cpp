@@ -11,6 +11,7 @@
 #include <charconv>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -20,6 +21,7 @@
 #include "formats/spectral/JCAMPText.h"
 #include "formats/spectral/SpectralCompare.h"
 #include "framework/OptionsRecord.h"
+#include "platform/BinaryString.h"
 #include "platform/ErrorText.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
@@ -45,6 +47,27 @@ bool ParseIndexText(const std::string& text, std::vector<std::string>& parts) {
         }
     }
     return true;
+}
+
+// The record of the choices in force when none were given (every one of `blocks`
+// blocks, the first block of the first file as reference), in the very text the
+// settings layer writes for that document. Written directly: building the document
+// would start the XML library, which takes longer than reading hundreds of spectra.
+std::string DefaultOptionsXml(size_t blocks) {
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Configuration>\n  <Settings>\n";
+    if (blocks == 0) {
+        xml += "    <DataBlocks></DataBlocks>\n";
+    } else {
+        xml += "    <DataBlocks>\n";
+        for (size_t i = 0; i < blocks; ++i)
+            xml += "      <Item>" + std::to_string(i) + "</Item>\n";
+        xml += "    </DataBlocks>\n";
+    }
+    xml +=
+        "    <InterPolationFile>0</InterPolationFile>\n"
+        "    <InterPolationSerie>0</InterPolationSerie>\n"
+        "  </Settings>\n</Configuration>\n";
+    return xml;
 }
 
 }  // namespace
@@ -224,17 +247,15 @@ int JCAMPFile::SetOptions(ZmImportOpenOptions* options) {
             return SetStatus(kBadOptions);
         if (decoded == zm::OptionsDecode::kNoOptions) {
             // Every block is offered; an empty record gets the choices in force.
-            std::vector<std::string> all;
-            for (size_t i = 0; i < blocks_.size(); ++i) {
-                blocks_[i].selected = true;
-                all.push_back(std::to_string(i));
-            }
+            for (Block& block : blocks_)
+                block.selected = true;
             if (options != nullptr) {
-                zm::SettingsDocument written;
-                written.SetList(kSettings, "DataBlocks", all);
-                written.SetInt(kSettings, "InterPolationFile", 0);
-                written.SetInt(kSettings, "InterPolationSerie", 0);
-                zm::StoreOptions(options, written);
+                std::string bytes;
+                zm::WriteBinaryString(bytes, DefaultOptionsXml(blocks_.size()));
+                auto* data = new unsigned char[bytes.size()];
+                std::memcpy(data, bytes.data(), bytes.size());
+                options->data = data;
+                options->size = static_cast<uint32_t>(bytes.size());
             }
             return status;
         }

@@ -173,6 +173,28 @@ TEST(JCAMPFileSheet, OptionsChooseBlocksAndTheReference) {
         ASSERT_EQ(zm::DecodeOptions(&empty, written), zm::OptionsDecode::kDecoded);
         EXPECT_EQ(written->GetList("Settings", "DataBlocks"), (std::vector<std::string>{"0", "1"}));
         EXPECT_EQ(written->GetInt("Settings", "InterPolationSerie"), 0);
+        // Byte for byte what the settings layer writes for the same choices.
+        zm::SettingsDocument same;
+        same.SetList("Settings", "DataBlocks", {"0", "1"});
+        same.SetInt("Settings", "InterPolationFile", 0);
+        same.SetInt("Settings", "InterPolationSerie", 0);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(empty.data), empty.size),
+                  zm::EncodeOptions(same));
+        delete[] empty.data;
+    }
+    {
+        // A file without data blocks: an empty list, written the same way.
+        const std::string path = ::testing::TempDir() + "jcamp-no-data.jdx";
+        std::ofstream(path, std::ios::binary) << "##TITLE=none\n##DATA TYPE=LINK\n##END=\n";
+        JCAMPFile reader;
+        ZmImportOpenOptions empty{};
+        ASSERT_EQ(reader.Open(true, path.c_str(), &empty), 0);
+        zm::SettingsDocument same;
+        same.SetList("Settings", "DataBlocks", {});
+        same.SetInt("Settings", "InterPolationFile", 0);
+        same.SetInt("Settings", "InterPolationSerie", 0);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(empty.data), empty.size),
+                  zm::EncodeOptions(same));
         delete[] empty.data;
     }
     // The second block as reference: its 151 points are the columns.
