@@ -92,6 +92,11 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     // reads a comma as a separator. Returns 0 or an error code.
     static int ReadNextValue(std::string_view line, size_t& pos, double& value, int& count,
                              bool& missing, bool plainOnly);
+    // The quick road ReadXYData takes before ReadNextValue for an ordinate: squeezed,
+    // difference and plain values of up to 15 digits, with a repeat count. True with the
+    // value, count and position ReadNextValue gives; false, `pos` unmoved, for whatever
+    // it leaves to ReadNextValue (a missing value, an exponent, longer digit runs...).
+    static bool ReadCommonValue(std::string_view line, size_t& pos, double& value, int& count);
 
   protected:
     // Reads "DataBlocks", "InterPolationFile" and "InterPolationSerie"; an empty record

@@ -94,8 +94,8 @@ struct CharTable {
 
 constexpr CharTable kChars;
 
-[[gnu::always_inline]] inline bool ReadCommonValue(std::string_view line, size_t& pos,
-                                                   double& value, int& count) {
+[[gnu::always_inline]] inline bool DecodeCommonValue(std::string_view line, size_t& pos,
+                                                     double& value, int& count) {
     const char* const begin = line.data();
     const char* const end = begin + line.size();
     const char* p = begin + pos;
@@ -177,7 +177,7 @@ constexpr CharTable kChars;
 // The next value of an ordinate line, by the quick road where it applies.
 [[gnu::always_inline]] inline int NextOrdinateValue(std::string_view line, size_t& pos,
                                                     double& value, int& count, bool& missing) {
-    if (ReadCommonValue(line, pos, value, count)) {
+    if (DecodeCommonValue(line, pos, value, count)) {
         missing = false;
         return 0;
     }
@@ -301,6 +301,10 @@ int JCAMPFile::ReadNextValue(std::string_view line, size_t& pos, double& value, 
     if (pos < size && (line[pos] == ';' || line[pos] == ','))
         ++pos;
     return 0;
+}
+
+bool JCAMPFile::ReadCommonValue(std::string_view line, size_t& pos, double& value, int& count) {
+    return DecodeCommonValue(line, pos, value, count);
 }
 
 void JCAMPFile::SetWarning(int kind, long long a, long long b) {
