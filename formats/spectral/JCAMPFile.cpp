@@ -131,7 +131,7 @@ bool AppendFile(const std::string& name, size_t expected, zm::RawArray<char>& te
     if (fd < 0)
         return false;
     const size_t start = text.Size();
-    text.Resize(start + expected + 1, '\0');
+    text.Extend(expected + 1);
     size_t got = 0;
     bool ok = true;
     while (true) {
@@ -147,7 +147,7 @@ bool AppendFile(const std::string& name, size_t expected, zm::RawArray<char>& te
         if (static_cast<size_t>(n) < room)
             break;
         // The file has grown since it was measured.
-        text.Resize(text.Size() + std::max<size_t>(got, 4096), '\0');
+        text.Extend(std::max<size_t>(got, 4096));
     }
     text.Truncate(start + got);
     ::close(fd);
