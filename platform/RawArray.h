@@ -134,6 +134,15 @@ class RawArray {
             data[i] = fill;
         size = n;
     }
+    // Grows by n values left unset, for a caller that fills them at once (a read from
+    // a file straight into the array); returns the first of them.
+    T* Extend(size_t n) {
+        if (capacity - size < n)
+            Grow(n);
+        T* first = data + size;
+        size += n;
+        return first;
+    }
     size_t Capacity() const { return capacity; }
     bool Empty() const { return size == 0; }
     void Truncate(size_t n) {

@@ -1,13 +1,18 @@
 // JCAMP-DX files: opening, block choice, options, sizing, messages and the factory.
 #include "formats/spectral/JCAMPFile.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -16,6 +21,7 @@
 #include "formats/spectral/JCAMPText.h"
 #include "formats/spectral/SpectralCompare.h"
 #include "framework/OptionsRecord.h"
+#include "platform/BinaryString.h"
 #include "platform/ErrorText.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
@@ -43,6 +49,27 @@ bool ParseIndexText(const std::string& text, std::vector<std::string>& parts) {
     return true;
 }
 
+// The record of the choices in force when none were given (every one of `blocks`
+// blocks, the first block of the first file as reference), in the very text the
+// settings layer writes for that document. Written directly: building the document
+// would start the XML library, which takes longer than reading hundreds of spectra.
+std::string DefaultOptionsXml(size_t blocks) {
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Configuration>\n  <Settings>\n";
+    if (blocks == 0) {
+        xml += "    <DataBlocks></DataBlocks>\n";
+    } else {
+        xml += "    <DataBlocks>\n";
+        for (size_t i = 0; i < blocks; ++i)
+            xml += "      <Item>" + std::to_string(i) + "</Item>\n";
+        xml += "    </DataBlocks>\n";
+    }
+    xml +=
+        "    <InterPolationFile>0</InterPolationFile>\n"
+        "    <InterPolationSerie>0</InterPolationSerie>\n"
+        "  </Settings>\n</Configuration>\n";
+    return xml;
+}
+
 }  // namespace
 
 JCAMPFile::JCAMPFile() = default;
@@ -51,6 +78,8 @@ JCAMPFile::~JCAMPFile() = default;
 
 void JCAMPFile::Close() {
     files_.clear();
+    text_ = zm::RawArray<char>();
+    values_ = zm::RawArray<double>();
     blocks_.clear();
     scanned_.clear();
     openBlocks_.clear();
@@ -82,26 +111,71 @@ int JCAMPFile::Open(bool readMode, const char* file, ZmImportOpenOptions* option
     }
 }
 
+namespace {
+
+// A regular file's size, or -1.
+long long RegularFileSize(const std::string& name) {
+    struct stat info;
+    if (::stat(name.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return -1;
+    return static_cast<long long>(info.st_size);
+}
+
+// Appends a whole file of about `expected` bytes (its size when it was measured) to
+// `text`; false when it cannot be opened or read. One read takes it whole: a read that
+// comes back short of the room given has met the end of the file, which saves asking
+// for the size again. Opened without blocking, so a name that has turned into a pipe
+// since it was measured cannot stall the reading.
+bool AppendFile(const std::string& name, size_t expected, zm::RawArray<char>& text) {
+    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0)
+        return false;
+    const size_t start = text.Size();
+    text.Extend(expected + 1);
+    size_t got = 0;
+    bool ok = true;
+    while (true) {
+        const size_t room = text.Size() - start - got;
+        const ssize_t n = ::read(fd, &text[start + got], room);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            ok = false;
+            break;
+        }
+        got += static_cast<size_t>(n);
+        if (static_cast<size_t>(n) < room)
+            break;
+        // The file has grown since it was measured.
+        text.Extend(std::max<size_t>(got, 4096));
+    }
+    text.Truncate(start + got);
+    ::close(fd);
+    return ok;
+}
+
+}  // namespace
+
 int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
     const std::vector<std::string> list = zm::SplitFileNames(names != nullptr ? names : "");
+    // Room for every file's text at once: one buffer that never moves while it fills.
+    std::vector<long long> sizes;
+    size_t total = 0;
     for (const std::string& name : list) {
-        files_.push_back({name, std::string()});
+        files_.push_back({name, 0, 0});
+        sizes.push_back(RegularFileSize(name));
+        total += static_cast<size_t>(std::max(sizes.back(), 0LL)) + 1;
+    }
+    try {
+        text_.Reserve(zm::jcamp::WholeHugePages(total, 1));
+    } catch (const std::bad_alloc&) {
+        // Sizes past what memory holds: each file then fails on its own, in its turn.
     }
     for (size_t i = 0; i < files_.size(); ++i) {
-        std::error_code ec;
-        std::ifstream in;
-        if (std::filesystem::is_regular_file(files_[i].name, ec))
-            in.open(files_[i].name, std::ios::binary);
-        if (!in)
+        files_[i].offset = text_.Size();
+        if (sizes[i] < 0 || !AppendFile(files_[i].name, static_cast<size_t>(sizes[i]), text_))
             return SetStatus(kOpenFailed);
-        in.seekg(0, std::ios::end);
-        const std::streamoff size = in.tellg();
-        in.seekg(0, std::ios::beg);
-        if (size < 0)
-            return SetStatus(kOpenFailed);
-        files_[i].text.resize(static_cast<size_t>(size));
-        if (!in.read(files_[i].text.data(), size))
-            return SetStatus(kOpenFailed);
+        files_[i].size = text_.Size() - files_[i].offset;
         if (CheckFile(static_cast<int>(i)) != 0)
             return status;
     }
@@ -173,17 +247,15 @@ int JCAMPFile::SetOptions(ZmImportOpenOptions* options) {
             return SetStatus(kBadOptions);
         if (decoded == zm::OptionsDecode::kNoOptions) {
             // Every block is offered; an empty record gets the choices in force.
-            std::vector<std::string> all;
-            for (size_t i = 0; i < blocks_.size(); ++i) {
-                blocks_[i].selected = true;
-                all.push_back(std::to_string(i));
-            }
+            for (Block& block : blocks_)
+                block.selected = true;
             if (options != nullptr) {
-                zm::SettingsDocument written;
-                written.SetList(kSettings, "DataBlocks", all);
-                written.SetInt(kSettings, "InterPolationFile", 0);
-                written.SetInt(kSettings, "InterPolationSerie", 0);
-                zm::StoreOptions(options, written);
+                std::string bytes;
+                zm::WriteBinaryString(bytes, DefaultOptionsXml(blocks_.size()));
+                auto* data = new unsigned char[bytes.size()];
+                std::memcpy(data, bytes.data(), bytes.size());
+                options->data = data;
+                options->size = static_cast<uint32_t>(bytes.size());
             }
             return status;
         }

@@ -10,6 +10,7 @@
 
 #include "framework/SprFileFactory.h"
 #include "framework/SpreadsheetFile.h"
+#include "platform/RawArray.h"
 #include "platform/ZmExport.h"
 
 // A JCAMP-DX file is a text of labelled records ("##LABEL=value"). "##TITLE=" opens a
@@ -91,6 +92,11 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     // reads a comma as a separator. Returns 0 or an error code.
     static int ReadNextValue(std::string_view line, size_t& pos, double& value, int& count,
                              bool& missing, bool plainOnly);
+    // The quick road ReadXYData takes before ReadNextValue for an ordinate: squeezed,
+    // difference and plain values of up to 15 digits, with a repeat count. True with the
+    // value, count and position ReadNextValue gives; false, `pos` unmoved, for whatever
+    // it leaves to ReadNextValue (a missing value, an exponent, longer digit runs...).
+    static bool ReadCommonValue(std::string_view line, size_t& pos, double& value, int& count);
 
   protected:
     // Reads "DataBlocks", "InterPolationFile" and "InterPolationSerie"; an empty record
@@ -120,25 +126,29 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
         std::vector<Page> pages;
         bool selected = false;
     };
+    // The texts of all files sit one after another in one buffer (text_).
     struct SourceFile {
         std::string name;
-        std::string text;
+        size_t offset = 0, size = 0;
     };
-    // One sheet row: a decoded page of a selected block.
+    // One sheet row: a decoded page of a selected block. Its y values are `count`
+    // values of values_ from `offset` on: all pages share one buffer, so the values of
+    // hundreds of blocks or files fill one block of memory rather than one each.
     // Evenly spaced x is kept as its first value and step, not point by point.
     struct Series {
         int block = 0;
         int page = 0;
         bool even = false;
         double first = 0, step = 0;
-        std::vector<double> x, y;
+        std::vector<double> x;
+        size_t offset = 0, count = 0;
 
-        size_t Size() const { return y.size(); }
+        size_t Size() const { return count; }
         double X(size_t i) const { return even ? first + static_cast<double>(i) * step : x[i]; }
         std::vector<double> XVector() const {
             if (!even)
                 return x;
-            std::vector<double> out(y.size());
+            std::vector<double> out(count);
             for (size_t i = 0; i < out.size(); ++i)
                 out[i] = X(i);
             return out;
@@ -146,6 +156,11 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     };
 
     int EstablishSize() override;
+    std::string_view Text(int file) const {
+        const SourceFile& source = files_[static_cast<size_t>(file)];
+        return std::string_view(text_.Data() + source.offset, source.size);
+    }
+    const double* Y(const Series& series) const { return values_.Data() + series.offset; }
     int OpenFiles(const char* names, ZmImportOpenOptions* options);
     int Fail(int code);
     std::string MessagePrefix() const;
@@ -172,6 +187,8 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     std::string RowLabel(const Series& series) const;
 
     std::vector<SourceFile> files_;
+    zm::RawArray<char> text_;
+    zm::RawArray<double> values_;  // y of the decoded series, one after another
     std::vector<Block> blocks_;    // data blocks of all files, in file order
     std::vector<Block> scanned_;   // every block of the file being scanned
     std::vector<int> openBlocks_;  // indices into scanned_ of the blocks not yet ended

@@ -36,9 +36,9 @@ int JCAMPFile::CheckFile(int file) {
     depth_ = 0;
     scanned_.clear();
     openBlocks_.clear();
-    const std::string& text = files_[static_cast<size_t>(file)].text;
+    const std::string_view text = Text(file);
     size_t pos = 0;
-    if (text.compare(0, 3, "\xEF\xBB\xBF") == 0)
+    if (text.starts_with("\xEF\xBB\xBF"))
         pos = 3;  // a UTF-8 byte-order mark
     std::string_view line;
     bool first = true;
@@ -242,7 +242,7 @@ int JCAMPFile::AddData(std::string_view value, size_t& pos) {
 
 void JCAMPFile::SkipDataLines(size_t& pos) {
     // Up to the next line that starts with '#', which the scan reads next.
-    const std::string& text = files_[static_cast<size_t>(currentFile_)].text;
+    const std::string_view text = Text(currentFile_);
     size_t at = pos;
     std::string_view line;
     while (true) {

@@ -34,7 +34,11 @@ int JCAMPFile::ResampleSelection() {
     for (Series& series : series_) {
         if (&series == reference)
             continue;
-        series.y = zm::InterpolateVector(series.XVector(), series.y, columnX_);
+        const std::vector<double> y(Y(series), Y(series) + series.count);
+        const std::vector<double> resampled = zm::InterpolateVector(series.XVector(), y, columnX_);
+        series.offset = values_.Size();
+        values_.Append(resampled.data(), resampled.size());
+        series.count = resampled.size();
         series.x = columnX_;
         series.even = false;
     }
@@ -71,10 +75,11 @@ int JCAMPFile::ReadSheet(ReadSpreadSheetData* sink) {
     int row = 2;
     for (const Series& series : series_) {
         sink->Set(1, row, RowLabel(series).c_str());
-        const size_t n = std::min(series.y.size(), columnX_.size());
+        const double* y = Y(series);
+        const size_t n = std::min(series.count, columnX_.size());
         for (size_t i = 0; i < n; ++i) {
-            if (!std::isnan(series.y[i]))
-                sink->Set(static_cast<int>(i) + 2, row, series.y[i]);
+            if (!std::isnan(y[i]))
+                sink->Set(static_cast<int>(i) + 2, row, y[i]);
         }
         ++row;
     }

@@ -1,7 +1,9 @@
 // JCAMP-DX files: values (AFFN, PAC, SQZ, DIF, DUP) and the data of the selected blocks.
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "formats/spectral/JCAMPFile.h"
@@ -33,6 +35,153 @@ size_t MostValues(size_t textBytes, int32_t announced) {
     const size_t fromText = std::min(textBytes, kMostAnnounced);
     const size_t fromLabel = announced > 0 ? std::min<size_t>(announced, kMostAnnounced) : 0;
     return std::max(fromText, fromLabel) + 1024;
+}
+
+// Powers of ten a double holds exactly.
+constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+constexpr int kMostExactDigits = 15;
+
+// The values nearly every data line is made of, decoded in one pass over the bytes: a
+// squeezed or difference digit or a plain number, its further digits and decimals, a
+// repeat count. Whatever else comes (a missing value, an exponent, more than 15 digits,
+// a point without decimals, a character out of place) is left to ReadNextValue:
+// false, with `pos` where it was. Up to 15 digits are an integer a double holds
+// exactly, and so is 10^15, so one division rounds to the very double that parsing the
+// number's text gives.
+// What a character can be in an ordinate line, for ReadCommonValue: a digit, the
+// first character of a squeezed (SQZ) or difference (DIF) value with its digit and
+// sign, a sign, a repeat count (DUP) or a blank.
+enum CharKind : uint8_t {
+    kDigitChar = 1,
+    kLeadChar = 2,      // @ A-I a-i % J-R j-r
+    kNegativeLead = 4,  // a-i j-r
+    kDifferenceLead = 8,
+    kSignChar = 16,
+    kDupChar = 32,
+    kBlankChar = 64,
+};
+
+struct CharClass {
+    uint8_t kind = 0;
+    uint8_t digit = 0;
+};
+
+struct CharTable {
+    CharClass of[256];
+    constexpr CharTable() {
+        for (int c = '0'; c <= '9'; ++c)
+            of[c] = {kDigitChar, static_cast<uint8_t>(c - '0')};
+        of[static_cast<int>('@')] = {kLeadChar, 0};
+        of[static_cast<int>('%')] = {kLeadChar | kDifferenceLead, 0};
+        for (int d = 1; d <= 9; ++d) {
+            const uint8_t digit = static_cast<uint8_t>(d);
+            of['A' + d - 1] = {kLeadChar, digit};
+            of['a' + d - 1] = {kLeadChar | kNegativeLead, digit};
+            of['J' + d - 1] = {kLeadChar | kDifferenceLead, digit};
+            of['j' + d - 1] = {kLeadChar | kDifferenceLead | kNegativeLead, digit};
+        }
+        for (int c = 'S'; c <= 'Z'; ++c)
+            of[c] = {kDupChar, static_cast<uint8_t>(c - 'S' + 1)};
+        of[static_cast<int>('s')] = {kDupChar, 9};
+        of[static_cast<int>('+')] = {kSignChar, 0};
+        of[static_cast<int>('-')] = {kSignChar, 0};
+        for (char c : {' ', '\t', '\v', '\f'})
+            of[static_cast<unsigned char>(c)] = {kBlankChar, 0};
+    }
+    const CharClass& operator[](char c) const { return of[static_cast<unsigned char>(c)]; }
+};
+
+constexpr CharTable kChars;
+
+[[gnu::always_inline]] inline bool DecodeCommonValue(std::string_view line, size_t& pos,
+                                                     double& value, int& count) {
+    const char* const begin = line.data();
+    const char* const end = begin + line.size();
+    const char* p = begin + pos;
+    while (p < end && (kChars[*p].kind & kBlankChar))
+        ++p;
+    if (p == end) {
+        pos = line.size();
+        value = 0;
+        count = 0;
+        return true;
+    }
+    const CharClass lead = kChars[*p];
+    uint64_t digits = lead.digit;
+    int length = 0;  // digits read
+    bool negative = (lead.kind & kNegativeLead) != 0;
+    if (lead.kind & kLeadChar) {
+        ++p;
+        length = 1;
+    } else if (lead.kind & kSignChar) {
+        if (p + 1 == end || !(kChars[p[1]].kind & kDigitChar))
+            return false;
+        negative = *p == '-';
+        ++p;
+    } else if (!(lead.kind & kDigitChar)) {
+        return false;
+    } else {
+        digits = 0;
+    }
+    CharClass next;
+    while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
+        if (++length > kMostExactDigits)
+            return false;
+        digits = digits * 10 + next.digit;
+        ++p;
+    }
+    int decimals = 0;
+    if (p < end && (*p == '.' || *p == ',')) {
+        ++p;
+        while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
+            if (++length > kMostExactDigits)
+                return false;
+            digits = digits * 10 + next.digit;
+            ++decimals;
+            ++p;
+        }
+        if (decimals == 0)
+            return false;
+    }
+    if (length == 0)
+        return false;
+    int repeat = 1;
+    if (p < end && (kChars[*p].kind & kDupChar)) {
+        long long n = kChars[*p].digit;
+        ++p;
+        while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
+            n = std::min<long long>(n * 10 + next.digit, INT32_MAX);
+            ++p;
+        }
+        if (p < end && (kChars[*p].kind & kDupChar))
+            return false;
+        repeat = static_cast<int>(n);
+    } else if (end - p > 2 && (*p == 'E' || *p == 'e') && (p[1] == '+' || p[1] == '-') &&
+               (kChars[p[2]].kind & kDigitChar)) {
+        return false;  // an exponent
+    }
+    double number = static_cast<double>(digits);
+    if (decimals > 0)
+        number /= kPowersOfTen[decimals];
+    value = negative ? -number : number;
+    count = (lead.kind & kDifferenceLead) ? -repeat : repeat;
+    while (p < end && (kChars[*p].kind & kBlankChar))
+        ++p;
+    if (p < end && (*p == ';' || *p == ','))
+        ++p;
+    pos = static_cast<size_t>(p - begin);
+    return true;
+}
+
+// The next value of an ordinate line, by the quick road where it applies.
+[[gnu::always_inline]] inline int NextOrdinateValue(std::string_view line, size_t& pos,
+                                                    double& value, int& count, bool& missing) {
+    if (DecodeCommonValue(line, pos, value, count)) {
+        missing = false;
+        return 0;
+    }
+    return JCAMPFile::ReadNextValue(line, pos, value, count, missing, false);
 }
 
 enum Warning { kNoWarning = 0, kYCheckFailed = 1, kMoreValues = 2, kFewerValues = 3 };
@@ -154,6 +303,10 @@ int JCAMPFile::ReadNextValue(std::string_view line, size_t& pos, double& value, 
     return 0;
 }
 
+bool JCAMPFile::ReadCommonValue(std::string_view line, size_t& pos, double& value, int& count) {
+    return DecodeCommonValue(line, pos, value, count);
+}
+
 void JCAMPFile::SetWarning(int kind, long long a, long long b) {
     if (warning_ != 0)
         return;  // the first warning is the one shown
@@ -198,6 +351,17 @@ void JCAMPFile::SetWarning(int kind, long long a, long long b) {
 
 int JCAMPFile::DecodeSelection() {
     series_.clear();
+    values_.Truncate(0);
+    // Room for the announced points of every selected page at once, so the buffer is
+    // one mapping of huge pages from the start rather than grown page by page; what
+    // the labels claim is believed up to two values per byte of text.
+    size_t announced = 0;
+    for (const Block& block : blocks_) {
+        if (block.selected && block.numPoints > 0)
+            announced += block.pages.size() * std::min<size_t>(block.numPoints, kMostAnnounced);
+    }
+    values_.Reserve(
+        zm::jcamp::WholeHugePages(std::min(announced, 2 * text_.Size() + 1024), sizeof(double)));
     for (size_t b = 0; b < blocks_.size(); ++b) {
         Block& block = blocks_[b];
         if (!block.selected)
@@ -206,14 +370,15 @@ int JCAMPFile::DecodeSelection() {
             Series series;
             series.block = static_cast<int>(b);
             series.page = static_cast<int>(p);
+            series.offset = values_.Size();
             currentFile_ = block.file;
             blockIndex_ = static_cast<int>(b);
             lineNumber_ = block.pages[p].line;
             const int code = DecodePage(block, block.pages[p], series);
             if (code != 0)
                 return code;
-            block.pages[p].points = static_cast<int32_t>(series.y.size());
-            valuesRead_ += static_cast<long long>(series.y.size());
+            block.pages[p].points = static_cast<int32_t>(series.count);
+            valuesRead_ += static_cast<long long>(series.count);
             series_.push_back(std::move(series));
         }
     }
@@ -228,7 +393,8 @@ int JCAMPFile::DecodePage(const Block& block, const Page& page, Series& series) 
                                                    : Fail(kNoValidData);
     if (code != 0)
         return code;
-    if (series.y.empty())
+    series.count = values_.Size() - series.offset;
+    if (series.count == 0)
         return Fail(kNoValidData);
     return 0;
 }
@@ -237,10 +403,10 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
     if (!(block.hasFirstX && block.hasLastX) &&
         !(block.hasDeltaX && (block.hasFirstX || block.hasLastX)))
         return Fail(kNoSpacing);
-    const std::string& text = files_[static_cast<size_t>(block.file)].text;
+    const std::string_view text = Text(block.file);
     const size_t most = MostValues(text.size() - page.position, block.numPoints);
-    std::vector<double>& y = series.y;
-    y.reserve(std::min<size_t>(block.numPoints > 0 ? block.numPoints : 0, most));
+    zm::RawArray<double>& y = values_;
+    const size_t start = y.Size();
 
     size_t pos = page.position;
     int line = page.line - 1;
@@ -259,7 +425,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         double value = 0;
         int count = 0;
         bool missing = false;
-        int code = ReadNextValue(data, at, value, count, missing, false);
+        int code = NextOrdinateValue(data, at, value, count, missing);
         if (code != 0)
             return Fail(code);
         if (count == 0)
@@ -269,11 +435,21 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         bool firstOrdinate = true;
         bool endsWithDifference = lineEndedWithDifference;
         while (true) {
-            code = ReadNextValue(data, at, value, count, missing, false);
+            code = NextOrdinateValue(data, at, value, count, missing);
             if (code != 0)
                 return Fail(code);
             if (count == 0)
                 break;
+            if (count == -1) {
+                // One difference, the bulk of compressed data.
+                firstOrdinate = false;
+                if (y.Size() - start >= most)
+                    return Fail(kReadError);
+                previous += value;
+                y.Push(previous);
+                endsWithDifference = true;
+                continue;
+            }
             if (firstOrdinate && lineEndedWithDifference) {
                 // After a line that ends with a difference the first ordinate repeats the
                 // last one (the y check): a plain value, never repeated.
@@ -282,7 +458,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                     return Fail(kDupFirstOrdinate);
                 if (count == 1) {
                     // The y check: the line repeats the last ordinate of the line before.
-                    if (missing || y.empty() || !zm::SpectralValuesEqual(value, previous)) {
+                    if (missing || y.Size() == start || !zm::SpectralValuesEqual(value, previous)) {
                         SetWarning(kYCheckFailed, line);
                         stopped = true;
                         break;
@@ -292,17 +468,17 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                 }
             }
             const size_t n = static_cast<size_t>(count < 0 ? -count : count);
-            if (n > most - y.size())
+            if (n > most - (y.Size() - start))
                 return Fail(kReadError);
             if (count > 0) {
-                y.insert(y.end(), n, value);
+                y.Resize(y.Size() + n, value);
                 if (!missing)
                     previous = value;
                 endsWithDifference = false;
             } else {
                 for (size_t k = 0; k < n; ++k) {
                     previous += value;
-                    y.push_back(previous);
+                    y.Push(previous);
                 }
                 endsWithDifference = true;
             }
@@ -310,7 +486,7 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         lineEndedWithDifference = endsWithDifference;
     }
 
-    const size_t n = y.size();
+    const size_t n = y.Size() - start;
     if (n == 0)
         return Fail(kNoValidData);
     double first = block.firstX;
@@ -325,8 +501,10 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
     series.even = true;
     series.first = first;
     series.step = step;
-    for (double& value : y)
-        value *= block.yFactor;
+    if (block.yFactor != 1.0) {  // a factor of one changes no value, not even a NaN
+        for (size_t i = start; i < y.Size(); ++i)
+            y[i] *= block.yFactor;
+    }
     if (block.numPoints > 0 && n > static_cast<size_t>(block.numPoints))
         SetWarning(kMoreValues);
     else if (block.numPoints > 0 && n < static_cast<size_t>(block.numPoints))
@@ -335,8 +513,9 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
 }
 
 int JCAMPFile::ReadPeakTable(const Block& block, const Page& page, Series& series) {
-    const std::string& text = files_[static_cast<size_t>(block.file)].text;
+    const std::string_view text = Text(block.file);
     const size_t most = MostValues(text.size() - page.position, block.numPoints);
+    const size_t start = values_.Size();
     size_t pos = page.position;
     int line = page.line - 1;
     bool haveX = false;
@@ -364,10 +543,10 @@ int JCAMPFile::ReadPeakTable(const Block& block, const Page& page, Series& serie
                 haveX = true;
                 continue;
             }
-            if (series.y.size() >= most)
+            if (values_.Size() - start >= most)
                 return Fail(kReadError);
             series.x.push_back(x);
-            series.y.push_back(value * block.yFactor);
+            values_.Push(value * block.yFactor);
             haveX = false;
         }
     }

@@ -1,6 +1,8 @@
 // Text helpers of the JCAMP-DX reader: lines, blanks, label names and comments.
 #pragma once
 
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -72,16 +74,46 @@ inline std::string Keyword(std::string_view value) {
     return out;
 }
 
+// `count` items of `itemBytes` rounded up to fill whole 2 MiB pages once they take
+// 1 MiB or more: a buffer that ends inside a huge page gets its last part in 4 KiB
+// pages, one page fault each.
+inline size_t WholeHugePages(size_t count, size_t itemBytes) {
+    constexpr size_t kHugePage = size_t{2} << 20;
+    if (count >= (size_t{1} << 20) / itemBytes && count < SIZE_MAX / itemBytes - kHugePage) {
+        const size_t bytes = (count * itemBytes + kHugePage - 1) & ~(kHugePage - 1);
+        return bytes / itemBytes;
+    }
+    return count;
+}
+
+// The first line end (LF or CR) in [p, end), or `end`. Eight bytes at a time: data
+// lines are long runs of value characters between rare line ends.
+inline const char* FindLineEnd(const char* p, const char* end) {
+    constexpr uint64_t kOnes = 0x0101010101010101ull;
+    constexpr uint64_t kHighs = 0x8080808080808080ull;
+    while (end - p >= 8) {
+        uint64_t word;
+        std::memcpy(&word, p, 8);
+        const uint64_t lf = word ^ (kOnes * '\n');
+        const uint64_t cr = word ^ (kOnes * '\r');
+        // A byte of `lf` or `cr` is zero where the word holds a line end.
+        if ((((lf - kOnes) & ~lf) | ((cr - kOnes) & ~cr)) & kHighs)
+            break;
+        p += 8;
+    }
+    while (p < end && *p != '\n' && *p != '\r')
+        ++p;
+    return p;
+}
+
 // The line that starts at `pos` (without its end), moving `pos` past its end: LF, CR LF
 // or a lone CR. False at the end of the text.
-inline bool NextLine(const std::string& text, size_t& pos, std::string_view& line) {
+inline bool NextLine(std::string_view text, size_t& pos, std::string_view& line) {
     const size_t size = text.size();
     if (pos >= size)
         return false;
     const char* data = text.data();
-    size_t end = pos;
-    while (end < size && data[end] != '\n' && data[end] != '\r')
-        ++end;
+    size_t end = static_cast<size_t>(FindLineEnd(data + pos, data + size) - data);
     line = std::string_view(data + pos, end - pos);
     if (end < size && data[end] == '\r' && end + 1 < size && data[end + 1] == '\n')
         ++end;

@@ -29,6 +29,23 @@ TEST(RawArrayTest, ValuesSurviveGrowthFromHeapToMappingAndBeyond) {
     EXPECT_EQ(values.Size(), kCount + 3);
 }
 
+TEST(RawArrayTest, ExtendingLeavesRoomToFillAndKeepsWhatCameBefore) {
+    zm::RawArray<char> text;
+    // Room for a file's bytes, filled in place and cut back to what came, across the
+    // move from the heap to a mapping.
+    for (size_t round = 0; round < 40; ++round) {
+        const size_t start = text.Size();
+        char* room = text.Extend(100000 + 1);
+        ASSERT_EQ(text.Size(), start + 100001);
+        for (size_t i = 0; i < 100000; ++i)
+            room[i] = static_cast<char>('a' + round % 26);
+        text.Truncate(start + 100000);
+    }
+    ASSERT_EQ(text.Size(), 40u * 100000);
+    for (size_t round = 0; round < 40; ++round)
+        ASSERT_EQ(text[round * 100000 + 99999], static_cast<char>('a' + round % 26)) << round;
+}
+
 TEST(RawArrayTest, OddSizedValuesAtTheMappingThresholdAreReleasedTheWayTheyWereTaken) {
     // 24-byte values: a capacity just at 1 MiB is not a whole number of them, so the
     // way the block was taken cannot be told from the capacity.

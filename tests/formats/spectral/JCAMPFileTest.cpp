@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "formats/spectral/JCAMPFile.h"
+#include "formats/spectral/JCAMPText.h"
 #include "framework/OptionsRecord.h"
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
@@ -98,6 +101,97 @@ TEST(JCAMPFileValues, RefusesWhatNoEncodingWrites) {
     EXPECT_EQ(Values(std::string(80, '9'), false).back().code, JCAMPFile::kIllegalCharacter);
 }
 
+// The quick road must give exactly what ReadNextValue gives wherever it takes a value:
+// the same value to the last bit, the same count and position.
+void ExpectQuickRoadAgrees(const std::string& line) {
+    size_t pos = 0;
+    for (int guard = 0; guard < 200 && pos <= line.size(); ++guard) {
+        size_t quickPos = pos, slowPos = pos;
+        double quick = 0, slow = 0;
+        int quickCount = 0, slowCount = 0;
+        bool missing = false;
+        const bool taken = JCAMPFile::ReadCommonValue(line, quickPos, quick, quickCount);
+        const int code = JCAMPFile::ReadNextValue(line, slowPos, slow, slowCount, missing, false);
+        if (!taken) {
+            EXPECT_EQ(quickPos, pos) << '"' << line << "\" at " << pos;
+        } else {
+            ASSERT_EQ(code, 0) << '"' << line << "\" at " << pos;
+            EXPECT_FALSE(missing);
+            EXPECT_EQ(quickPos, slowPos) << '"' << line << "\" at " << pos;
+            EXPECT_EQ(quickCount, slowCount) << '"' << line << "\" at " << pos;
+            if (quickCount != 0) {
+                EXPECT_EQ(std::memcmp(&quick, &slow, sizeof quick), 0)
+                    << '"' << line << "\" at " << pos << ": " << quick << " vs " << slow;
+            }
+        }
+        if (code != 0 || slowCount == 0)
+            return;
+        pos = slowPos;
+    }
+}
+
+TEST(JCAMPFileValues, QuickRoadAgreesWithTheFullParse) {
+    for (const char* line : {
+             "123456789012345",
+             "1234567890123456",
+             "999999999999999 9999999999999999",
+             "9007199254740993",
+             "0.123456789012345",
+             "0.1234567890123456",
+             "A12345678901234",
+             "j99999999999999S",
+             "J9999999999999s99999999999",
+             "1,5 2.675 0.1 0.3",
+             "1. .5 -.5",
+             "-0 +0 @ % -7+8",
+             "5E+3 5E3 12e-1 3E-",
+             "? 1 ,2 ,",
+             "A5s12 5ST JTU",
+             "1;2, 3 ;4",
+             "1 2\t3  \v4\f5 ",
+             "00000000000000000001 0.00000000000000000001",
+             "4.94065645841246544e-324 1e308 17976931348623157E292",
+             "A.5 j.25 %5 @.0",
+         })
+        ExpectQuickRoadAgrees(line);
+    // Lines drawn from every character an ordinate line may hold, and some it may not.
+    const std::string alphabet =
+        "0123456789012345678901234567890123456789.,;+-?eE @%AJaj"
+        "IRirSTsZ9\t\x80x";
+    std::mt19937 random(7);
+    for (int i = 0; i < 20000; ++i) {
+        std::string line;
+        const size_t length = random() % 40;
+        for (size_t k = 0; k < length; ++k)
+            line += alphabet[random() % alphabet.size()];
+        ExpectQuickRoadAgrees(line);
+    }
+}
+
+// Lines end at LF, CR LF or a lone CR, wherever they fall in the eight-byte steps of
+// the line-end search, and the text may end without one.
+TEST(JCAMPFileValues, LinesEndWhereverTheyFall) {
+    for (size_t length = 0; length < 20; ++length) {
+        for (const std::string end : {"\n", "\r\n", "\r", ""}) {
+            const std::string first(length, 'A');
+            const std::string text = first + end + "B2" + end;
+            size_t pos = 0;
+            std::string_view line;
+            ASSERT_TRUE(zm::jcamp::NextLine(text, pos, line));
+            if (end.empty()) {
+                EXPECT_EQ(line, text);
+                EXPECT_FALSE(zm::jcamp::NextLine(text, pos, line));
+                continue;
+            }
+            EXPECT_EQ(line, first);
+            ASSERT_TRUE(zm::jcamp::NextLine(text, pos, line));
+            EXPECT_EQ(line, "B2");
+            EXPECT_EQ(pos, text.size());
+            EXPECT_FALSE(zm::jcamp::NextLine(text, pos, line));
+        }
+    }
+}
+
 // The x-y pairs the writer was given.
 std::vector<std::pair<double, double>> Expected() {
     std::ifstream in(Fixture("bands.expected.tsv"));
@@ -173,6 +267,28 @@ TEST(JCAMPFileSheet, OptionsChooseBlocksAndTheReference) {
         ASSERT_EQ(zm::DecodeOptions(&empty, written), zm::OptionsDecode::kDecoded);
         EXPECT_EQ(written->GetList("Settings", "DataBlocks"), (std::vector<std::string>{"0", "1"}));
         EXPECT_EQ(written->GetInt("Settings", "InterPolationSerie"), 0);
+        // Byte for byte what the settings layer writes for the same choices.
+        zm::SettingsDocument same;
+        same.SetList("Settings", "DataBlocks", {"0", "1"});
+        same.SetInt("Settings", "InterPolationFile", 0);
+        same.SetInt("Settings", "InterPolationSerie", 0);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(empty.data), empty.size),
+                  zm::EncodeOptions(same));
+        delete[] empty.data;
+    }
+    {
+        // A file without data blocks: an empty list, written the same way.
+        const std::string path = ::testing::TempDir() + "jcamp-no-data.jdx";
+        std::ofstream(path, std::ios::binary) << "##TITLE=none\n##DATA TYPE=LINK\n##END=\n";
+        JCAMPFile reader;
+        ZmImportOpenOptions empty{};
+        ASSERT_EQ(reader.Open(true, path.c_str(), &empty), 0);
+        zm::SettingsDocument same;
+        same.SetList("Settings", "DataBlocks", {});
+        same.SetInt("Settings", "InterPolationFile", 0);
+        same.SetInt("Settings", "InterPolationSerie", 0);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(empty.data), empty.size),
+                  zm::EncodeOptions(same));
         delete[] empty.data;
     }
     // The second block as reference: its 151 points are the columns.
@@ -239,6 +355,31 @@ TEST(JCAMPFileSheet, ReadsVariedLabelsCommasAndMissingPoints) {
     EXPECT_EQ(table.cols, 4);
     EXPECT_FALSE(table.Has(3, 2));
     EXPECT_EQ(table.Number(4, 2), 15);
+}
+
+// Repeated differences at a line's end, the y check that opens the next line, and
+// lines of one file that run up to the last byte, in one file and in several.
+TEST(JCAMPFileSheet, RepeatedDifferencesAcrossLinesAndFiles) {
+    const std::string text =
+        "##TITLE=steps\n##JCAMP-DX=5.01\n##DATA TYPE=INFRARED SPECTRUM\n"
+        "##FIRSTX=1\n##LASTX=7\n##NPOINTS=7\n##YFACTOR=0.5\n"
+        "##XYDATA=(X++(Y..Y))\n1 A0J1T\r\n4 C2J2U\r7 F8K\n##END=";
+    const std::string path = ::testing::TempDir() + "jcamp-steps.jdx";
+    std::ofstream(path, std::ios::binary) << text;
+    const std::vector<double> expected = {5, 10.5, 16, 22, 28, 34, 35};
+    for (int files = 1; files <= 2; ++files) {
+        const std::string names = files == 1 ? path : zm::JoinFileNames({path, path});
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, names, sink), 0) << Message(reader);
+        EXPECT_EQ(reader.GetWarningMessage(), nullptr);
+        ASSERT_EQ(sink.cols, 8);
+        ASSERT_EQ(sink.rows, 1 + files);
+        for (int row = 2; row <= sink.rows; ++row) {
+            for (size_t i = 0; i < expected.size(); ++i)
+                EXPECT_EQ(sink.Number(static_cast<int>(i) + 2, row), expected[i]) << i;
+        }
+    }
 }
 
 TEST(JCAMPFileWarnings, YCheckAndPointCount) {
