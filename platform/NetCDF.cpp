@@ -1,12 +1,20 @@
 // netCDF files over the netCDF C library, opened read-only.
 #include "platform/NetCDF.h"
 
+#include <fcntl.h>
 #include <netcdf.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "platform/NetCDFHeader.h"
 
@@ -32,6 +40,56 @@ void TrimText(std::string& text) {
         text.pop_back();
 }
 
+// How long the trial opening of an HDF5-based file may take.
+constexpr auto kTrialTime = std::chrono::seconds(20);
+
+bool HasHDF5Signature(const std::string& path) {
+    static constexpr unsigned char kSignature[8] = {0x89, 'H', 'D', 'F', '\r', '\n', 0x1A, '\n'};
+    unsigned char head[8] = {};
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr)
+        return false;
+    const bool read = std::fread(head, 1, sizeof head, file) == sizeof head;
+    std::fclose(file);
+    return read && std::memcmp(head, kSignature, sizeof head) == 0;
+}
+
+// The HDF5 library under netCDF-4 crashes (frees a wild pointer) on some damaged files
+// instead of answering an error, and would take the host application with it. An
+// HDF5-based file is therefore opened first in a child process; only when that opening
+// ends normally is it opened here.
+bool OpensInAChild(const std::string& path) {
+    const pid_t child = fork();
+    if (child < 0)
+        return false;
+    if (child == 0) {
+        // The child's complaints (an abort message) are not the host's to print.
+        const int quiet = open("/dev/null", O_WRONLY);
+        if (quiet >= 0)
+            dup2(quiet, STDERR_FILENO);
+        int id = -1;
+        const bool opened = nc_open(path.c_str(), NC_NOWRITE, &id) == NC_NOERR;
+        if (opened)
+            nc_close(id);
+        _exit(opened ? 0 : 1);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + kTrialTime;
+    int status = 0;
+    for (;;) {
+        const pid_t done = waitpid(child, &status, WNOHANG);
+        if (done == child)
+            return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (done < 0 && errno != EINTR)
+            return false;
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(child, SIGKILL);
+            waitpid(child, &status, 0);
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 }  // namespace
 
 NetCDF::NetCDF(const std::string& path) {
@@ -43,7 +101,7 @@ NetCDF::NetCDF(const std::string& path) {
         return;
     fileSize_ = size;
     // The library sizes its lists by the header's counts before reading them.
-    if (!ClassicHeaderFits(path, size))
+    if (!ClassicHeaderFits(path, size) || (HasHDF5Signature(path) && !OpensInAChild(path)))
         return;
     int id = -1;
     if (nc_open(path.c_str(), NC_NOWRITE, &id) != NC_NOERR)

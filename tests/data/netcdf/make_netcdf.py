@@ -2,6 +2,8 @@
 
 Deterministic: the same netCDF library writes the same bytes. Run with /usr/bin/python3
 (python3-netcdf4) from anywhere; the files land beside this script.
+damaged-hdf5-crashes-library.nc is not written here: the fuzzer found it, and it is kept
+as found (the HDF5 library frees a wild pointer while opening it).
 """
 import math
 import os

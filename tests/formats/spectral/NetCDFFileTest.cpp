@@ -318,6 +318,10 @@ TEST(NetCDF, HeaderCountsMustFitTheFileBeforeTheLibraryOpensIt) {
     }
     EXPECT_GT(headerEnd, 500u);  // the header is most of this small file
     EXPECT_TRUE(zm::ClassicHeaderFits(Fixture("mva_double.nc"), 1));
+    // A damaged HDF5 file on which the HDF5 library frees a wild pointer (found by the
+    // fuzzer): refused, and this process lives on.
+    EXPECT_FALSE(zm::NetCDF(Fixture("damaged-hdf5-crashes-library.nc")).IsOpen());
+    EXPECT_TRUE(zm::NetCDF(Fixture("mva_double.nc")).IsOpen());
     std::remove(scratch.c_str());
 }
 
