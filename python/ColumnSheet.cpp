@@ -67,6 +67,7 @@ void ColumnSheet::SetNumber(int col, int row, double value) {
 void ColumnSheet::SetText(int col, int row, std::string_view text) {
     if (uint64_t* slot = Slot(col, row)) {
         Column& column = columns[col - 1];
+        ++column.textCells;
         if (const auto found = column.known.find(text); found != column.known.end()) {
             *slot = (kTextTag << 48) | found->second;
             return;
@@ -127,6 +128,24 @@ long long ColumnSheet::TextIndexAt(int col, int row) const {
 size_t ColumnSheet::TextCount(int col) const {
     return col >= 1 && static_cast<size_t>(col) <= columns.size() ? columns[col - 1].texts.Size()
                                                                   : 0;
+}
+
+bool ColumnSheet::NumbersOnlyFrom(int col, int first) const {
+    if (col < 1 || static_cast<size_t>(col) > columns.size())
+        return true;
+    const size_t counted = columns[col - 1].textCells;
+    if (counted == 0)
+        return true;
+    size_t above = 0;
+    for (int row = 1; row < first && above < counted; ++row)
+        above += KindAt(col, row) == Kind::kText;
+    if (above == counted)
+        return true;
+    for (int row = std::max(first, 1); row <= maxRow; ++row) {
+        if (KindAt(col, row) == Kind::kText)
+            return false;
+    }
+    return true;
 }
 
 bool ColumnSheet::HasTexts(int col) const {

@@ -55,6 +55,9 @@ class ColumnSheet {
     // often share one), and how many there are; -1 for a cell that is not text.
     long long TextIndexAt(int col, int row) const;
     size_t TextCount(int col) const;
+    // Whether the column holds no text cell from row `first` down. Answered from a count
+    // when the only text is a heading above `first`, else by looking at each cell.
+    bool NumbersOnlyFrom(int col, int first) const;
     std::string_view TextOfIndex(int col, size_t index) const {
         return columns[col - 1].texts[index];
     }
@@ -74,6 +77,9 @@ class ColumnSheet {
         // The distinct texts seen first, and their index: measurement tables repeat
         // their labels, which then share one stored text (and one Python string).
         std::unordered_map<std::string_view, uint64_t> known;
+        // Text cells stored so far, counting a rewritten cell again: never fewer than the
+        // column holds.
+        size_t textCells = 0;
     };
 
     static bool IsText(uint64_t slot) { return (slot >> 48) == kTextTag; }

@@ -139,6 +139,19 @@ class PySheet {
 
     // The texts, numbers and None of a column holding texts, as an object array. Cells
     // that share a stored text share its Python string.
+    // A float64 column in memory of its own, mapped with huge pages where the system
+    // gives them: page faults on fresh memory cost more here than copying the numbers.
+    py::array Numbers(int col, int first, size_t rows) const {
+        auto block = std::make_unique<zm::RawArray<double>>();
+        block->Reserve(std::max<size_t>(rows, 1));
+        double* values = block->Extend(rows);
+        Sheet().CopyNumbers(col, first, rows, values);
+        py::capsule owner(block.get(),
+                          [](void* p) { delete static_cast<zm::RawArray<double>*>(p); });
+        block.release();
+        return py::array_t<double>({rows}, {sizeof(double)}, values, owner);
+    }
+
     py::array Objects(int col, int first, int rows) const {
         // A new object array holds null pointers until each is set below.
         py::array out(py::dtype("O"), std::vector<py::ssize_t>{rows});
@@ -193,16 +206,10 @@ class PySheet {
         py::list names;
         std::unordered_set<std::string> used;
         for (int c = 1; c <= cols; ++c) {
-            bool numeric = true;
-            if (Sheet().HasTexts(c)) {
-                for (int r = first; r <= Sheet().Rows() && numeric; ++r)
-                    numeric = Sheet().KindAt(c, r) != zmpy::ColumnSheet::Kind::kText;
-            }
+            const bool numeric = Sheet().NumbersOnlyFrom(c, first);
             py::array values;
             if (numeric) {
-                py::array_t<double> numbers(rows);
-                Sheet().CopyNumbers(c, first, rows, numbers.mutable_data());
-                values = numbers;
+                values = Numbers(c, first, static_cast<size_t>(rows));
             } else {
                 values = Objects(c, first, rows);
             }
