@@ -148,11 +148,6 @@ bool ColumnSheet::NumbersOnlyFrom(int col, int first) const {
     return true;
 }
 
-bool ColumnSheet::HasTexts(int col) const {
-    return col >= 1 && static_cast<size_t>(col) <= columns.size() &&
-           !columns[col - 1].texts.Empty();
-}
-
 void ColumnSheet::CopyNumbers(int col, int first, size_t count, double* out) const {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const zm::RawArray<uint64_t>* slots =

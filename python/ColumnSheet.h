@@ -49,8 +49,6 @@ class ColumnSheet {
     Kind KindAt(int col, int row) const;
     double NumberAt(int col, int row) const { return std::bit_cast<double>(SlotAt(col, row)); }
     std::string_view TextAt(int col, int row) const;
-    // Whether a column holds any text cell.
-    bool HasTexts(int col) const;
     // The number of a text cell within its column's texts (cells with the same text
     // often share one), and how many there are; -1 for a cell that is not text.
     long long TextIndexAt(int col, int row) const;
