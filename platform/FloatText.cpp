@@ -1,6 +1,7 @@
 // Six-digit "%g" texts of floats from their shortest decimal form.
 #include "platform/FloatText.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -74,11 +75,19 @@ size_t FixedG6(float value, char* out) {
     }
     if (number < 100000)  // the exponent guess was off by one: let the general path decide
         return 0;
+    // Three digits at a time from a table of "000" to "999".
+    static constexpr auto kTriples = [] {
+        std::array<char, 3000> table{};
+        for (int i = 0; i < 1000; ++i) {
+            table[3 * i] = static_cast<char>('0' + i / 100);
+            table[3 * i + 1] = static_cast<char>('0' + i / 10 % 10);
+            table[3 * i + 2] = static_cast<char>('0' + i % 10);
+        }
+        return table;
+    }();
     char digits[6];
-    for (int i = 5; i >= 0; --i) {
-        digits[i] = static_cast<char>('0' + number % 10);
-        number /= 10;
-    }
+    std::memcpy(digits, &kTriples[3 * (number / 1000)], 3);
+    std::memcpy(digits + 3, &kTriples[3 * (number % 1000)], 3);
     int count = 6;
     while (count > 1 && digits[count - 1] == '0')
         --count;
