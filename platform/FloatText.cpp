@@ -19,6 +19,28 @@ size_t Printed(float value, char* out) {
     return Finish(out, std::to_chars(out, out + 31, value, std::chars_format::general, 6).ptr);
 }
 
+// Lays out `count` significant digits without an exponent: "0.000ddd" below one, else
+// the integer digits (padded with zeros) and the rest after a point. Returns the end.
+char* LayOutFixed(const char* digits, int count, int exponent, char* q) {
+    if (exponent < 0) {
+        *q++ = '0';
+        *q++ = '.';
+        for (int i = -1; i > exponent; --i)
+            *q++ = '0';
+        std::memcpy(q, digits, count);
+        q += count;
+    } else {
+        for (int i = 0; i <= exponent; ++i)
+            *q++ = i < count ? digits[i] : '0';
+        if (count > exponent + 1) {
+            *q++ = '.';
+            std::memcpy(q, digits + exponent + 1, count - exponent - 1);
+            q += count - exponent - 1;
+        }
+    }
+    return q;
+}
+
 // Rounds shortest digits to six. The shortest digits lie within half a float step of
 // the exact value and are the closest of their length to it, so no six-digit rounding
 // boundary lies between the two, unless the digits end exactly on one ("…5" as the
@@ -94,23 +116,7 @@ size_t FixedG6(float value, char* out) {
     char* q = out;
     if (value < 0)
         *q++ = '-';
-    if (exponent < 0) {
-        *q++ = '0';
-        *q++ = '.';
-        for (int i = -1; i > exponent; --i)
-            *q++ = '0';
-        std::memcpy(q, digits, count);
-        q += count;
-    } else {
-        for (int i = 0; i <= exponent; ++i)
-            *q++ = i < count ? digits[i] : '0';
-        if (count > exponent + 1) {
-            *q++ = '.';
-            std::memcpy(q, digits + exponent + 1, count - exponent - 1);
-            q += count - exponent - 1;
-        }
-    }
-    return Finish(out, q);
+    return Finish(out, LayOutFixed(digits, count, exponent, q));
 }
 
 }  // namespace
@@ -155,21 +161,8 @@ size_t FormatG6(float value, char* out) {
         if (magnitude < 10)
             *q++ = '0';
         q = std::to_chars(q, out + 31, magnitude).ptr;
-    } else if (exponent < 0) {
-        *q++ = '0';
-        *q++ = '.';
-        for (int i = -1; i > exponent; --i)
-            *q++ = '0';
-        std::memcpy(q, digits, count);
-        q += count;
     } else {
-        for (int i = 0; i <= exponent; ++i)
-            *q++ = i < count ? digits[i] : '0';
-        if (count > exponent + 1) {
-            *q++ = '.';
-            std::memcpy(q, digits + exponent + 1, count - exponent - 1);
-            q += count - exponent - 1;
-        }
+        q = LayOutFixed(digits, count, exponent, q);
     }
     return Finish(out, q);
 }
