@@ -68,6 +68,7 @@ class ColumnSheet {
     static constexpr uint64_t kTextTag = 0x7FF1;  // top 16 bits; the index below them
     static constexpr uint64_t kIndexMask = (uint64_t{1} << 48) - 1;
     static constexpr size_t kKnownTexts = 4096;
+    static constexpr size_t kRecentTexts = 32;
 
     struct Column {
         zm::RawArray<uint64_t> slots;
@@ -75,12 +76,21 @@ class ColumnSheet {
         // The distinct texts seen first, and their index: measurement tables repeat
         // their labels, which then share one stored text (and one Python string).
         std::unordered_map<std::string_view, uint64_t> known;
+        // A few entries of `known` by a cheap hash, 1 + index (0: none), looked at first:
+        // a column of labels repeats a handful of texts a million times.
+        uint16_t recent[kRecentTexts] = {};
         // Text cells stored so far, counting a rewritten cell again: never fewer than the
         // column holds.
         size_t textCells = 0;
     };
 
     static bool IsText(uint64_t slot) { return (slot >> 48) == kTextTag; }
+    static size_t RecentHash(std::string_view text) {
+        const size_t n = text.size();
+        return (n * 7 + static_cast<unsigned char>(text[0]) * 3 +
+                static_cast<unsigned char>(text[n - 1]) + static_cast<unsigned char>(text[n / 2])) %
+               kRecentTexts;
+    }
     uint64_t SlotAt(int col, int row) const;
     // The slot of a cell, made when needed; null when the cell is dropped.
     uint64_t* Slot(int col, int row) {
@@ -111,6 +121,9 @@ class ColumnSheet {
     // counted as dropped) when it lies outside the sheet or beyond the allowance.
     bool MakeSlot(int col, int row);
     const char* StoreText(std::string_view text);
+    // Stores a text cell through the column's map of known texts; returns 1 + the index
+    // when the map holds the text, else 0.
+    uint32_t SetKnownText(Column& column, uint64_t* slot, std::string_view text);
 
     std::vector<Column> columns;
     std::vector<std::unique_ptr<char[]>> textBlocks;
@@ -141,6 +154,7 @@ class ColumnSheetSink : public zmcli::CommandSink {
     }
     void Set(int col, int row, double value) override { sheet.SetNumber(col, row, value); }
     void Set(int col, int row, float value) override;
+    // Typed as ParseNumberText types it; plain decimals take a one-pass shortcut.
     void Set(int col, int row, const char* text) override;
 
     const ColumnSheet& Sheet() const { return sheet; }
