@@ -118,13 +118,6 @@ const char* ColumnSheet::StoreText(std::string_view text) {
     return stored;
 }
 
-uint64_t ColumnSheet::SlotAt(int col, int row) const {
-    if (col < 1 || row < 1 || static_cast<size_t>(col) > columns.size())
-        return kMissingSlot;
-    const zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
-    return static_cast<size_t>(row) <= slots.Size() ? slots[row - 1] : kMissingSlot;
-}
-
 ColumnSheet::Kind ColumnSheet::KindAt(int col, int row) const {
     const uint64_t slot = SlotAt(col, row);
     if (slot == kMissingSlot)
@@ -137,11 +130,6 @@ std::string_view ColumnSheet::TextAt(int col, int row) const {
     if (!IsText(slot))
         return {};
     return columns[col - 1].texts[slot & kIndexMask];
-}
-
-long long ColumnSheet::TextIndexAt(int col, int row) const {
-    const uint64_t slot = SlotAt(col, row);
-    return IsText(slot) ? static_cast<long long>(slot & kIndexMask) : -1;
 }
 
 size_t ColumnSheet::TextCount(int col) const {

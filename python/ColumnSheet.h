@@ -51,7 +51,10 @@ class ColumnSheet {
     std::string_view TextAt(int col, int row) const;
     // The number of a text cell within its column's texts (cells with the same text
     // often share one), and how many there are; -1 for a cell that is not text.
-    long long TextIndexAt(int col, int row) const;
+    long long TextIndexAt(int col, int row) const {
+        const uint64_t slot = SlotAt(col, row);
+        return IsText(slot) ? static_cast<long long>(slot & kIndexMask) : -1;
+    }
     size_t TextCount(int col) const;
     // Whether the column holds no text cell from row `first` down. Answered from a count
     // when the only text is a heading above `first`, else by looking at each cell.
@@ -91,7 +94,12 @@ class ColumnSheet {
                 static_cast<unsigned char>(text[n - 1]) + static_cast<unsigned char>(text[n / 2])) %
                kRecentTexts;
     }
-    uint64_t SlotAt(int col, int row) const;
+    uint64_t SlotAt(int col, int row) const {
+        if (col < 1 || row < 1 || static_cast<size_t>(col) > columns.size())
+            return kMissingSlot;
+        const zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+        return static_cast<size_t>(row) <= slots.Size() ? slots[row - 1] : kMissingSlot;
+    }
     // The slot of a cell, made when needed; null when the cell is dropped.
     uint64_t* Slot(int col, int row) {
         if (!InPlace(col, row) && !MakeSlot(col, row))
