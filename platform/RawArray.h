@@ -9,7 +9,19 @@
 #include <cstring>
 #include <new>
 
+#include "platform/ZmExport.h"
+
 namespace zm {
+
+// Released mappings of large arrays are kept, up to a bound, for the next array of about
+// their size: reading a table fills fresh memory of several times its size, and on virtual
+// machines the page faults and the zeroing of fresh pages cost as much as the parsing.
+// Thread-safe.
+// A kept mapping of at least `wanted` bytes and not much more, its size in `bytes`; null
+// when there is none.
+ZMIMPORT_API void* TakeSpareMapping(size_t wanted, size_t& bytes);
+// Keeps a mapping of `bytes` (a multiple of the page size) for reuse, or unmaps it.
+ZMIMPORT_API void KeepSpareMapping(void* block, size_t bytes);
 
 // Asks the kernel to back a large block with huge pages. Filling a fresh block of
 // 4 KiB pages costs a page fault per page, and on virtual machines those faults take
@@ -77,13 +89,19 @@ class RawArray {
             capacity = n;
             return;
         }
-        const size_t mapped = (bytes + kPageBytes - 1) & ~(kPageBytes - 1);
+        size_t mapped = (bytes + kPageBytes - 1) & ~(kPageBytes - 1);
         void* grown;
         if (IsMapped()) {
             grown = mremap(data, MappedBytes(), mapped, MREMAP_MAYMOVE);
         } else {
-            grown =
-                mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            size_t spare = 0;
+            grown = TakeSpareMapping(mapped, spare);
+            if (grown != nullptr) {
+                mapped = spare;
+            } else {
+                grown = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                             -1, 0);
+            }
             if (grown != MAP_FAILED && size != 0)
                 std::memcpy(grown, data, size * sizeof(T));
             if (grown != MAP_FAILED)
@@ -162,7 +180,7 @@ class RawArray {
     size_t MappedBytes() const { return mappedBytes; }
     void Release() {
         if (IsMapped())
-            munmap(data, MappedBytes());
+            KeepSpareMapping(data, MappedBytes());
         else
             std::free(data);
         data = nullptr;

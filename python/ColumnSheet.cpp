@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 
+#include "cli/FastNumbers.h"
 #include "cli/TextTyping.h"
 
 namespace zmpy {
@@ -68,17 +69,35 @@ void ColumnSheet::SetText(int col, int row, std::string_view text) {
     if (uint64_t* slot = Slot(col, row)) {
         Column& column = columns[col - 1];
         ++column.textCells;
-        if (const auto found = column.known.find(text); found != column.known.end()) {
-            *slot = (kTextTag << 48) | found->second;
+        if (text.empty()) {
+            SetKnownText(column, slot, text);
             return;
         }
-        const std::string_view stored(StoreText(text), text.size());
-        column.texts.Push(stored);
-        const uint64_t index = column.texts.Size() - 1;
-        if (column.known.size() < kKnownTexts)
-            column.known.emplace(stored, index);
-        *slot = (kTextTag << 48) | index;
+        uint16_t& recent = column.recent[RecentHash(text)];
+        if (recent != 0 && column.texts[recent - 1] == text) {
+            *slot = (kTextTag << 48) | (recent - 1);
+            return;
+        }
+        // Only texts of `known` are remembered, so that a text gets the same index
+        // either way.
+        if (const uint32_t known = SetKnownText(column, slot, text); known != 0)
+            recent = static_cast<uint16_t>(known);
     }
+}
+
+uint32_t ColumnSheet::SetKnownText(Column& column, uint64_t* slot, std::string_view text) {
+    if (const auto found = column.known.find(text); found != column.known.end()) {
+        *slot = (kTextTag << 48) | found->second;
+        return static_cast<uint32_t>(found->second + 1);
+    }
+    const std::string_view stored(StoreText(text), text.size());
+    column.texts.Push(stored);
+    const uint64_t index = column.texts.Size() - 1;
+    *slot = (kTextTag << 48) | index;
+    if (column.known.size() >= kKnownTexts)
+        return 0;
+    column.known.emplace(stored, index);
+    return static_cast<uint32_t>(index + 1);
 }
 
 const char* ColumnSheet::StoreText(std::string_view text) {
@@ -99,13 +118,6 @@ const char* ColumnSheet::StoreText(std::string_view text) {
     return stored;
 }
 
-uint64_t ColumnSheet::SlotAt(int col, int row) const {
-    if (col < 1 || row < 1 || static_cast<size_t>(col) > columns.size())
-        return kMissingSlot;
-    const zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
-    return static_cast<size_t>(row) <= slots.Size() ? slots[row - 1] : kMissingSlot;
-}
-
 ColumnSheet::Kind ColumnSheet::KindAt(int col, int row) const {
     const uint64_t slot = SlotAt(col, row);
     if (slot == kMissingSlot)
@@ -118,11 +130,6 @@ std::string_view ColumnSheet::TextAt(int col, int row) const {
     if (!IsText(slot))
         return {};
     return columns[col - 1].texts[slot & kIndexMask];
-}
-
-long long ColumnSheet::TextIndexAt(int col, int row) const {
-    const uint64_t slot = SlotAt(col, row);
-    return IsText(slot) ? static_cast<long long>(slot & kIndexMask) : -1;
 }
 
 size_t ColumnSheet::TextCount(int col) const {
@@ -155,9 +162,14 @@ void ColumnSheet::CopyNumbers(int col, int first, size_t count, double* out) con
     const size_t begin = first >= 1 ? static_cast<size_t>(first - 1) : 0;
     const size_t held = slots != nullptr && slots->Size() > begin ? slots->Size() - begin : 0;
     const size_t stored = std::min(count, held);
+    const uint64_t* from = stored != 0 ? slots->Data() + begin : nullptr;
+    // Missing and text slots are NaNs already, and a stored NaN is the quiet one: every
+    // NaN becomes the quiet NaN, without a branch, so that the loop runs vectorised.
+    const uint64_t quiet = std::bit_cast<uint64_t>(nan);
     for (size_t i = 0; i < stored; ++i) {
-        const uint64_t slot = (*slots)[begin + i];
-        out[i] = slot == kMissingSlot || IsText(slot) ? nan : std::bit_cast<double>(slot);
+        const uint64_t slot = from[i];
+        const bool isNan = (slot & ~(uint64_t{1} << 63)) > 0x7FF0'0000'0000'0000;
+        out[i] = std::bit_cast<double>(isNan ? quiet : slot);
     }
     std::fill(out + stored, out + count, nan);
 }
@@ -168,11 +180,23 @@ void ColumnSheetSink::Set(int col, int row, float value) {
 
 void ColumnSheetSink::Set(int col, int row, const char* text) {
     double number;
-    if (!typeTexts)
+    if (!typeTexts) {
         sheet.SetText(col, row, text != nullptr ? text : "");
-    else if (zmcli::ParseNumberText(text, number))
+        return;
+    }
+    if (text == nullptr)
+        return;
+    if (zmcli::ParsePlainDecimal(text, number)) {
         sheet.SetNumber(col, row, number);
-    else if (text != nullptr && *text != '\0')
+        return;
+    }
+    // A number, blanks around it and a sign aside, starts with a digit or a point.
+    const unsigned char first = static_cast<unsigned char>(*text);
+    const bool mayBeNumber = first - unsigned{'0'} <= 9 || first == '.' || first == '-' ||
+                             first == '+' || first == ' ' || first == '\t';
+    if (mayBeNumber && zmcli::ParseNumberText(text, number))
+        sheet.SetNumber(col, row, number);
+    else if (first != '\0')
         sheet.SetText(col, row, text);
 }
 

@@ -51,7 +51,10 @@ class ColumnSheet {
     std::string_view TextAt(int col, int row) const;
     // The number of a text cell within its column's texts (cells with the same text
     // often share one), and how many there are; -1 for a cell that is not text.
-    long long TextIndexAt(int col, int row) const;
+    long long TextIndexAt(int col, int row) const {
+        const uint64_t slot = SlotAt(col, row);
+        return IsText(slot) ? static_cast<long long>(slot & kIndexMask) : -1;
+    }
     size_t TextCount(int col) const;
     // Whether the column holds no text cell from row `first` down. Answered from a count
     // when the only text is a heading above `first`, else by looking at each cell.
@@ -68,6 +71,7 @@ class ColumnSheet {
     static constexpr uint64_t kTextTag = 0x7FF1;  // top 16 bits; the index below them
     static constexpr uint64_t kIndexMask = (uint64_t{1} << 48) - 1;
     static constexpr size_t kKnownTexts = 4096;
+    static constexpr size_t kRecentTexts = 32;
 
     struct Column {
         zm::RawArray<uint64_t> slots;
@@ -75,13 +79,27 @@ class ColumnSheet {
         // The distinct texts seen first, and their index: measurement tables repeat
         // their labels, which then share one stored text (and one Python string).
         std::unordered_map<std::string_view, uint64_t> known;
+        // A few entries of `known` by a cheap hash, 1 + index (0: none), looked at first:
+        // a column of labels repeats a handful of texts a million times.
+        uint16_t recent[kRecentTexts] = {};
         // Text cells stored so far, counting a rewritten cell again: never fewer than the
         // column holds.
         size_t textCells = 0;
     };
 
     static bool IsText(uint64_t slot) { return (slot >> 48) == kTextTag; }
-    uint64_t SlotAt(int col, int row) const;
+    static size_t RecentHash(std::string_view text) {
+        const size_t n = text.size();
+        return (n * 7 + static_cast<unsigned char>(text[0]) * 3 +
+                static_cast<unsigned char>(text[n - 1]) + static_cast<unsigned char>(text[n / 2])) %
+               kRecentTexts;
+    }
+    uint64_t SlotAt(int col, int row) const {
+        if (col < 1 || row < 1 || static_cast<size_t>(col) > columns.size())
+            return kMissingSlot;
+        const zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+        return static_cast<size_t>(row) <= slots.Size() ? slots[row - 1] : kMissingSlot;
+    }
     // The slot of a cell, made when needed; null when the cell is dropped.
     uint64_t* Slot(int col, int row) {
         if (!InPlace(col, row) && !MakeSlot(col, row))
@@ -111,6 +129,9 @@ class ColumnSheet {
     // counted as dropped) when it lies outside the sheet or beyond the allowance.
     bool MakeSlot(int col, int row);
     const char* StoreText(std::string_view text);
+    // Stores a text cell through the column's map of known texts; returns 1 + the index
+    // when the map holds the text, else 0.
+    uint32_t SetKnownText(Column& column, uint64_t* slot, std::string_view text);
 
     std::vector<Column> columns;
     std::vector<std::unique_ptr<char[]>> textBlocks;
@@ -141,6 +162,7 @@ class ColumnSheetSink : public zmcli::CommandSink {
     }
     void Set(int col, int row, double value) override { sheet.SetNumber(col, row, value); }
     void Set(int col, int row, float value) override;
+    // Typed as ParseNumberText types it; plain decimals take a one-pass shortcut.
     void Set(int col, int row, const char* text) override;
 
     const ColumnSheet& Sheet() const { return sheet; }

@@ -158,20 +158,21 @@ class PySheet {
         PyObject** objects = static_cast<PyObject**>(out.mutable_data());
         std::vector<py::object> strings(Sheet().TextCount(col));
         for (int r = 0; r < rows; ++r) {
-            py::object value;
+            PyObject* value;
             if (const long long index = Sheet().TextIndexAt(col, first + r); index >= 0) {
                 py::object& string = strings[index];
                 if (!string) {
                     const std::string_view text = Sheet().TextOfIndex(col, index);
                     string = py::str(text.data(), text.size());
                 }
-                value = string;
+                value = string.ptr();
+                Py_INCREF(value);
             } else {
-                value = Value(col, first + r);
+                value = Value(col, first + r).release().ptr();
             }
             PyObject*& slot = objects[r];
             Py_XDECREF(slot);
-            slot = value.release().ptr();
+            slot = value;
         }
         return out;
     }

@@ -1,5 +1,6 @@
 // The plain-decimal shortcuts give exactly what std::from_chars and std::to_chars give.
 #include "cli/FastNumbers.h"
+#include "cli/TextTyping.h"
 
 #include <gtest/gtest.h>
 
@@ -79,4 +80,54 @@ TEST(FastNumbers, DecimalTextsReadAndPrintAsTheGeneralConversionsDo) {
     for (const char* text : {"", "-", "1e3", ".5", "007", "1.", "1.50", "10000000", "0.0001",
                              "1234567890123456", "+1", "1 "})
         EXPECT_EQ(zmcli::ShortestDecimalLength(text), 0u) << text;
+}
+
+// The one-pass reader of whole cells answers only where the typing of texts gives a
+// number, and then with the same bits.
+TEST(FastNumbers, PlainDecimalCellsTypeAsTheTextTypingDoes) {
+    auto check = [](const std::string& text) -> bool {
+        double fast = 0, general = 0;
+        if (zmcli::ParsePlainDecimal(text.c_str(), fast)) {
+            EXPECT_TRUE(zmcli::ParseNumberText(text.c_str(), general)) << text;
+            EXPECT_EQ(std::memcmp(&fast, &general, sizeof fast), 0) << text;
+            return true;
+        }
+        return false;
+    };
+    std::mt19937_64 random(11);
+    int taken = 0;
+    for (int round = 0; round < 100000; ++round)
+        taken += check(RandomDecimal(random));
+    EXPECT_GT(taken, 50000);
+    for (const char* text : {"0", "-0", ".5", "-.5", "1.", "-1.", "007", "123456789012345",
+                             "0.00000000000001", "999999999999999", "-1234.5678"})
+        EXPECT_TRUE(check(text)) << text;
+    double value = 0;
+    ASSERT_TRUE(zmcli::ParsePlainDecimal("-0", value));
+    EXPECT_TRUE(std::signbit(value));
+    // Left to the general reader: exponents, signs and blanks, sixteen digits and more,
+    // words, a lone sign or point, a second point or sign, a decimal comma.
+    for (const char* text : {"1e5",
+                             "1E-3",
+                             "+3",
+                             " 1",
+                             "1 ",
+                             "\t2",
+                             "1234567890123456",
+                             "0.1000000000000000055",
+                             "12345678901234567890",
+                             "nan",
+                             "inf",
+                             "-inf",
+                             "",
+                             "-",
+                             ".",
+                             "-.",
+                             "1.2.3",
+                             "--1",
+                             "1-",
+                             "1,5",
+                             "0x10",
+                             "1.5x"})
+        EXPECT_FALSE(zmcli::ParsePlainDecimal(text, value)) << text;
 }

@@ -4,9 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -76,6 +78,46 @@ TEST(RawArrayTest, MovingHandsOverTheBlock) {
     EXPECT_EQ(target[0], 9u);
     source.Push(1);  // a moved-from array is usable again
     EXPECT_EQ(source[0], 1u);
+}
+
+TEST(RawArrayTest, ReleasedMappingsServeTheNextArrayOfAboutTheirSize) {
+    constexpr size_t kBig = size_t{8} << 20;
+    const char* first = nullptr;
+    {
+        zm::RawArray<char> block;
+        block.Reserve(kBig);
+        first = block.Data();
+        *block.Extend(kBig) = 'x';
+    }
+    {
+        // Much smaller: the kept mapping is left for a larger array.
+        zm::RawArray<char> small;
+        small.Reserve(size_t{2} << 20);
+        EXPECT_NE(small.Data(), first);
+    }
+    zm::RawArray<uint64_t> reused;
+    reused.Reserve(kBig / sizeof(uint64_t) - 100);
+    EXPECT_EQ(reinterpret_cast<const char*>(reused.Data()), first);
+    EXPECT_GE(reused.Capacity() * sizeof(uint64_t), kBig);
+    // Values written and grown through a remapping like any other.
+    const uint64_t count = reused.Capacity() + 10;
+    for (uint64_t i = 0; i < count; ++i)
+        reused.Push(i);
+    EXPECT_EQ(reused[reused.Size() - 1], reused.Size() - 1);
+
+    // Kept mappings go to one array each, however many arrays are made at once.
+    std::vector<zm::RawArray<char>> released(12);
+    for (auto& array : released)
+        array.Reserve(kBig);
+    released.clear();
+    std::vector<zm::RawArray<char>> held(16);
+    std::vector<const char*> blocks;
+    for (auto& array : held) {
+        array.Reserve(kBig);
+        blocks.push_back(array.Data());
+    }
+    std::sort(blocks.begin(), blocks.end());
+    EXPECT_EQ(std::adjacent_find(blocks.begin(), blocks.end()), blocks.end());
 }
 
 }  // namespace

@@ -91,6 +91,17 @@ def test_missing_text_and_number_cells_keep_their_kind(tmp_path):
     assert frame["c"].tolist() == [None, 4.0, "nan"]
     numbers = sheet.to_numpy()
     assert numbers.shape == (4, 3) and numpy.isnan(numbers[1, 1]) and numbers[2, 2] == 4.0
+    # Number forms on and off the plain-decimal shortcut, typed as the command line types
+    # them, and labels repeated often enough to be shared.
+    forms = tmp_path / "forms.csv"
+    cells = ["1e5", "-0", ".5", "1.", "+3", " 7 ", "\t-2", "nan", "inf", "-", ".", "1.2.3",
+             "12345678901234567890", "0.1000000000000000055511", '"1,5"', "x", "y", "x"]
+    forms.write_text("v\n" + "\n".join(cells * 300) + "\n")
+    values = zmimport.read(forms).to_pandas()["v"].tolist()
+    expected = [1e5, -0.0, 0.5, 1.0, 3.0, 7.0, -2.0, "nan", "inf", "-", ".", "1.2.3",
+                12345678901234567890.0, 0.1, "1,5", "x", "y", "x"] * 300
+    assert values == expected
+    assert numpy.signbit(values[1]) and not numpy.signbit(values[2])
     matrix = tmp_path / "signed.mat"
     scipy.io.savemat(matrix, {"X": numpy.array([[1.0, -0.0]])})
     assert numpy.signbit(zmimport.read(matrix).cells[0][1])
