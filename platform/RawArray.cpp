@@ -7,10 +7,8 @@ namespace zm {
 
 namespace {
 
-// At most this much is kept: about what reading a table of eighty megabytes into columns
-// fills. The pages stay with the process; marking them free for the kernel instead would
-// split their huge pages and cost about what keeping them saves.
-constexpr size_t kSpareLimit = size_t{256} << 20;
+// The pages of kept mappings stay with the process; marking them free for the kernel
+// instead would split their huge pages and cost about what keeping them saves.
 constexpr size_t kSpareSlots = 32;
 // Smaller mappings are cheap to make again.
 constexpr size_t kSpareMinimum = size_t{2} << 20;
@@ -24,6 +22,18 @@ std::mutex spareLock;
 Spare spares[kSpareSlots];
 size_t spareCount = 0;
 size_t spareBytes = 0;
+size_t spareLimit = 0;
+
+// Unmaps the oldest kept mappings until `bytes` more fit; the lock is held.
+void MakeRoom(size_t bytes) {
+    while (spareCount > 0 && (spareCount == kSpareSlots || spareBytes + bytes > spareLimit)) {
+        munmap(spares[0].block, spares[0].bytes);
+        spareBytes -= spares[0].bytes;
+        for (size_t i = 1; i < spareCount; ++i)
+            spares[i - 1] = spares[i];
+        --spareCount;
+    }
+}
 
 }  // namespace
 
@@ -49,20 +59,22 @@ void* TakeSpareMapping(size_t wanted, size_t& bytes) {
     return block;
 }
 
+void SetSpareMappingLimit(size_t bytes) {
+    const std::lock_guard<std::mutex> hold(spareLock);
+    spareLimit = bytes;
+    MakeRoom(0);
+}
+
 void KeepSpareMapping(void* block, size_t bytes) {
-    if (bytes >= kSpareMinimum && bytes <= kSpareLimit) {
-        std::unique_lock<std::mutex> hold(spareLock);
-        // The oldest make room for the newest.
-        while (spareCount > 0 && (spareCount == kSpareSlots || spareBytes + bytes > kSpareLimit)) {
-            munmap(spares[0].block, spares[0].bytes);
-            spareBytes -= spares[0].bytes;
-            for (size_t i = 1; i < spareCount; ++i)
-                spares[i - 1] = spares[i];
-            --spareCount;
+    if (bytes >= kSpareMinimum) {
+        const std::lock_guard<std::mutex> hold(spareLock);
+        if (bytes <= spareLimit) {
+            // The oldest make room for the newest.
+            MakeRoom(bytes);
+            spares[spareCount++] = {block, bytes};
+            spareBytes += bytes;
+            return;
         }
-        spares[spareCount++] = {block, bytes};
-        spareBytes += bytes;
-        return;
     }
     munmap(block, bytes);
 }

@@ -13,10 +13,15 @@
 
 namespace zm {
 
-// Released mappings of large arrays are kept, up to a bound, for the next array of about
+// Released mappings of large arrays can be kept, up to a bound, for the next array of about
 // their size: reading a table fills fresh memory of several times its size, and on virtual
 // machines the page faults and the zeroing of fresh pages cost as much as the parsing.
+// Nothing is kept until a program that reads file after file asks for it with
+// SetSpareMappingLimit; a program that reads once keeps no memory it does not use.
 // Thread-safe.
+// Sets how many bytes of released mappings are kept (0, the default: none) and unmaps
+// the oldest kept ones beyond the new bound.
+ZMIMPORT_API void SetSpareMappingLimit(size_t bytes);
 // A kept mapping of at least `wanted` bytes and not much more, its size in `bytes`; null
 // when there is none.
 ZMIMPORT_API void* TakeSpareMapping(size_t wanted, size_t& bytes);

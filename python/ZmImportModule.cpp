@@ -137,8 +137,6 @@ class PySheet {
         return out;
     }
 
-    // The texts, numbers and None of a column holding texts, as an object array. Cells
-    // that share a stored text share its Python string.
     // A float64 column in memory of its own, mapped with huge pages where the system
     // gives them: page faults on fresh memory cost more here than copying the numbers.
     py::array Numbers(int col, int first, size_t rows) const {
@@ -152,6 +150,8 @@ class PySheet {
         return py::array_t<double>({rows}, {sizeof(double)}, values, owner);
     }
 
+    // The texts, numbers and None of a column holding texts, as an object array. Cells
+    // that share a stored text share its Python string.
     py::array Objects(int col, int first, int rows) const {
         // A new object array holds null pointers until each is set below.
         py::array out(py::dtype("O"), std::vector<py::ssize_t>{rows});
@@ -326,6 +326,9 @@ void MakeLibraryGlobal() {
 
 PYBIND11_MODULE(zmimport, m) {
     MakeLibraryGlobal();
+    // Scripts read file after file: the large blocks of one read serve the next one instead
+    // of fresh memory, up to about what a table of eighty megabytes fills.
+    zm::SetSpareMappingLimit(size_t{256} << 20);
     m.doc() = "Reads measurement and spreadsheet files of many formats into sheets of cells.";
     readErrorType = py::reinterpret_borrow<py::object>(
         PyErr_NewExceptionWithDoc("zmimport.ReadError",

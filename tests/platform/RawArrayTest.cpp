@@ -84,6 +84,14 @@ TEST(RawArrayTest, ReleasedMappingsServeTheNextArrayOfAboutTheirSize) {
     constexpr size_t kBig = size_t{8} << 20;
     const char* first = nullptr;
     {
+        // Nothing is kept by default.
+        zm::RawArray<char> block;
+        block.Reserve(kBig);
+    }
+    size_t spare = 0;
+    EXPECT_EQ(zm::TakeSpareMapping(kBig, spare), nullptr);
+    zm::SetSpareMappingLimit(size_t{256} << 20);
+    {
         zm::RawArray<char> block;
         block.Reserve(kBig);
         first = block.Data();
@@ -118,6 +126,11 @@ TEST(RawArrayTest, ReleasedMappingsServeTheNextArrayOfAboutTheirSize) {
     }
     std::sort(blocks.begin(), blocks.end());
     EXPECT_EQ(std::adjacent_find(blocks.begin(), blocks.end()), blocks.end());
+
+    // Lowering the bound lets go of what no longer fits.
+    held.clear();
+    zm::SetSpareMappingLimit(0);
+    EXPECT_EQ(zm::TakeSpareMapping(kBig, spare), nullptr);
 }
 
 }  // namespace
