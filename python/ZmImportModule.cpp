@@ -153,9 +153,20 @@ class PySheet {
     // The texts, numbers and None of a column holding texts, as an object array. Cells
     // that share a stored text share its Python string.
     py::array Objects(int col, int first, int rows) const {
-        // A new object array holds null pointers until each is set below.
-        py::array out(py::dtype("O"), std::vector<py::ssize_t>{rows});
-        PyObject** objects = static_cast<PyObject**>(out.mutable_data());
+        // The array's references live in memory the module maps (reused from read to read,
+        // like the float64 columns); whoever owns the block lets go of the references
+        // stored so far.
+        struct References {
+            zm::RawArray<PyObject*> block;
+            size_t stored = 0;
+            ~References() {
+                for (size_t i = 0; i < stored; ++i)
+                    Py_XDECREF(block[i]);
+            }
+        };
+        auto owner = std::make_unique<References>();
+        owner->block.Reserve(std::max(rows, 1));
+        PyObject** objects = owner->block.Extend(static_cast<size_t>(rows));
         std::vector<py::object> strings(Sheet().TextCount(col));
         for (int r = 0; r < rows; ++r) {
             PyObject* value;
@@ -170,11 +181,13 @@ class PySheet {
             } else {
                 value = Value(col, first + r).release().ptr();
             }
-            PyObject*& slot = objects[r];
-            Py_XDECREF(slot);
-            slot = value;
+            objects[r] = value;
+            owner->stored = static_cast<size_t>(r) + 1;
         }
-        return out;
+        py::capsule base(owner.get(), [](void* p) { delete static_cast<References*>(p); });
+        owner.release();
+        return py::array(py::dtype("O"), std::vector<py::ssize_t>{rows},
+                         std::vector<py::ssize_t>{sizeof(PyObject*)}, objects, base);
     }
 
     py::object ColumnName(int col, std::unordered_set<std::string>& used) const {
