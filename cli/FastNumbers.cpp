@@ -35,31 +35,7 @@ void StripZeros(uint64_t& m, int& k) {
 }  // namespace
 
 bool FastParseDecimal(const char* first, const char* last, double& value) {
-    const char* p = first;
-    const bool negative = p < last && *p == '-';
-    if (negative)
-        ++p;
-    // At most 15 digits: below 2^53 without checking each step.
-    uint64_t mantissa = 0;
-    int digits = 0;
-    int fraction = -1;  // digits after the point; -1 before a point is seen
-    for (; p < last; ++p) {
-        const unsigned digit = static_cast<unsigned char>(*p) - '0';
-        if (digit <= 9) {
-            mantissa = mantissa * 10 + digit;
-            ++digits;
-        } else if (*p == '.' && fraction < 0) {
-            fraction = digits;
-        } else {
-            return false;  // exponents and anything else: the general reader decides
-        }
-    }
-    if (digits == 0 || digits > 15)
-        return false;
-    const int after = fraction < 0 ? 0 : digits - fraction;
-    const double magnitude = static_cast<double>(mantissa) / kPow10[after];
-    value = negative ? -magnitude : magnitude;
-    return true;
+    return ReadPlainDecimal<false>(first, last, value);
 }
 
 size_t FastShortestFixed(double value, char* out) {
