@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "platform/NetCDFHeader.h"
 
@@ -54,10 +55,73 @@ bool HasHDF5Signature(const std::string& path) {
     return read && std::memcmp(head, kSignature, sizeof head) == 0;
 }
 
+// Reads, block by block, every attribute and the values of every variable of plain type:
+// all a reader may ask of the file. Errors are no matter here, only whether the library
+// survives them.
+void TouchEverything(int id) {
+    constexpr size_t kBlockBytes = size_t{4} << 20;
+    std::vector<unsigned char> block(kBlockBytes);
+    int variables = 0;
+    if (nc_inq_nvars(id, &variables) != NC_NOERR)
+        return;
+    for (int v = NC_GLOBAL; v < variables; ++v) {
+        int attributes = 0;
+        nc_inq_varnatts(id, v, &attributes);
+        for (int a = 0; a < attributes; ++a) {
+            char name[NC_MAX_NAME + 1] = {};
+            nc_type type = 0;
+            size_t length = 0, size = 0;
+            if (nc_inq_attname(id, v, a, name) == NC_NOERR &&
+                nc_inq_att(id, v, name, &type, &length) == NC_NOERR && type >= NC_BYTE &&
+                type < NC_STRING && nc_inq_type(id, type, nullptr, &size) == NC_NOERR &&
+                size != 0 && length <= kBlockBytes / size)
+                nc_get_att(id, v, name, block.data());
+        }
+        if (v == NC_GLOBAL)
+            continue;
+        nc_type type = 0;
+        int dims = 0;
+        int dimIds[NC_MAX_VAR_DIMS] = {};
+        size_t size = 0;
+        if (nc_inq_var(id, v, nullptr, &type, &dims, dimIds, nullptr) != NC_NOERR ||
+            type < NC_BYTE || type >= NC_STRING ||
+            nc_inq_type(id, type, nullptr, &size) != NC_NOERR || size == 0)
+            continue;
+        // Whole rows of the first dimension at a time; a variable whose row alone is larger
+        // than the block is left out.
+        size_t start[NC_MAX_VAR_DIMS] = {};
+        size_t count[NC_MAX_VAR_DIMS] = {};
+        size_t rowValues = 1;
+        bool fits = true;
+        for (int d = 0; d < dims; ++d) {
+            if (nc_inq_dimlen(id, dimIds[d], &count[d]) != NC_NOERR)
+                fits = false;
+            if (d > 0 && count[d] != 0 && rowValues > kBlockBytes / size / count[d])
+                fits = false;
+            if (d > 0)
+                rowValues *= count[d];
+        }
+        if (!fits)
+            continue;
+        if (dims == 0) {
+            nc_get_var(id, v, block.data());
+            continue;
+        }
+        const size_t rows = count[0];
+        const size_t step =
+            std::max<size_t>(1, kBlockBytes / size / std::max<size_t>(rowValues, 1));
+        for (size_t row = 0; row < rows && rowValues != 0; row += step) {
+            start[0] = row;
+            count[0] = std::min(step, rows - row);
+            nc_get_vara(id, v, start, count, block.data());
+        }
+    }
+}
+
 // The HDF5 library under netCDF-4 crashes (frees a wild pointer) on some damaged files
 // instead of answering an error, and would take the host application with it. An
-// HDF5-based file is therefore opened first in a child process; only when that opening
-// ends normally is it opened here.
+// HDF5-based file is therefore opened and read in full first in a child process; only
+// when that ends normally is it opened here.
 bool OpensInAChild(const std::string& path) {
     const pid_t child = fork();
     if (child < 0)
@@ -69,8 +133,10 @@ bool OpensInAChild(const std::string& path) {
             dup2(quiet, STDERR_FILENO);
         int id = -1;
         const bool opened = nc_open(path.c_str(), NC_NOWRITE, &id) == NC_NOERR;
-        if (opened)
+        if (opened) {
+            TouchEverything(id);
             nc_close(id);
+        }
         _exit(opened ? 0 : 1);
     }
     const auto deadline = std::chrono::steady_clock::now() + kTrialTime;
