@@ -59,12 +59,6 @@ bool ColumnSheet::MakeSlot(int col, int row) {
     return true;
 }
 
-void ColumnSheet::SetNumber(int col, int row, double value) {
-    if (uint64_t* slot = Slot(col, row))
-        *slot = std::bit_cast<uint64_t>(std::isnan(value) ? std::numeric_limits<double>::quiet_NaN()
-                                                          : value);
-}
-
 void ColumnSheet::SetText(int col, int row, std::string_view text) {
     if (uint64_t* slot = Slot(col, row)) {
         Column& column = columns[col - 1];

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string_view>
 #include <unordered_map>
@@ -34,7 +36,12 @@ class ColumnSheet {
     enum class Kind { kMissing, kNumber, kText };
 
     void Announce(int cols, int rows);
-    void SetNumber(int col, int row, double value);
+    void SetNumber(int col, int row, double value) {
+        // Every NaN is stored as the quiet one: other bit patterns mark missing and text.
+        if (uint64_t* slot = Slot(col, row))
+            *slot = std::bit_cast<uint64_t>(
+                std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value);
+    }
     void SetText(int col, int row, std::string_view text);
 
     // The extent: the announced size grown to every stored cell.
