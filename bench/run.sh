@@ -37,6 +37,18 @@ best_seconds() {
   done
   echo "$best"
 }
+# node_tools NAME PACKAGE: installs the pinned npm tools of tests/tools/NAME once into
+# bench-data/NAME-tools (PACKAGE shows they are there) and prints that folder.
+node_tools() {
+  local tools="$work/$1-tools"
+  if [ ! -d "$tools/node_modules/$2" ]; then
+    mkdir -p "$tools"
+    cp "$here/../tests/tools/$1/package.json" "$here/../tests/tools/$1/package-lock.json" "$tools/"
+    (cd "$tools" && npm ci --no-audit --no-fund > /dev/null)
+  fi
+  echo "$tools"
+}
+
 # wall_seconds CMD...: the smallest wall-clock time of three runs of the whole process.
 wall_seconds() {
   local best="" start end
@@ -292,12 +304,7 @@ fi
 if want jcamp; then
 echo
 echo "== JCAMP-DX, 500 spectra x 4,000 points =="
-tools="$work/jcamp-tools"
-if [ ! -d "$tools/node_modules/jcampconverter" ]; then
-  mkdir -p "$tools"
-  cp "$here/../tests/tools/jcamp/package.json" "$here/../tests/tools/jcamp/package-lock.json" "$tools/"
-  (cd "$tools" && npm ci --no-audit --no-fund > /dev/null)
-fi
+tools="$(node_tools jcamp jcampconverter)"
 jdir="$work/jcamp"
 if [ ! -f "$jdir/link-affn.jdx" ]; then
   mkdir -p "$jdir/single"
@@ -322,12 +329,7 @@ fi
 if want spc; then
 echo
 echo "== Galactic SPC, 10,000 sub-files x 1,000 points =="
-tools="$work/spc-tools"
-if [ ! -d "$tools/node_modules/spc-parser" ]; then
-  mkdir -p "$tools"
-  cp "$here/../tests/tools/spc/package.json" "$here/../tests/tools/spc/package-lock.json" "$tools/"
-  (cd "$tools" && npm ci --no-audit --no-fund > /dev/null)
-fi
+tools="$(node_tools spc spc-parser)"
 spc="$work/spc-10000x1000.spc"
 [ -f "$spc" ] || /usr/bin/python3 "$here/make_spc.py" "$spc"
 sink="$(best_seconds "$bin/bench_read" "GalacticSPC File" "$spc")"
