@@ -161,6 +161,8 @@ int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
     // Room for every file's text at once: one buffer that never moves while it fills.
     std::vector<long long> sizes;
     size_t total = 0;
+    files_.reserve(list.size());
+    blocks_.reserve(list.size());  // most files hold one block
     for (const std::string& name : list) {
         files_.push_back({name, 0, 0});
         sizes.push_back(RegularFileSize(name));
@@ -197,7 +199,7 @@ int JCAMPFile::Fail(int code) {
 std::string JCAMPFile::FilePrefix(int file) const {
     if (files_.size() < 2 || file < 0 || file >= static_cast<int>(files_.size()))
         return std::string();
-    return zm::FormatMessage("%1%, ", zm::FileTitle(files_[static_cast<size_t>(file)].name));
+    return zm::FileTitle(files_[static_cast<size_t>(file)].name) + ", ";
 }
 
 std::string JCAMPFile::MessagePrefix() const {
