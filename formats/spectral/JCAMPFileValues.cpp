@@ -539,7 +539,10 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                     return Fail(kDupFirstOrdinate);
                 if (count == 1) {
                     // The y check: the line repeats the last ordinate of the line before.
-                    if (missing || y.Size() == start || !zm::SpectralValuesEqual(value, previous)) {
+                    // Mostly the very value: an equal (and so finite) value needs no
+                    // tolerance worked out.
+                    if (missing || y.Size() == start ||
+                        (value != previous && !zm::SpectralValuesEqual(value, previous))) {
                         SetWarning(kYCheckFailed, line);
                         stopped = true;
                         break;
