@@ -255,9 +255,10 @@ size_t SumDifferenceRun(const char*& p, const char* end, double& previous, doubl
     const char* const end = begin + line.size();
     if (p == end || !(kChars[*p].kind & kDifferenceLead) || room == 0)
         return;
-    // Room for every value the rest of the line spells without repeat counts.
+    // Room for the values the rest of the line spells without repeat counts, a few
+    // thousand at a time: a long line of something else takes no more memory than that.
     const size_t size = y.Size();
-    const size_t wanted = std::min(room, static_cast<size_t>(end - p));
+    const size_t wanted = std::min({room, static_cast<size_t>(end - p), size_t{4096}});
     double* out = y.Extend(wanted);
     const size_t written = SumDifferenceRun(p, end, previous, out, wanted);
     y.Truncate(size + written);
