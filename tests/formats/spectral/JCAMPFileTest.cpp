@@ -384,8 +384,9 @@ TEST(JCAMPFileSheet, RepeatedDifferencesAcrossLinesAndFiles) {
 
 // Runs of differences end wherever a value needs more than a bare difference: 15
 // digits and no more, an exponent after a difference (not a squeezed 5), a blank or a
-// separator, a repeat count of two digits; a second repeat count or one past what the
-// block can hold stops the read with the line it is on.
+// separator, a repeat count of two digits, a line longer than the room made at a time;
+// a second repeat count or one past what the block can hold stops the read with the
+// line it is on.
 TEST(JCAMPFileSheet, DifferenceRunsHandOverWhereValuesNeedMore) {
     const std::string head =
         "##TITLE=runs\n##JCAMP-DX=5.01\n##DATA TYPE=INFRARED SPECTRUM\n"
@@ -406,6 +407,17 @@ TEST(JCAMPFileSheet, DifferenceRunsHandOverWhereValuesNeedMore) {
     ASSERT_EQ(sink.cols, 1 + static_cast<int>(expected.size()));
     for (size_t i = 0; i < expected.size(); ++i)
         EXPECT_EQ(sink.Number(static_cast<int>(i) + 2, 2), expected[i]) << i;
+
+    // One line of more differences than the room made for a run at a time.
+    std::ofstream(path, std::ios::binary)
+        << "##TITLE=long\n##FIRSTX=0\n##LASTX=5000\n##NPOINTS=5001\n##XYDATA=(X++(Y..Y))\n0 @"
+        << std::string(5000, 'J') << "\n##END=";
+    JCAMPFile longLine;
+    zmtest::RecordingSink ramp;
+    ASSERT_EQ(zmtest::ReadAll(longLine, path, ramp), 0) << Message(longLine);
+    ASSERT_EQ(ramp.cols, 1 + 5001);
+    for (int col = 2; col <= ramp.cols; ++col)
+        ASSERT_EQ(ramp.Number(col, 2), col - 2);
 
     struct Damage {
         const char* data;
