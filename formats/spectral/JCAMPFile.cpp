@@ -113,23 +113,30 @@ int JCAMPFile::Open(bool readMode, const char* file, ZmImportOpenOptions* option
 
 namespace {
 
-// A regular file's size, or -1.
-long long RegularFileSize(const std::string& name) {
-    struct stat info;
-    if (::stat(name.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
-        return -1;
-    return static_cast<long long>(info.st_size);
-}
-
-// Appends a whole file of about `expected` bytes (its size when it was measured) to
-// `text`; false when it cannot be opened or read. One read takes it whole: a read that
-// comes back short of the room given has met the end of the file, which saves asking
-// for the size again. Opened without blocking, so a name that has turned into a pipe
-// since it was measured cannot stall the reading.
-bool AppendFile(const std::string& name, size_t expected, zm::RawArray<char>& text) {
-    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+// Appends a whole regular file to `text`; false when it cannot be opened or read or is
+// no regular file. The size comes from the open file rather than from its name, so the
+// name is looked up once. One read takes the file whole: a read that comes back short
+// of the room given has met the end of the file, which saves asking for the size
+// again. Before the first file `text` gets room for `files` files of its size: sets
+// of spectra are mostly files of one size. Opened without blocking, so a name that
+// is a pipe cannot stall the reading.
+bool AppendFile(const std::string& name, size_t files, zm::RawArray<char>& text) {
+    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
         return false;
+    struct stat info;
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size < 0) {
+        ::close(fd);
+        return false;
+    }
+    const size_t expected = static_cast<size_t>(info.st_size);
+    if (text.Size() == 0 && expected < SIZE_MAX / 2 / std::max<size_t>(files, 1)) {
+        try {
+            text.Reserve(zm::jcamp::WholeHugePages((expected + 1) * files, 1));
+        } catch (const std::bad_alloc&) {
+            // Past what memory holds: the text grows as the files come instead.
+        }
+    }
     const size_t start = text.Size();
     text.Extend(expected + 1);
     size_t got = 0;
@@ -158,22 +165,13 @@ bool AppendFile(const std::string& name, size_t expected, zm::RawArray<char>& te
 
 int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
     const std::vector<std::string> list = zm::SplitFileNames(names != nullptr ? names : "");
-    // Room for every file's text at once: one buffer that never moves while it fills.
-    std::vector<long long> sizes;
-    size_t total = 0;
-    for (const std::string& name : list) {
+    files_.reserve(list.size());
+    blocks_.reserve(list.size());  // most files hold one block
+    for (const std::string& name : list)
         files_.push_back({name, 0, 0});
-        sizes.push_back(RegularFileSize(name));
-        total += static_cast<size_t>(std::max(sizes.back(), 0LL)) + 1;
-    }
-    try {
-        text_.Reserve(zm::jcamp::WholeHugePages(total, 1));
-    } catch (const std::bad_alloc&) {
-        // Sizes past what memory holds: each file then fails on its own, in its turn.
-    }
     for (size_t i = 0; i < files_.size(); ++i) {
         files_[i].offset = text_.Size();
-        if (sizes[i] < 0 || !AppendFile(files_[i].name, static_cast<size_t>(sizes[i]), text_))
+        if (!AppendFile(files_[i].name, files_.size(), text_))
             return SetStatus(kOpenFailed);
         files_[i].size = text_.Size() - files_[i].offset;
         if (CheckFile(static_cast<int>(i)) != 0)
@@ -197,7 +195,7 @@ int JCAMPFile::Fail(int code) {
 std::string JCAMPFile::FilePrefix(int file) const {
     if (files_.size() < 2 || file < 0 || file >= static_cast<int>(files_.size()))
         return std::string();
-    return zm::FormatMessage("%1%, ", zm::FileTitle(files_[static_cast<size_t>(file)].name));
+    return zm::FileTitle(files_[static_cast<size_t>(file)].name) + ", ";
 }
 
 std::string JCAMPFile::MessagePrefix() const {

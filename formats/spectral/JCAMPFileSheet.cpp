@@ -48,9 +48,14 @@ int JCAMPFile::ResampleSelection() {
 std::string JCAMPFile::RowLabel(const Series& series) const {
     const Block& block = blocks_[static_cast<size_t>(series.block)];
     const Page& page = block.pages[static_cast<size_t>(series.page)];
-    if (page.text.empty())
-        return zm::FormatMessage("%1%%2%", FilePrefix(block.file), block.title);
-    return zm::FormatMessage("%1%%2% : %3%", FilePrefix(block.file), block.title, page.text);
+    // Put together directly: a formatted message costs a stream and its locale per row.
+    std::string label = FilePrefix(block.file);
+    label += block.title;
+    if (!page.text.empty()) {
+        label += " : ";
+        label += page.text;
+    }
+    return label;
 }
 
 int JCAMPFile::Read(ReadSpreadSheetData* sink) {

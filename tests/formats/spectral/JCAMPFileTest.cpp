@@ -382,6 +382,63 @@ TEST(JCAMPFileSheet, RepeatedDifferencesAcrossLinesAndFiles) {
     }
 }
 
+// Runs of differences end wherever a value needs more than a bare difference: 15
+// digits and no more, an exponent after a difference (not a squeezed 5), a blank or a
+// separator, a repeat count of two digits, a line longer than the room made at a time;
+// a second repeat count or one past what the block can hold stops the read with the
+// line it is on.
+TEST(JCAMPFileSheet, DifferenceRunsHandOverWhereValuesNeedMore) {
+    const std::string head =
+        "##TITLE=runs\n##JCAMP-DX=5.01\n##DATA TYPE=INFRARED SPECTRUM\n"
+        "##FIRSTX=1\n##LASTX=19\n##NPOINTS=19\n##XYDATA=(X++(Y..Y))\n";
+    const std::string path = ::testing::TempDir() + "jcamp-runs.jdx";
+    std::ofstream(path, std::ios::binary)
+        << head
+        << "1 @J00000000000000j00000000000000J000000000000000j000000000000000JE+1 J;KJS0\n"
+           "19 B3K\n##END=";
+    JCAMPFile reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, path, sink), 0) << Message(reader);
+    EXPECT_EQ(reader.GetWarningMessage(), nullptr);
+    std::vector<double> expected = {0, 1e14, 0, 1e15, 0, 10, 11, 13};
+    for (int y = 14; y <= 23; ++y)
+        expected.push_back(y);
+    expected.push_back(25);
+    ASSERT_EQ(sink.cols, 1 + static_cast<int>(expected.size()));
+    for (size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(sink.Number(static_cast<int>(i) + 2, 2), expected[i]) << i;
+
+    // One line of more differences than the room made for a run at a time.
+    std::ofstream(path, std::ios::binary)
+        << "##TITLE=long\n##FIRSTX=0\n##LASTX=5000\n##NPOINTS=5001\n##XYDATA=(X++(Y..Y))\n0 @"
+        << std::string(5000, 'J') << "\n##END=";
+    JCAMPFile longLine;
+    zmtest::RecordingSink ramp;
+    ASSERT_EQ(zmtest::ReadAll(longLine, path, ramp), 0) << Message(longLine);
+    ASSERT_EQ(ramp.cols, 1 + 5001);
+    for (int col = 2; col <= ramp.cols; ++col)
+        ASSERT_EQ(ramp.Number(col, 2), col - 2);
+
+    struct Damage {
+        const char* data;
+        int code;
+        const char* text;
+    };
+    for (const Damage& d :
+         {Damage{"1 @JKJTTJ\n", JCAMPFile::kTwoDups,
+                 "Error in file 'jcamp-runs.jdx', line 8: Two consecutive DUP-values is not "
+                 "allowed."},
+          Damage{"1 @JK\n3 CJS0000000\n", JCAMPFile::kReadError,
+                 "Error in file 'jcamp-runs.jdx', line 9: Error occurred while reading the "
+                 "file."}}) {
+        std::ofstream(path, std::ios::binary) << head << d.data << "##END=";
+        JCAMPFile refused;
+        zmtest::RecordingSink none;
+        EXPECT_EQ(zmtest::ReadAll(refused, path, none), d.code) << d.data;
+        EXPECT_EQ(Message(refused), d.text) << d.data;
+    }
+}
+
 TEST(JCAMPFileWarnings, YCheckAndPointCount) {
     JCAMPFile reader;
     zmtest::RecordingSink sink;
