@@ -94,6 +94,19 @@ struct CharTable {
 
 constexpr CharTable kChars;
 
+// The repeat count that starts with the repeat character at `p` (capped, as no block holds
+// more values), moving `p` past its digits.
+[[gnu::always_inline]] inline int ReadRepeatCount(const char*& p, const char* end) {
+    long long n = kChars[*p].digit;
+    ++p;
+    CharClass next;
+    while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
+        n = std::min<long long>(n * 10 + next.digit, INT32_MAX);
+        ++p;
+    }
+    return static_cast<int>(n);
+}
+
 [[gnu::always_inline]] inline bool DecodeCommonValue(std::string_view line, size_t& pos,
                                                      double& value, int& count) {
     const char* const begin = line.data();
@@ -148,15 +161,9 @@ constexpr CharTable kChars;
         return false;
     int repeat = 1;
     if (p < end && (kChars[*p].kind & kDupChar)) {
-        long long n = kChars[*p].digit;
-        ++p;
-        while (p < end && ((next = kChars[*p]).kind & kDigitChar)) {
-            n = std::min<long long>(n * 10 + next.digit, INT32_MAX);
-            ++p;
-        }
+        repeat = ReadRepeatCount(p, end);
         if (p < end && (kChars[*p].kind & kDupChar))
             return false;
-        repeat = static_cast<int>(n);
     } else if (end - p > 2 && (*p == 'E' || *p == 'e') && (p[1] == '+' || p[1] == '-') &&
                (kChars[p[2]].kind & kDigitChar)) {
         return false;  // an exponent
@@ -213,15 +220,8 @@ size_t SumDifferenceRun(const char*& p, const char* end, double& previous, doubl
         if (length > kMostExactDigits)
             break;
         size_t repeat = 1;
-        if (q < end && (kChars[*q].kind & kDupChar)) {
-            long long n = kChars[*q].digit;
-            ++q;
-            while (q < end && ((next = kChars[*q]).kind & kDigitChar)) {
-                n = std::min<long long>(n * 10 + next.digit, INT32_MAX);
-                ++q;
-            }
-            repeat = static_cast<size_t>(n);
-        }
+        if (q < end && (kChars[*q].kind & kDupChar))
+            repeat = static_cast<size_t>(ReadRepeatCount(q, end));
         // Only a following difference or the line's end completes the value as it stands.
         if (q < end && !(kChars[*q].kind & kDifferenceLead))
             break;
