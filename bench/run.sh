@@ -288,8 +288,8 @@ if want python && [ -f "$module_dir/zmimport.pyi" ]; then
   for file in "$csv" "$xlsx"; do
     ours_out="$(PYTHONPATH="$module_dir" /usr/bin/python3 "$here/python_read.py" "$file" zmimport)"
     theirs_out="$(/usr/bin/python3 "$here/python_read.py" "$file" pandas)"
-    ours="$(awk '/^seconds/ { print $2 }' <<< "$ours_out")"
-    theirs="$(awk '/^seconds/ { print $2 }' <<< "$theirs_out")"
+    ours="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$ours_out")"
+    theirs="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$theirs_out")"
     target=2
     [ "${file##*.}" = xlsx ] && target=5
     echo "$(basename "$file"): zmimport.read().to_pandas() $ours s (first read $(awk '/^first/ { printf "%.3f", $2 }' <<< "$ours_out") s)," \
