@@ -17,6 +17,32 @@
 
 using namespace zm::biff::records;
 
+namespace {
+
+inline constexpr uint16_t kDateMode = 0x0022;
+
+// Sheets of BIFF8 hold at most 65536 rows, older ones 16384, all of them 256 columns: a
+// DIMENSIONS record that declares more describes no cell the format can hold.
+int DeclaredRowsLimit(bool biff8) {
+    return biff8 ? 65536 : 16384;
+}
+inline constexpr int kDeclaredColsLimit = 256;
+
+}  // namespace
+
+bool ExcelFile::IsDateFormatText(std::string text) {
+    // A date format has two of "ymdhms", one after the other. The first two bytes that are
+    // 0 read as "_", so that a BIFF8 format's text goes on past its length's high byte and
+    // option byte.
+    for (size_t i = 0; i < std::min<size_t>(2, text.size()); ++i) {
+        if (text[i] == '\0')
+            text[i] = '_';
+    }
+    const char* p = text.c_str();
+    const size_t first = std::strcspn(p, "ymdhms");
+    return p[first] != '\0' && p[first + 1 + std::strcspn(p + first + 1, "ymdhms")] != '\0';
+}
+
 ExcelFile::ExcelFile() : record(std::make_unique<Record>()) {}
 
 ExcelFile::~ExcelFile() = default;
@@ -88,6 +114,11 @@ int ExcelFile::OpenFile(const char* file) {
     sharedStrings.clear();
     dateXf.clear();
     dateFormats.clear();
+    oldFormats = 0;
+    ownFormats = false;
+    date1904 = false;
+    cutStrings.clear();
+    walked = 0;
     choice = zm::SheetChoice();
     codePage = std::make_unique<zm::CodePageText>(1252);
     stream = std::make_unique<zm::biff::BaseStream>(file != nullptr ? file : "");
@@ -120,20 +151,40 @@ int ExcelFile::OpenFile(const char* file) {
 }
 
 void ExcelFile::NoteFormat() {
-    // The raw bytes from offset 3 on, its length from offset 2; the first two bytes that
-    // are 0 read as "_", so that the text goes on past a BIFF8 length's high byte and
-    // option byte. A date format has two of "ymdhms", one after the other.
+    // BIFF5/8: the index, then the raw bytes from offset 3 on, their length at offset 2.
     const size_t length =
         std::min<size_t>(record->data[2], record->length > 3 ? record->length - 3 : 0);
-    std::string text(reinterpret_cast<const char*>(record->data + 3), length);
-    for (size_t i = 0; i < std::min<size_t>(2, text.size()); ++i) {
-        if (text[i] == '\0')
-            text[i] = '_';
-    }
-    const char* p = text.c_str();
-    const size_t first = std::strcspn(p, "ymdhms");
-    if (p[first] != '\0' && p[first + 1 + std::strcspn(p + first + 1, "ymdhms")] != '\0')
+    if (IsDateFormatText(std::string(reinterpret_cast<const char*>(record->data + 3), length)))
         dateFormats.insert(uI2Shuffle(record->data, 0));
+}
+
+void ExcelFile::NoteOldFormatRecord() {
+    const uint16_t type = record->type;
+    const size_t length = static_cast<size_t>(record->length);
+    const uint8_t* data = record->data;
+    if (!ownFormats) {
+        // A worksheet's own formats replace whatever an earlier sheet of a BIFF4 workbook
+        // brought.
+        ownFormats = true;
+        oldFormats = 0;
+        dateFormats.clear();
+        dateXf.clear();
+    }
+    if (type == 0x001E || type == 0x041E) {
+        // FORMAT: a text with a one-byte length, at offset 0 (BIFF2, BIFF3) or 2 (BIFF4);
+        // formats are numbered in the order they come.
+        const size_t at = type == 0x041E ? 2 : 0;
+        if (length > at) {
+            const size_t n = std::min<size_t>(data[at], length - at - 1);
+            if (IsDateFormatText(std::string(reinterpret_cast<const char*>(data + at + 1), n)))
+                dateFormats.insert(oldFormats);
+        }
+        ++oldFormats;
+    } else if (type == 0x0043 && length >= 3) {  // XF (BIFF2): format in the low 6 bits
+        dateXf.push_back(dateFormats.count(data[2] & 0x3Fu) != 0);
+    } else if ((type == 0x0243 || type == 0x0443) && length >= 2) {  // XF (BIFF3, BIFF4)
+        dateXf.push_back(dateFormats.count(data[1]) != 0);
+    }
 }
 
 void ExcelFile::ReadWorkbookGlobals() {
@@ -154,12 +205,16 @@ void ExcelFile::ReadWorkbookGlobals() {
         const uint16_t type = record->type;
         const size_t length = static_cast<size_t>(record->length);
         const uint8_t* data = record->data;
-        if (type == kEof)
+        if (type == kEof) {
+            sst.End();
             break;
+        }
         if (inSst && type == kContinue) {
             sst.Continue(data, length);
             continue;
         }
+        if (inSst)
+            sst.End();
         inSst = false;
         if (type == kFilePass) {
             SetStatus(kEncrypted);
@@ -167,9 +222,14 @@ void ExcelFile::ReadWorkbookGlobals() {
         }
         if (type == kCodePage && length >= 2) {
             codePage = std::make_unique<zm::CodePageText>(uI2Shuffle(data, 0));
+        } else if (type == kDateMode && length >= 2) {
+            date1904 = uI2Shuffle(data, 0) == 1;
         } else if (type == kBoundSheet && length >= 8 && (uI2Shuffle(data, 4) & 0x0F00) == 0) {
             // The name first: testing the sheet reads other records into the buffer.
             const uint32_t position = static_cast<uint32_t>(I4Shuffle(data, 0));
+            // A second sheet record for a sheet already listed adds nothing the file holds.
+            if (testedSheets.count(position) != 0)
+                continue;
             std::string name;
             if (biff8) {
                 size_t pos = 6;
@@ -195,6 +255,7 @@ void ExcelFile::ReadWorkbookGlobals() {
         }
     }
     sharedStrings = sst.Table();
+    cutStrings = sst.Cut();
     if (!worksheets.empty())
         choice.names = {worksheets.front().name};
 }
@@ -209,12 +270,19 @@ void ExcelFile::ReadBiff4Bundles() {
         if (type == kEof)
             break;
         if (type == kSheetOffset && record->length >= 4) {
-            if (!stream->Seek(static_cast<uint32_t>(I4Shuffle(record->data, 0))))
-                break;
+            // The next bundle lies ahead: an offset back (or onto this record) would walk
+            // the same bundles again and again.
+            const uint32_t next = static_cast<uint32_t>(I4Shuffle(record->data, 0));
+            if (next < stream->Tell() || !stream->Seek(next)) {
+                SetStatus(kBadGlobalsRecord);
+                return;
+            }
             continue;
         }
         if (type == kCodePage && record->length >= 2)
             codePage = std::make_unique<zm::CodePageText>(uI2Shuffle(record->data, 0));
+        if (type == kDateMode && record->length >= 2)
+            date1904 = uI2Shuffle(record->data, 0) == 1;
         if (type != kBundleHeader || record->length < 5)
             continue;
         const size_t n = std::min<size_t>(record->data[4], static_cast<size_t>(record->length) - 5);
@@ -257,8 +325,11 @@ int ExcelFile::TestWorksheet(uint64_t position) {
         stream->Seek(back);
         return kBadSheetRecord;
     }
+    // Sheets do not overlap, so walking them all reads the stream about once; sheet
+    // records that point into each other must not make the walk quadratic.
+    const uint64_t budget = 2 * stream->Size();
     for (;;) {
-        if (!ReadBiffRecord()) {
+        if (walked + (stream->Tell() - position) > budget || !ReadBiffRecord()) {
             result = kBadSheetRecord;
             break;
         }
@@ -283,12 +354,15 @@ int ExcelFile::TestWorksheet(uint64_t position) {
                 col = uI2Shuffle(record->data, static_cast<size_t>(record->length) - 2);
             cellRows = std::max(cellRows, std::min(row + 1, kMaxRows));
             cellCols = std::max(cellCols, std::min(col + 1, kMaxCols));
-        } else if ((type & 0xFF) == 0x00 && record->length >= (biff8 ? 12 : 8)) {
-            const long long rows = biff8 ? static_cast<uint32_t>(I4Shuffle(record->data, 4))
-                                         : uI2Shuffle(record->data, 2);
-            const int cols = uI2Shuffle(record->data, biff8 ? 10 : 6);
-            dimensionRows = static_cast<int>(std::min<long long>(rows, kMaxRows));
-            dimensionCols = std::min(cols, kMaxCols);
+        } else if ((type == 0x0200 || type == 0x0000) &&
+                   record->length >= (biff8 && type == 0x0200 ? 12 : 8)) {
+            // DIMENSIONS: the last row and column + 1, rows in 32 bits from BIFF8 on.
+            const bool wide = biff8 && type == 0x0200;
+            const long long rows = wide ? static_cast<uint32_t>(I4Shuffle(record->data, 4))
+                                        : uI2Shuffle(record->data, 2);
+            const int cols = uI2Shuffle(record->data, wide ? 10 : 6);
+            dimensionRows = static_cast<int>(std::min<long long>(rows, DeclaredRowsLimit(biff8)));
+            dimensionCols = std::min(cols, kDeclaredColsLimit);
             result = rows == 0 && cols == 256 ? kEmptySheet : 0;
         } else if (type == kWsBool && record->length >= 1 && (record->data[0] & 0x10)) {
             result = kEmptySheet;  // a dialog sheet
@@ -297,6 +371,7 @@ int ExcelFile::TestWorksheet(uint64_t position) {
     }
     dimensionRows = std::max(dimensionRows, cellRows);
     dimensionCols = std::max(dimensionCols, cellCols);
+    walked += stream->Tell() - position;
     stream->Seek(back);
     return result;
 }
@@ -386,6 +461,16 @@ void ExcelFile::Close() {
     readName.clear();
     sizeEstablished = false;
     SpreadsheetFile::Close();
+}
+
+const char* ExcelFile::GetWarningMessage() {
+    if (damagedCells <= 0)
+        return nullptr;
+    warning = zm::FormatMessage(
+        zm::Translate("%1% cells of the Excel file could not be read in full: their text is cut "
+                      "short or refers to a shared string the file does not hold."),
+        damagedCells);
+    return warning.c_str();
 }
 
 const char* ExcelFile::GetReadFile() {

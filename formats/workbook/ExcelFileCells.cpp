@@ -11,6 +11,38 @@
 
 using namespace zm::biff::records;
 
+namespace {
+
+// The text of a BIFF error code, as the workbook program shows it; null for a code it
+// does not define.
+const char* ErrorText(uint8_t code) {
+    switch (code) {
+        case 0x00:
+            return "#NULL!";
+        case 0x07:
+            return "#DIV/0!";
+        case 0x0F:
+            return "#VALUE!";
+        case 0x17:
+            return "#REF!";
+        case 0x1D:
+            return "#NAME?";
+        case 0x24:
+            return "#NUM!";
+        case 0x2A:
+            return "#N/A";
+        default:
+            return nullptr;
+    }
+}
+
+// A boolean or an error value as its text.
+const char* BoolErrText(bool isError, uint8_t value) {
+    return isError ? ErrorText(value) : (value != 0 ? "TRUE" : "FALSE");
+}
+
+}  // namespace
+
 int ExcelFile::Read(ReadSpreadSheetData* sink) {
     if (status != 0)
         return status;
@@ -20,6 +52,7 @@ int ExcelFile::Read(ReadSpreadSheetData* sink) {
         return status;
     if (sink == nullptr)
         return status;
+    damagedCells = 0;
     const std::vector<size_t> indexes = GetSheetIndexes(choice.names);
     const bool several = indexes.size() > 1;
     const bool sideBySide = choice.layout == zm::SheetChoice::kSideBySide;
@@ -29,14 +62,9 @@ int ExcelFile::Read(ReadSpreadSheetData* sink) {
         // The extra column (stacked) or row (side by side) names each value's sheet; the
         // column is filled row by row as the rows are finished, so cells come in row order.
         const std::string label = several ? zm::SheetLabel(sheet.name) : std::string();
-        if (int code = ReadSheet(sink, sheet, rowOffset, colOffset,
-                                 several && !sideBySide ? &label : nullptr);
+        if (int code = ReadSheet(sink, sheet, rowOffset, colOffset, several ? &label : nullptr);
             code != 0)
             return SetStatus(code);
-        if (several && sideBySide) {
-            for (int c = 1; c <= sheet.cols; ++c)
-                sink->Set(colOffset + c, numRows, label.c_str());
-        }
         (sideBySide ? colOffset : rowOffset) += sideBySide ? sheet.cols : sheet.rows;
     }
     return status;
@@ -45,30 +73,67 @@ int ExcelFile::Read(ReadSpreadSheetData* sink) {
 std::string ExcelFile::RecordText(size_t offset, bool wideCount, bool biff2Length) {
     const size_t length = static_cast<size_t>(record->length);
     const uint8_t* data = record->data;
-    std::string text;
-    if (offset >= length)
-        return text;
-    if (biff8 && !biff2Length) {
+    const bool unicode = biff8 && !biff2Length;
+    const size_t countBytes = wideCount && !biff2Length ? 2 : 1;
+    if (offset > length || length - offset < countBytes) {
+        ++damagedCells;
+        return std::string();
+    }
+    const size_t count = countBytes == 2 ? uI2Shuffle(data, offset) : data[offset];
+    if (count == 0)
+        return std::string();  // writers differ on whether an empty text has an option byte
+    if (unicode && length - offset < countBytes + 1) {
+        ++damagedCells;
+        return std::string();
+    }
+    size_t owed = count;
+    std::string text, bytes;
+    if (unicode) {
         size_t pos = offset;
-        zm::biff::ReadUnicodeString(data, length, pos, wideCount, text);
-        return text;
-    }
-    size_t count, start;
-    if (wideCount && !biff2Length) {
-        if (length - offset < 2)
-            return text;
-        count = uI2Shuffle(data, offset);
-        start = offset + 2;
+        zm::biff::ReadUnicodeString(data, length, pos, wideCount, text, &owed);
     } else {
-        count = data[offset];
-        start = offset + 1;
+        const size_t start = offset + countBytes;
+        bytes.assign(reinterpret_cast<const char*>(data + start), std::min(count, length - start));
+        owed = count - bytes.size();
     }
-    return codePage->ToUtf8(data + start, std::min(count, length - std::min(start, length)));
+    // The rest comes in CONTINUE records. In BIFF8 each starts with the option byte of its
+    // characters (one or two bytes each); some writers leave it out, and then the first
+    // byte is a character, never 0 or 1, in the width so far. Before BIFF8 they hold the
+    // bytes alone.
+    bool wide = unicode && offset + countBytes < length && (data[offset + countBytes] & 0x01);
+    while (owed > 0) {
+        const uint64_t next = stream->Tell();
+        if (!ReadBiffRecord() || record->type != kContinue || record->length == 0) {
+            stream->Seek(next);
+            break;
+        }
+        const size_t size = static_cast<size_t>(record->length);
+        const uint8_t* part = record->data;
+        if (unicode) {
+            size_t from = 0;
+            if (part[0] <= 0x01) {
+                wide = part[0] == 0x01;
+                from = 1;
+            }
+            const size_t take = std::min(owed, (size - from) / (wide ? 2 : 1));
+            text += wide ? zm::CodePageText::Utf16LeToUtf8(part + from, take)
+                         : zm::CodePageText::Latin1ToUtf8(part + from, take);
+            owed -= take;
+        } else {
+            const size_t take = std::min(owed, size);
+            bytes.append(reinterpret_cast<const char*>(part), take);
+            owed -= take;
+        }
+    }
+    if (owed > 0)
+        ++damagedCells;  // the length claims more than the file holds: what is there is kept
+    return unicode ? text
+                   : codePage->ToUtf8(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
 }
 
 void ExcelFile::Set(ReadSpreadSheetData* sink, int row, int col, unsigned xf, double value) {
     if (xf < dateXf.size() && dateXf[xf]) {
-        const std::string text = zm::SerialToDateText(value);
+        const std::string text = zm::SerialToDateText(value, date1904);
         if (!text.empty()) {
             sink->Set(col, row, text.c_str());
             return;
@@ -77,130 +142,206 @@ void ExcelFile::Set(ReadSpreadSheetData* sink, int row, int col, unsigned xf, do
     sink->Set(col, row, value);
 }
 
+void ExcelFile::LabelRowsBefore(ReadSpreadSheetData* sink, Placing& at, int fileRow) {
+    // Rows are labelled once finished, so that the label comes after the row's cells; a
+    // row without a value has no value whose sheet needs naming, and gets no label.
+    if (at.label == nullptr || at.sideBySide)
+        return;
+    for (; at.labelled < std::min(fileRow, at.sheet->rows); ++at.labelled) {
+        if (at.rowUsed[static_cast<size_t>(at.labelled)])
+            sink->Set(numCols, at.rowOffset + at.labelled + 1, at.label->c_str());
+    }
+}
+
+bool ExcelFile::Place(ReadSpreadSheetData* sink, Placing& at, int fileCol, int& row, int& col) {
+    if (record->length < 4)
+        return false;
+    const int r = uI2Shuffle(record->data, 0);
+    const int c = fileCol >= 0 ? fileCol : uI2Shuffle(record->data, 2);
+    if (r >= at.sheet->rows || c >= at.sheet->cols)
+        return false;
+    LabelRowsBefore(sink, at, r);
+    if (at.label != nullptr) {
+        if (at.sideBySide && !at.colUsed[static_cast<size_t>(c)])
+            sink->Set(at.colOffset + c + 1, numRows, at.label->c_str());
+        else if (!at.sideBySide && r < at.labelled && !at.rowUsed[static_cast<size_t>(r)])
+            sink->Set(numCols, at.rowOffset + r + 1, at.label->c_str());  // a row out of order
+    }
+    at.rowUsed[static_cast<size_t>(r)] = true;
+    at.colUsed[static_cast<size_t>(c)] = true;
+    row = at.rowOffset + r + 1;
+    col = at.colOffset + c + 1;
+    return true;
+}
+
 int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset,
-                         int colOffset, const std::string* stackedLabel) {
-    int labelled = 0;  // rows of this sheet that got their label
-    auto labelRowsBefore = [&](int fileRow) {
-        for (; stackedLabel != nullptr && labelled < std::min(fileRow, sheet.rows); ++labelled)
-            sink->Set(numCols, rowOffset + labelled + 1, stackedLabel->c_str());
-    };
+                         int colOffset, const std::string* label) {
+    Placing at;
+    at.sheet = &sheet;
+    at.rowOffset = rowOffset;
+    at.colOffset = colOffset;
+    at.label = label;
+    at.sideBySide = choice.layout == zm::SheetChoice::kSideBySide;
+    at.rowUsed.assign(static_cast<size_t>(sheet.rows), false);
+    at.colUsed.assign(static_cast<size_t>(sheet.cols), false);
     if (!stream->Seek(sheet.position) || !ReadBiffRecord() || !IsBof(record->type))
         return kBadSheetRecord;
-    // A cell's place in the sink, or false when it lies outside the sheet's size.
-    auto place = [&](size_t rowAt, size_t colAt, int& row, int& col) {
-        if (static_cast<size_t>(record->length) < std::max(rowAt, colAt) + 2)
-            return false;
-        const int r = uI2Shuffle(record->data, rowAt), c = uI2Shuffle(record->data, colAt);
-        if (r >= sheet.rows || c >= sheet.cols)
-            return false;
-        labelRowsBefore(r);
-        row = rowOffset + r + 1;
-        col = colOffset + c + 1;
-        return true;
-    };
+    ownFormats = false;
     for (;;) {
         if (!ReadBiffRecord())
             return kBadSheetRecord;
-        const uint16_t type = record->type;
-        const size_t size = static_cast<size_t>(record->length);
-        const uint8_t* data = record->data;
-        int row = 0, col = 0;
-        if (type == kEof) {
-            labelRowsBefore(sheet.rows);
+        if (record->type == kEof) {
+            LabelRowsBefore(sink, at, sheet.rows);
             return 0;
         }
-        if (IsBof(type)) {
+        if (IsBof(record->type)) {
             while (ReadBiffRecord() && record->type != kEof) {
             }
             continue;
         }
-        switch (type) {
-            case kCodePage:
-                if (size >= 2)
-                    codePage = std::make_unique<zm::CodePageText>(uI2Shuffle(data, 0));
-                break;
-            case 0x0002:  // INTEGER (BIFF2)
-                if (size >= 9 && place(0, 2, row, col))
-                    sink->Set(col, row, static_cast<int>(I2Shuffle(data, 7)));
-                break;
-            case 0x0003:  // NUMBER (BIFF2)
-                if (size >= 15 && place(0, 2, row, col))
-                    sink->Set(col, row, DShuffle(data, 7));
-                break;
-            case 0x0203:  // NUMBER
-                if (size >= 14 && place(0, 2, row, col))
-                    Set(sink, row, col, uI2Shuffle(data, 4), DShuffle(data, 6));
-                break;
-            case 0x0004:  // LABEL (BIFF2)
-                if (place(0, 2, row, col))
-                    sink->Set(col, row, RecordText(7, false, true).c_str());
-                break;
-            case 0x0204:  // LABEL
-            case 0x00D6:  // RSTRING: formatting runs ignored
-                if (place(0, 2, row, col))
-                    sink->Set(col, row, RecordText(6, true, false).c_str());
-                break;
-            case 0x00FD:  // LABELSST
-                if (size >= 10 && place(0, 2, row, col)) {
-                    const uint32_t index = static_cast<uint32_t>(I4Shuffle(data, 6));
-                    if (index < sharedStrings.size())
-                        sink->Set(col, row, sharedStrings[index].c_str());
-                }
-                break;
-            case 0x007E:  // RK as some documentation numbers it
-            case 0x027E:  // RK as the files store it
-                if (size >= 10 && place(0, 2, row, col))
-                    Set(sink, row, col, uI2Shuffle(data, 4),
-                        NumFromRk(static_cast<uint32_t>(I4Shuffle(data, 6))));
-                break;
-            case 0x00BD: {  // MULRK: (XF, RK) pairs from the first column on
-                if (size < 12 || !place(0, 2, row, col))
-                    break;
-                const size_t pairs = (size - 6) / 6;
-                const int firstCol = uI2Shuffle(data, 2);
-                for (size_t i = 0; i < pairs; ++i) {
-                    if (firstCol + static_cast<long long>(i) >= sheet.cols)
-                        break;
-                    const size_t at = 4 + 6 * i;
-                    Set(sink, row, col + static_cast<int>(i), uI2Shuffle(data, at),
-                        NumFromRk(static_cast<uint32_t>(I4Shuffle(data, at + 2))));
-                }
-                break;
-            }
-            case 0x0006:    // FORMULA (BIFF2, and again from BIFF5 on)
-            case 0x0206:    // FORMULA (BIFF3)
-            case 0x0406: {  // FORMULA (BIFF4)
-                // BIFF2 keeps 3 bytes of cell attributes where later versions keep the XF.
-                const bool old = type == 0x0006 && biff2;
-                const size_t at = old ? 7 : 6;
-                if (size < at + 8 || !place(0, 2, row, col))
-                    break;
-                if (uI2Shuffle(data, at + 6) != 0xFFFF) {
-                    if (old)
-                        sink->Set(col, row, DShuffle(data, at));
-                    else
-                        Set(sink, row, col, uI2Shuffle(data, 4), DShuffle(data, at));
-                    break;
-                }
-                if (data[at] != 0)
-                    break;  // a boolean, an error or an empty result: no value
-                // A text result: the STRING record follows, perhaps after a shared formula.
-                if (!ReadBiffRecord())
-                    return kBadSheetRecord;
-                if (record->type == kShrFmla && !ReadBiffRecord())
-                    return kBadSheetRecord;
-                if (record->type == 0x0007 && biff2)
-                    sink->Set(col, row, RecordText(0, false, true).c_str());
-                else if (record->type == 0x0207)
-                    sink->Set(col, row, RecordText(0, true, false).c_str());
-                else if (record->type == kEof) {
-                    labelRowsBefore(sheet.rows);
-                    return 0;
-                }
-                break;
-            }
-            default:
-                break;  // BOOLERR and everything else: no value
-        }
+        if (!ReadCellRecord(sink, at))
+            return kBadSheetRecord;
     }
+}
+
+bool ExcelFile::ReadCellRecord(ReadSpreadSheetData* sink, Placing& at) {
+    const uint16_t type = record->type;
+    const size_t size = static_cast<size_t>(record->length);
+    const uint8_t* data = record->data;
+    // BIFF2 cells keep 3 bytes of attributes where later versions keep the XF: its low 6
+    // bits are the XF, or 63 to say that an IXFE record before the cell holds it.
+    const unsigned oldXf = size >= 5 ? ((data[4] & 0x3Fu) == 0x3F ? biff2Xf : data[4] & 0x3Fu) : 0;
+    int row = 0, col = 0;
+    switch (type) {
+        case kCodePage:
+            if (size >= 2)
+                codePage = std::make_unique<zm::CodePageText>(uI2Shuffle(data, 0));
+            break;
+        case 0x0022:  // DATEMODE, in the worksheet stream of BIFF2-4
+            if (size >= 2)
+                date1904 = uI2Shuffle(data, 0) == 1;
+            break;
+        case 0x0044:  // IXFE (BIFF2)
+            if (size >= 2)
+                biff2Xf = uI2Shuffle(data, 0);
+            break;
+        case 0x001E:  // FORMAT (BIFF2, BIFF3)
+        case 0x0043:  // XF (BIFF2)
+        case 0x0243:  // XF (BIFF3)
+        case 0x0443:  // XF (BIFF4)
+            NoteOldFormatRecord();
+            break;
+        case 0x041E:  // FORMAT (BIFF4 here; BIFF5 and BIFF8 keep theirs in the globals)
+            if (version < 8)
+                NoteOldFormatRecord();
+            break;
+        case 0x0002:  // INTEGER (BIFF2): an unsigned 16-bit number
+            if (size >= 9 && Place(sink, at, -1, row, col)) {
+                if (oldXf < dateXf.size() && dateXf[oldXf])
+                    Set(sink, row, col, oldXf, uI2Shuffle(data, 7));
+                else
+                    sink->Set(col, row, static_cast<int>(uI2Shuffle(data, 7)));
+            }
+            break;
+        case 0x0003:  // NUMBER (BIFF2)
+            if (size >= 15 && Place(sink, at, -1, row, col))
+                Set(sink, row, col, oldXf, DShuffle(data, 7));
+            break;
+        case 0x0203:  // NUMBER
+            if (size >= 14 && Place(sink, at, -1, row, col))
+                Set(sink, row, col, uI2Shuffle(data, 4), DShuffle(data, 6));
+            break;
+        case 0x0005:  // BOOLERR (BIFF2): the value, then 1 for an error
+        case 0x0205:  // BOOLERR
+            if (const size_t v = type == 0x0005 ? 7 : 6;
+                size >= v + 2 && Place(sink, at, -1, row, col)) {
+                if (const char* text = BoolErrText(data[v + 1] != 0, data[v]))
+                    sink->Set(col, row, text);
+            }
+            break;
+        case 0x0004:  // LABEL (BIFF2)
+            if (Place(sink, at, -1, row, col))
+                sink->Set(col, row, RecordText(7, false, true).c_str());
+            break;
+        case 0x0204:  // LABEL
+        case 0x00D6:  // RSTRING: formatting runs ignored
+            if (Place(sink, at, -1, row, col))
+                sink->Set(col, row, RecordText(6, true, false).c_str());
+            break;
+        case 0x00FD:  // LABELSST
+            if (size >= 10 && Place(sink, at, -1, row, col)) {
+                const uint32_t index = static_cast<uint32_t>(I4Shuffle(data, 6));
+                if (index >= sharedStrings.size() ||
+                    std::binary_search(cutStrings.begin(), cutStrings.end(), index))
+                    ++damagedCells;
+                if (index < sharedStrings.size())
+                    sink->Set(col, row, sharedStrings[index].c_str());
+            }
+            break;
+        case 0x007E:  // RK as some documentation numbers it
+        case 0x027E:  // RK as the files store it
+            if (size >= 10 && Place(sink, at, -1, row, col))
+                Set(sink, row, col, uI2Shuffle(data, 4),
+                    NumFromRk(static_cast<uint32_t>(I4Shuffle(data, 6))));
+            break;
+        case 0x00BD: {  // MULRK: (XF, RK) pairs from the first column on
+            if (size < 12)
+                break;
+            const size_t pairs = (size - 6) / 6;
+            const int firstCol = uI2Shuffle(data, 2);
+            for (size_t i = 0; i < pairs; ++i) {
+                const long long c = firstCol + static_cast<long long>(i);
+                if (c >= at.sheet->cols || !Place(sink, at, static_cast<int>(c), row, col))
+                    break;
+                const size_t from = 4 + 6 * i;
+                Set(sink, row, col, uI2Shuffle(data, from),
+                    NumFromRk(static_cast<uint32_t>(I4Shuffle(data, from + 2))));
+            }
+            break;
+        }
+        case 0x0006:  // FORMULA (BIFF2, and again from BIFF5 on)
+        case 0x0206:  // FORMULA (BIFF3)
+        case 0x0406:  // FORMULA (BIFF4)
+            if (size >= 4 && Place(sink, at, -1, row, col))
+                return ReadFormulaResult(sink, row, col, type == 0x0006 && biff2 ? oldXf : ~0u);
+            break;
+        default:
+            break;  // everything else holds no value
+    }
+    return true;
+}
+
+bool ExcelFile::ReadFormulaResult(ReadSpreadSheetData* sink, int row, int col, unsigned oldXf) {
+    // BIFF2 keeps 3 bytes of cell attributes where later versions keep the XF.
+    const bool old = oldXf != ~0u;
+    const size_t at = old ? 7 : 6;
+    const uint8_t* data = record->data;
+    if (static_cast<size_t>(record->length) < at + 8)
+        return true;
+    if (uI2Shuffle(data, at + 6) != 0xFFFF) {
+        Set(sink, row, col, old ? oldXf : uI2Shuffle(data, 4), DShuffle(data, at));
+        return true;
+    }
+    // Not a number: the first byte says what. 1 a boolean and 2 an error, its value in the
+    // third byte; 3 an empty text; 0 a text, in the STRING record that follows (perhaps
+    // after a shared formula).
+    if (data[at] == 1 || data[at] == 2) {
+        if (const char* text = BoolErrText(data[at] == 2, data[at + 2]))
+            sink->Set(col, row, text);
+        return true;
+    }
+    if (data[at] != 0)
+        return true;
+    const uint64_t back = stream->Tell();
+    if (!ReadBiffRecord())
+        return false;
+    if (record->type == kShrFmla && !ReadBiffRecord())
+        return false;
+    if (record->type == 0x0007 && biff2)
+        sink->Set(col, row, RecordText(0, false, true).c_str());
+    else if (record->type == 0x0207)
+        sink->Set(col, row, RecordText(0, true, false).c_str());
+    else
+        stream->Seek(back);  // no text after all: the record is read as any other
+    return true;
 }

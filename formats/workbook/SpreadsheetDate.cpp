@@ -29,9 +29,11 @@ std::string DateText(int year, int month, int day) {
 
 }  // namespace
 
-std::string SerialToDateText(double serial) {
-    // The calendar ends with 9999-12-31, serial 2958465.
-    if (!std::isfinite(serial) || serial < 0.0 || serial >= 2958466.0)
+std::string SerialToDateText(double serial, bool date1904) {
+    // The calendar ends with 9999-12-31: serial 2958465 in the 1900 system, 1462 days
+    // fewer in the 1904 system.
+    const double end = date1904 ? 2957004.0 : 2958466.0;
+    if (!std::isfinite(serial) || serial < 0.0 || serial >= end)
         return std::string();
     if (serial < 1.0) {
         const double fraction = serial - std::floor(serial);
@@ -46,7 +48,12 @@ std::string SerialToDateText(double serial) {
         ++day;
     }
     std::string date;
-    if (day == 60) {
+    if (date1904) {
+        // Day 0 is 1904-01-01; the system has no fictitious day.
+        const boost::gregorian::date d =
+            boost::gregorian::date(1904, 1, 1) + boost::gregorian::days(day);
+        date = DateText(d.year(), d.month(), d.day());
+    } else if (day == 60) {
         date = DateText(1900, 2, 29);  // the day the 1900 system counts and the calendar lacks
     } else {
         // Before the fictitious day the serial counts from 1899-12-31, after it from

@@ -33,22 +33,25 @@ BaseStream::BaseStream(const std::string& path) {
         status = 1;
         return;
     }
-    // The first entry of the root storage, in directory order, that is a workbook stream
-    // (BIFF8 "Workbook", BIFF5 "Book"), whatever the case of its name.
+    // The BIFF8 "Workbook" stream, else the BIFF5 "Book" stream, whatever the case of
+    // their names. A file that holds both keeps the BIFF5 copy for old programs, and that
+    // copy has '?' for every character outside its code page.
     const std::vector<std::string> names = compound->EntryNames();
-    for (size_t i = 0; i < names.size(); ++i) {
-        std::string lower = names[i];
-        for (char& c : lower)
-            c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-        if (lower != "workbook" && lower != "book")
-            continue;
-        inner = compound->OpenStream(i);
-        if (inner == nullptr)
-            continue;
-        // A stream cannot hold more than the file it lives in, whatever its directory
-        // entry claims.
-        size = std::min<uint64_t>(inner->Size(), fileSize);
-        return;
+    for (const char* wanted : {"workbook", "book"}) {
+        for (size_t i = 0; i < names.size(); ++i) {
+            std::string lower = names[i];
+            for (char& c : lower)
+                c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+            if (lower != wanted)
+                continue;
+            inner = compound->OpenStream(i);
+            if (inner == nullptr)
+                continue;
+            // A stream cannot hold more than the file it lives in, whatever its directory
+            // entry claims.
+            size = std::min<uint64_t>(inner->Size(), fileSize);
+            return;
+        }
     }
     status = 2;
 }

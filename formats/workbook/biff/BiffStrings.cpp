@@ -32,14 +32,18 @@ size_t AppendChars(const uint8_t* data, size_t size, size_t& pos, size_t count, 
 }  // namespace
 
 bool ReadUnicodeString(const uint8_t* data, size_t size, size_t& pos, bool wideCount,
-                       std::string& out) {
+                       std::string& out, size_t* missing) {
     out.clear();
+    if (missing != nullptr)
+        *missing = 0;
     const size_t countBytes = wideCount ? 2 : 1;
     if (size < pos || size - pos < countBytes + 1)
         return false;
     const size_t count = wideCount ? U16(data + pos) : data[pos];
     const uint8_t flags = data[pos + countBytes];
     pos += countBytes + 1;
+    if (missing != nullptr)
+        *missing = count;
     size_t runs = 0, extension = 0;
     if (flags & 0x08) {
         if (size - pos < 2)
@@ -53,7 +57,10 @@ bool ReadUnicodeString(const uint8_t* data, size_t size, size_t& pos, bool wideC
         extension = U32(data + pos);
         pos += 4;
     }
-    if (AppendChars(data, size, pos, count, flags & 0x01, out) < count)
+    const size_t got = AppendChars(data, size, pos, count, flags & 0x01, out);
+    if (missing != nullptr)
+        *missing = count - got;
+    if (got < count)
         return false;
     const size_t skip = runs * 4 + extension;
     if (skip > size - pos) {
@@ -66,6 +73,7 @@ bool ReadUnicodeString(const uint8_t* data, size_t size, size_t& pos, bool wideC
 
 void SharedStrings::Begin(const uint8_t* data, size_t size, uint64_t bytesLeftInStream) {
     table.clear();
+    cut.clear();
     owedChars = 0;
     owedSkip = 0;
     if (size < 8)
@@ -85,6 +93,13 @@ void SharedStrings::Continue(const uint8_t* data, size_t size) {
             return;
     }
     Decode(data, size, pos);
+}
+
+void SharedStrings::End() {
+    if (owedChars > 0 && !table.empty())
+        cut.push_back(static_cast<uint32_t>(table.size() - 1));
+    owedChars = 0;
+    owedSkip = 0;
 }
 
 void SharedStrings::Decode(const uint8_t* data, size_t size, size_t pos) {

@@ -110,6 +110,14 @@ TEST(ExcelFile, RkNumbersAndDates) {
     EXPECT_EQ(zm::SerialToDateText(45352.75), "2024-03-01 18:00:00");
     EXPECT_EQ(zm::SerialToDateText(1.999999999), "1900-01-02");  // rounds to the next day
     EXPECT_EQ(zm::SerialToDateText(3e7), "");                    // past 9999-12-31
+    // The 1904 system counts from 1904-01-01 and has no fictitious day.
+    EXPECT_EQ(zm::SerialToDateText(0.5, true), "12:00:00");
+    EXPECT_EQ(zm::SerialToDateText(1.0, true), "1904-01-02");
+    EXPECT_EQ(zm::SerialToDateText(59.0, true), "1904-02-29");
+    EXPECT_EQ(zm::SerialToDateText(60.0, true), "1904-03-01");
+    EXPECT_EQ(zm::SerialToDateText(43890.75, true), "2024-03-01 18:00:00");
+    EXPECT_EQ(zm::SerialToDateText(2957003.0, true), "9999-12-31");
+    EXPECT_EQ(zm::SerialToDateText(2957004.0, true), "");
 }
 
 TEST(ExcelFile, DateFormatsSheetChoiceAndLayouts) {
@@ -123,8 +131,11 @@ TEST(ExcelFile, DateFormatsSheetChoiceAndLayouts) {
     // XF 0 is format "d" (one date character: a number), XF 1 is "dd.mm.yyyy" (a date).
     EXPECT_EQ(sink.Number(3, 10), 61.5);
     EXPECT_EQ(sink.Text(4, 15), "1900-03-01 12:00:00");
-    EXPECT_EQ(sink.Text(5, 1), "sheet: A");
+    // Only rows that hold a value name their sheet.
+    EXPECT_FALSE(sink.Has(5, 1));
+    EXPECT_EQ(sink.Text(5, 10), "sheet: A");
     EXPECT_EQ(sink.Text(5, 15), "sheet: B");
+    EXPECT_EQ(sink.cells.size(), 4u);
     EXPECT_STREQ(stacked.GetReadFile(), "A_B");
 
     // Side by side, from options; then one sheet by number.
@@ -137,6 +148,11 @@ TEST(ExcelFile, DateFormatsSheetChoiceAndLayouts) {
     EXPECT_EQ(Read(beside, book, &sideRecord.options, besideSink), "0 11x7");
     EXPECT_EQ(besideSink.Text(4, 5), "1900-03-01 12:00:00");  // B first
     EXPECT_EQ(besideSink.Number(7, 10), 61.5);
+    // The last row names the sheet above each column that holds a value.
+    EXPECT_EQ(besideSink.Text(4, 11), "sheet: B");
+    EXPECT_EQ(besideSink.Text(7, 11), "sheet: A");
+    EXPECT_FALSE(besideSink.Has(1, 11));
+    EXPECT_EQ(besideSink.cells.size(), 4u);
     zm::SettingsDocument second;
     second.SetString("Settings", "Sheets", "2");
     second.SetBool("Settings", "UseIndexes", true);
@@ -226,15 +242,15 @@ TEST(ExcelFile, WorkbooksWrittenByGnumeric) {
 }
 
 TEST(ExcelFile, EveryBiffGenerationWrittenBySheetJS) {
-    // BIFF2 to BIFF4 are plain record streams, BIFF5 and BIFF8 compound files. The
-    // INTEGER record (16 bits) is read as a signed number, so 40000 stored that way comes
-    // back as -25536; from BIFF5 on SheetJS stores it as a number record.
-    const std::pair<const char*, double> cases[] = {{"sheetjs-biff2.xls", -25536},
-                                                    {"sheetjs-biff3.xls", -25536},
-                                                    {"sheetjs-biff4.xls", -25536},
-                                                    {"sheetjs-biff5.xls", 40000},
-                                                    {"sheetjs-biff8.xls", 40000}};
-    for (const auto& [name, count] : cases) {
+    // BIFF2 to BIFF4 are plain record streams, BIFF5 and BIFF8 compound files. SheetJS
+    // stores 40000 in the BIFF2 INTEGER record (16 bits, unsigned) in BIFF2 to BIFF4, as a
+    // number record from BIFF5 on.
+    const std::pair<const char*, bool> cases[] = {{"sheetjs-biff2.xls", false},
+                                                  {"sheetjs-biff3.xls", false},
+                                                  {"sheetjs-biff4.xls", false},
+                                                  {"sheetjs-biff5.xls", true},
+                                                  {"sheetjs-biff8.xls", true}};
+    for (const auto& [name, workbook] : cases) {
         SCOPED_TRACE(name);
         ExcelFile file;
         zmtest::RecordingSink sink;
@@ -244,10 +260,53 @@ TEST(ExcelFile, EveryBiffGenerationWrittenBySheetJS) {
         EXPECT_EQ(sink.Number(2, 3), -2.25);
         EXPECT_EQ(sink.Number(2, 4), 1e-7);
         EXPECT_EQ(sink.Number(3, 2), 3);
-        EXPECT_EQ(sink.Number(3, 3), count);
+        EXPECT_EQ(sink.Number(3, 3), 40000);
         // A worksheet file has no sheet names; a workbook does.
-        EXPECT_STREQ(file.GetReadFile(), count < 0 ? "" : "Data");
+        EXPECT_STREQ(file.GetReadFile(), workbook ? "Data" : "");
     }
+}
+
+TEST(ExcelFile, WorkbooksOfTheDateSystem1904WrittenByGnumeric) {
+    // Gnumeric's BIFF8, BIFF5 and dual-stream files of one 1904 workbook: dates as the
+    // writer showed them, booleans and error values stored and computed, texts of 8,300
+    // characters that go on in CONTINUE records (a cell's, and a formula's result whose
+    // CONTINUE has no option byte). The dual-stream file is read from its BIFF8 stream,
+    // which keeps the Greek text that the BIFF5 copy turned into '?'.
+    for (const char* name : {"values-biff8.xls", "values-biff5.xls", "values-dual-stream.xls"}) {
+        SCOPED_TRACE(name);
+        const bool biff5 = std::string(name) == "values-biff5.xls";
+        ExcelFile file;
+        zmtest::RecordingSink sink;
+        EXPECT_EQ(Read(file, std::string(ZM_TEST_DATA) + "/xls/" + name, nullptr, sink), "0 5x3");
+        EXPECT_EQ(sink.Text(1, 1), biff5 ? "?????" : "\u03a9\u03bc\u03ad\u03b3\u03b1");
+        const std::string longText = sink.Text(2, 1);
+        EXPECT_EQ(longText.size(), biff5 ? 8300u : 8301u);  // the Omega takes two bytes
+        EXPECT_EQ(longText.substr(longText.size() - 3), "xxx");
+        const std::string result = sink.Text(1, 2);
+        EXPECT_EQ(result.size(), 8301u);
+        EXPECT_EQ(result.substr(result.size() - 3), "ab!");
+        EXPECT_EQ(sink.Text(2, 2), "TRUE");
+        EXPECT_EQ(sink.Text(3, 2), "FALSE");
+        EXPECT_EQ(sink.Text(1, 3), "#DIV/0!");
+        EXPECT_EQ(sink.Text(2, 3), "#N/A");
+        EXPECT_EQ(sink.Text(3, 3), "TRUE");
+        EXPECT_EQ(sink.Text(1, 4), "2024-03-01");
+        EXPECT_EQ(sink.Text(2, 4), "2024-03-02 12:30:00");
+        EXPECT_EQ(sink.Number(2, 5), 7);
+        EXPECT_EQ(file.GetWarningMessage(), nullptr);
+    }
+}
+
+TEST(ExcelFile, Biff3WorksheetWithItsOwnFormatsIn1904) {
+    // A BIFF3 worksheet of a Macintosh program: its FORMAT and XF records and its date
+    // system come in the worksheet stream itself.
+    ExcelFile file;
+    zmtest::RecordingSink sink;
+    const std::string path = std::string(ZM_CORPUS) + "/xls/as3xls_BIFF3.xls";
+    EXPECT_EQ(Read(file, path, nullptr, sink), "0 10x5");
+    EXPECT_EQ(sink.Text(3, 2), "2007-02-22");
+    EXPECT_EQ(sink.Text(3, 3), "2002-01-19");
+    EXPECT_EQ(sink.Number(3, 1), 10.22);
 }
 
 }  // namespace
