@@ -2,12 +2,12 @@
 xlrd (an independent reader), sheet by sheet; files that must be refused are refused with
 their own message.
 
+Booleans and error values read as "TRUE"/"FALSE" and the error's text; dates are compared
+in the workbook's own date system (1900 or 1904).
 Where the library deliberately differs from xlrd the comparison allows it:
-- booleans and error values (BOOLERR, formula results) give no value;
-- a number in a date format is a date text in the 1900 system; the 1904 system is not
-  honoured, and the date test differs (a format needs two of "ymdhms": "d" alone is no
-  date format; the BIFF8 test reads the format's raw bytes), so a number xlrd calls a date
-  may stay a number and the other way round, with the same value;
+- the date test differs (a format needs two of "ymdhms": "d" alone is no date format; the
+  BIFF8 test reads the format's raw bytes), so a number xlrd calls a date may stay a
+  number and the other way round, with the same value;
 - the sheet's size comes from its DIMENSIONS record, so cells are compared where xlrd has
   them.
 Usage: xls_corpus.py ZMIMPORT CORPUS_DIR
@@ -38,8 +38,8 @@ KNOWN = {
 ENCRYPTED = "cannot read (password-) protected Excel workbooks"
 
 
-def date_text(value):
-    """The library's text of a serial in the 1900 system."""
+def date_text(value, datemode):
+    """The text of a serial as the writing program shows it, in the workbook's system."""
     if value < 1.0:
         hundredths = int((value - int(value)) * 8640000 + 0.5) % 8640000
         s = hundredths // 100
@@ -49,8 +49,10 @@ def date_text(value):
     if hundredths >= 8640000:
         hundredths -= 8640000
         day += 1
-    if day == 60:
-        date = "1900-02-29"
+    if datemode == 1:
+        date = (datetime.date(1904, 1, 1) + datetime.timedelta(days=day)).isoformat()
+    elif day == 60:
+        date = "1900-02-29"  # the day the 1900 system counts and the calendar lacks
     else:
         origin = datetime.date(1899, 12, 31 if day < 60 else 30)
         date = (origin + datetime.timedelta(days=day)).isoformat()
@@ -68,7 +70,7 @@ def read_sheet(path, index, workdir):
     return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
 
 
-def compare(cells, sheet, name):
+def compare(cells, sheet, name, datemode):
     """Differences between our cells and xlrd's, as texts."""
     problems = []
     for r in range(sheet.nrows):
@@ -78,15 +80,19 @@ def compare(cells, sheet, name):
             cell = sheet.cell(r, c)
             ours = cells[r][c] if r < len(cells) and c < len(cells[r]) else None
             kind = cell.ctype
-            if kind in (xlrd.XL_CELL_EMPTY, xlrd.XL_CELL_BLANK, xlrd.XL_CELL_BOOLEAN,
-                        xlrd.XL_CELL_ERROR):
+            if kind in (xlrd.XL_CELL_EMPTY, xlrd.XL_CELL_BLANK):
                 if ours not in (None, ""):
                     problems.append("%d,%d: %r where xlrd has nothing" % (r, c, ours))
+            elif kind in (xlrd.XL_CELL_BOOLEAN, xlrd.XL_CELL_ERROR):
+                want = (("TRUE" if cell.value else "FALSE") if kind == xlrd.XL_CELL_BOOLEAN
+                        else xlrd.error_text_from_code.get(cell.value))
+                if ours != want:
+                    problems.append("%d,%d: %r, xlrd %r" % (r, c, ours, want))
             elif kind == xlrd.XL_CELL_TEXT:
                 if ours != cell.value and not (ours is None and cell.value == ""):
                     problems.append("%d,%d: %r, xlrd %r" % (r, c, ours, cell.value))
             elif kind in (xlrd.XL_CELL_NUMBER, xlrd.XL_CELL_DATE):
-                if ours != cell.value and ours != date_text(cell.value):
+                if ours != cell.value and ours != date_text(cell.value, datemode):
                     problems.append("%d,%d: %r, xlrd %r" % (r, c, ours, cell.value))
     return problems
 
@@ -134,7 +140,7 @@ class XlsCorpus(unittest.TestCase):
                 # or empty sheets are not worksheets to it): it falls back to the first.
                 continue
             cells = json.loads(out)["cells"] if out.strip() else []
-            problems = compare(cells, sheet, name)
+            problems = compare(cells, sheet, name, book.datemode)
             self.assertEqual(problems[:5], [], "sheet %d %r: %d differences" %
                              (index, sheet.name, len(problems)))
             compared = 1
