@@ -226,12 +226,10 @@ bool ExcelFile::ReadCellRecord(ReadSpreadSheetData* sink, Placing& at) {
                 biff2Xf = uI2Shuffle(data, 0);
             break;
         case 0x001E:  // FORMAT (BIFF2, BIFF3)
+        case 0x041E:  // FORMAT (BIFF4 here; BIFF5 and BIFF8 keep theirs in the globals)
         case 0x0043:  // XF (BIFF2)
         case 0x0243:  // XF (BIFF3)
         case 0x0443:  // XF (BIFF4)
-            NoteOldFormatRecord();
-            break;
-        case 0x041E:  // FORMAT (BIFF4 here; BIFF5 and BIFF8 keep theirs in the globals)
             if (version < 8)
                 NoteOldFormatRecord();
             break;
@@ -324,7 +322,7 @@ bool ExcelFile::ReadFormulaResult(ReadSpreadSheetData* sink, int row, int col, u
     }
     // Not a number: the first byte says what. 1 a boolean and 2 an error, its value in the
     // third byte; 3 an empty text; 0 a text, in the STRING record that follows (perhaps
-    // after a shared formula).
+    // after the formula's shared part).
     if (data[at] == 1 || data[at] == 2) {
         if (const char* text = BoolErrText(data[at] == 2, data[at + 2]))
             sink->Set(col, row, text);
@@ -335,7 +333,9 @@ bool ExcelFile::ReadFormulaResult(ReadSpreadSheetData* sink, int row, int col, u
     const uint64_t back = stream->Tell();
     if (!ReadBiffRecord())
         return false;
-    if (record->type == kShrFmla && !ReadBiffRecord())
+    // SHRFMLA, ARRAY or TABLE: the formula's shared part comes first.
+    if ((record->type == kShrFmla || record->type == 0x0221 || record->type == 0x0236) &&
+        !ReadBiffRecord())
         return false;
     if (record->type == 0x0007 && biff2)
         sink->Set(col, row, RecordText(0, false, true).c_str());

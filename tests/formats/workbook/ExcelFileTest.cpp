@@ -297,6 +297,50 @@ TEST(ExcelFile, WorkbooksOfTheDateSystem1904WrittenByGnumeric) {
     }
 }
 
+TEST(ExcelFile, Biff2AndBiff4WorksheetsTakeTheirDateFormatsFromTheirOwnRecords) {
+    // FORMAT records are numbered in the order they come; the XF names one of them (BIFF2:
+    // the low 6 bits of its third byte; BIFF4: its second byte); a BIFF2 cell names its XF
+    // in its attributes, or 63 for "the IXFE record before me".
+    zmtest::ScratchDir dir;
+    Biff two;
+    two.Record(0x0009, Biff::W(0x0002) + Biff::W(0x0010));
+    two.Record(0x0000, Biff::W(0) + Biff::W(2) + Biff::W(0) + Biff::W(3));
+    two.Record(0x001E, std::string("\x07General"));
+    two.Record(0x001E, std::string("\x0Ayyyy-mm-dd"));
+    two.Record(0x0043, std::string("\0\0\0\0", 4));
+    two.Record(0x0043, std::string("\0\0\x01\0", 4));
+    const std::string xf1 = std::string("\x01\0\0", 3), xf0(3, '\0');
+    two.Record(0x0002, Biff::W(0) + Biff::W(0) + xf1 + Biff::W(45352));
+    two.Record(0x0003, Biff::W(0) + Biff::W(1) + xf0 + Biff::Number(45352.5));
+    two.Record(0x0044, Biff::W(1));
+    two.Record(0x0002, Biff::W(1) + Biff::W(2) + std::string("\x3F\0\0", 3) + Biff::W(45353));
+    two.Record(0x000A, "");
+    ExcelFile biff2;
+    zmtest::RecordingSink sink2;
+    EXPECT_EQ(Read(biff2, dir.Write("two.xls", two.bytes), nullptr, sink2), "0 2x3");
+    EXPECT_EQ(sink2.Text(1, 1), "2024-03-01");
+    EXPECT_EQ(sink2.Number(2, 1), 45352.5);
+    EXPECT_EQ(sink2.Text(3, 2), "2024-03-02");
+
+    // BIFF4, in the 1904 date system: the same serial is four years and a day later.
+    Biff four;
+    four.Record(0x0409, Biff::W(0) + Biff::W(0x0010) + Biff::W(0));
+    four.Record(0x0022, Biff::W(1));
+    four.Record(0x0200, Biff::W(0) + Biff::W(1) + Biff::W(0) + Biff::W(2) + Biff::W(0));
+    four.Record(0x041E, Biff::W(0) + std::string("\x07General"));
+    four.Record(0x041E, Biff::W(0) + std::string("\x08yy-mm-dd"));
+    four.Record(0x0443, std::string(12, '\0'));
+    four.Record(0x0443, std::string("\0\x01", 2) + std::string(10, '\0'));
+    four.Record(0x0203, Biff::W(0) + Biff::W(0) + Biff::W(1) + Biff::Number(43890));
+    four.Record(0x0203, Biff::W(0) + Biff::W(1) + Biff::W(0) + Biff::Number(43890));
+    four.Record(0x000A, "");
+    ExcelFile biff4;
+    zmtest::RecordingSink sink4;
+    EXPECT_EQ(Read(biff4, dir.Write("four.xls", four.bytes), nullptr, sink4), "0 1x2");
+    EXPECT_EQ(sink4.Text(1, 1), "2024-03-01");
+    EXPECT_EQ(sink4.Number(2, 1), 43890);
+}
+
 TEST(ExcelFile, Biff3WorksheetWithItsOwnFormatsIn1904) {
     // A BIFF3 worksheet of a Macintosh program: its FORMAT and XF records and its date
     // system come in the worksheet stream itself.
