@@ -273,10 +273,12 @@ void ExcelFile::ReadBiff4Bundles() {
             // The next bundle lies ahead: an offset back (or onto this record) would walk
             // the same bundles again and again.
             const uint32_t next = static_cast<uint32_t>(I4Shuffle(record->data, 0));
-            if (next < stream->Tell() || !stream->Seek(next)) {
+            if (next < stream->Tell()) {
                 SetStatus(kBadGlobalsRecord);
                 return;
             }
+            if (!stream->Seek(next))
+                break;
             continue;
         }
         if (type == kCodePage && record->length >= 2)
