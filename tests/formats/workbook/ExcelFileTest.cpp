@@ -207,6 +207,22 @@ TEST(ExcelFile, EmptyAndDialogSheetsRecordLimitsAndRefusals) {
     EXPECT_EQ(codeOf(future.bytes).substr(0, 9), "264 TAVIX");
 }
 
+TEST(ExcelFile, OnlyDimensionsSizesASheet) {
+    // A hyperlink tooltip (0x0800) after the DIMENSIONS record has 12 bytes too, with
+    // 65537 and 116 where DIMENSIONS keeps rows and columns: the sheet stays 3 x 2.
+    zmtest::ScratchDir dir;
+    Biff sheet;
+    sheet.Record(0x0809, Bof(0x0010));
+    sheet.Record(0x0200, Biff::D(0) + Biff::D(3) + Biff::W(0) + Biff::W(2) + Biff::W(0));
+    sheet.Record(0x0203, Biff::W(2) + Biff::W(1) + Biff::W(0) + Biff::Number(5));
+    sheet.Record(0x0800, Biff::D(0) + Biff::D(65537) + Biff::W(0) + Biff::W(116) + "tip!");
+    sheet.Record(0x000A, "");
+    ExcelFile file;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(Read(file, dir.Write("tip.xls", sheet.bytes), nullptr, sink), "0 3x2");
+    EXPECT_EQ(sink.Number(2, 3), 5);
+}
+
 TEST(ExcelFile, ADamagedCompoundFileIsRefusedQuietly) {
     // The stream's sectors are missing: the reader says so, and nothing else is printed.
     ExcelFile file;
