@@ -34,8 +34,10 @@ struct WorkbookSheets : XmlHandler {
     bool date1904 = false;
     void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
         if (name == "workbookPr") {
-            const std::string_view flag = AttributeOf(a, "date1904").value_or("0");
-            date1904 = flag == "1" || flag == "true";
+            // Extensions have a "workbookPr" of their own (x15:workbookPr), without the
+            // flag: only an element that carries it decides.
+            if (const auto flag = AttributeOf(a, "date1904"))
+                date1904 = *flag == "1" || *flag == "true";
             return;
         }
         if (name != "sheet")

@@ -255,6 +255,11 @@ TEST(Excel2007File, DatesOf1904WorkbooksWrittenByXlsxWriterAndOpenpyxl) {
         EXPECT_EQ(sink.Text(3, 1), "06:15:00") << name;  // a time of day stays one
         EXPECT_EQ(sink.Number(4, 1), 5) << name;
     }
+    // Saved by Excel, with an extension's "x15:workbookPr" after the flag.
+    Excel2007File excel;
+    zmtest::RecordingSink sink;
+    Read(excel, std::string(ZM_CORPUS) + "/xlsx/Test_git_Issue_649_Date1904_Parsings.xlsx", sink);
+    EXPECT_EQ(sink.Text(13, 12), "2023-09-01");
 }
 
 TEST(Excel2007File, DamagedChecksumsAndHostileXmlAreRefused) {
