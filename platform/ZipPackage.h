@@ -31,7 +31,8 @@ class ZMIMPORT_API ZipPackage {
     static constexpr uint64_t kInflationFloor = uint64_t{1} << 20;
     enum class ReadResult { kOk, kMissing, kTooLarge, kDamaged };
 
-    // Opens the package; null when it is no readable zip file, the reason in `error`.
+    // Opens the package; null when it is no readable zip file (or no regular file, or one
+    // beyond 4 GB), the reason in `error`.
     static std::unique_ptr<ZipPackage> Open(const std::string& path, std::string* error = nullptr);
     ~ZipPackage();
     ZipPackage(const ZipPackage&) = delete;

@@ -188,6 +188,12 @@ TEST(ZipPackage, NoZipAndCutZipsEndCleanly) {
     std::string error;
     EXPECT_EQ(ZipPackage::Open(path, &error), nullptr);
     EXPECT_FALSE(error.empty());
+    // A device or a directory is never handed to the zip library.
+    for (const char* other : {"/dev/zero", "/dev/null", "/"}) {
+        error.clear();
+        EXPECT_EQ(ZipPackage::Open(other, &error), nullptr) << other;
+        EXPECT_EQ(error, "not a regular file of at most 4 GB") << other;
+    }
     std::ifstream in(Corpus("47813.xlsx"), std::ios::binary);
     const std::string whole{std::istreambuf_iterator<char>(in), {}};
     for (size_t length = 0; length < whole.size(); length += 997) {
