@@ -237,7 +237,7 @@ std::unique_ptr<SettingsDocument> SettingsDocument::Parse(const std::string& xml
     // no entity it declares is ever expanded.
     if (HasDocumentTypeDeclaration(xml))
         throw Exception("Invalid file open option format");
-    auto parser = std::make_unique<XercesDOMParser>();
+    auto parser = std::make_unique<SafeDomParser>();
     parser->setValidationScheme(XercesDOMParser::Val_Never);
     parser->setDoNamespaces(false);
     HardenParser(*parser);

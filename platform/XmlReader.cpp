@@ -13,8 +13,11 @@
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/util/XMLUniDefs.hpp>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "platform/XmlSafety.h"
 
@@ -88,11 +91,18 @@ std::string Utf8(const XMLCh* text) {
     return out;
 }
 
+// The document's first bytes, already read, then the rest of the stream.
 class StdBinInputStream : public BinInputStream {
   public:
-    explicit StdBinInputStream(std::istream& in) : in(in) {}
+    StdBinInputStream(const std::string& head, std::istream& in) : head(head), in(in) {}
     XMLFilePos curPos() const override { return position; }
     XMLSize_t readBytes(XMLByte* const toFill, const XMLSize_t maxToRead) override {
+        if (position < head.size()) {
+            const XMLSize_t got = std::min<XMLSize_t>(maxToRead, head.size() - position);
+            std::memcpy(toFill, head.data() + position, got);
+            position += got;
+            return got;
+        }
         in.read(reinterpret_cast<char*>(toFill), static_cast<std::streamsize>(maxToRead));
         const auto got = static_cast<XMLSize_t>(in.gcount());
         position += got;
@@ -101,17 +111,24 @@ class StdBinInputStream : public BinInputStream {
     const XMLCh* getContentType() const override { return nullptr; }
 
   private:
+    const std::string& head;
     std::istream& in;
     XMLFilePos position = 0;
 };
 
 class StdInputSource : public InputSource {
   public:
-    explicit StdInputSource(std::istream& in) : in(in) {}
-    BinInputStream* makeStream() const override { return new StdBinInputStream(in); }
+    StdInputSource(const std::string& head, std::istream& in) : head(head), in(in) {}
+    BinInputStream* makeStream() const override { return new StdBinInputStream(head, in); }
 
   private:
+    const std::string& head;
     std::istream& in;
+};
+
+// A limit of the library broken by the document: ends the parse with this reason.
+struct LimitBroken {
+    std::string reason;
 };
 
 // Hands the parser's events on in UTF-8 with local names. Namespaces are not processed:
@@ -122,6 +139,9 @@ class Forwarder : public DefaultHandler {
     explicit Forwarder(XmlHandler& handler) : handler(handler) {}
     void startElement(const XMLCh* const, const XMLCh* const, const XMLCh* const qname,
                       const Attributes& attrs) override {
+        if (++depth > kXmlMaxDepth)
+            throw LimitBroken{"elements nest deeper than " + std::to_string(kXmlMaxDepth) +
+                              " levels"};
         const XMLSize_t count = attrs.getLength();
         size_t used = 0;
         for (XMLSize_t i = 0; i < count; ++i) {
@@ -141,6 +161,7 @@ class Forwarder : public DefaultHandler {
         handler.Start(name, attributes);
     }
     void endElement(const XMLCh* const, const XMLCh* const, const XMLCh* const qname) override {
+        --depth;
         LocalName(name, qname);
         handler.End(name);
     }
@@ -148,6 +169,11 @@ class Forwarder : public DefaultHandler {
         text.clear();
         AppendUtf8(text, chars, length);
         handler.Text(text);
+    }
+    // The parts read here never need a document type, and without one no document can
+    // declare an entity: it is refused before its internal subset is read.
+    void startDTD(const XMLCh* const, const XMLCh* const, const XMLCh* const) override {
+        throw LimitBroken{"a document type is not allowed here"};
     }
     void fatalError(const SAXParseException& e) override { throw e; }
     void error(const SAXParseException& e) override { throw e; }
@@ -157,7 +183,11 @@ class Forwarder : public DefaultHandler {
     std::vector<XmlAttribute> attributes;
     std::string name;
     std::string text;
+    unsigned depth = 0;
 };
+
+// How much of a document is looked at before parsing.
+constexpr size_t kHeadBytes = 64 * 1024;
 
 void EnsureXerces() {
     static std::once_flag once;
@@ -186,7 +216,18 @@ bool ParseXml(std::istream& in, XmlHandler& handler, std::string& error) {
     Forwarder forwarder(handler);
     reader->setContentHandler(&forwarder);
     reader->setErrorHandler(&forwarder);
-    StdInputSource source(in);
+    reader->setLexicalHandler(&forwarder);
+    // The prolog is looked at before parsing: a document type, even one that declares
+    // nothing, is refused. One whose prolog runs past the first block still meets
+    // startDTD when it has a subset, the only kind that can declare anything.
+    std::string head(kHeadBytes, '\0');
+    in.read(head.data(), static_cast<std::streamsize>(head.size()));
+    head.resize(static_cast<size_t>(in.gcount()));
+    if (HasDocumentTypeDeclaration(head)) {
+        error = "a document type is not allowed here";
+        return false;
+    }
+    StdInputSource source(head, in);
     try {
         reader->parse(source);
         // A stream that failed (a damaged or oversized zip entry) is no document, even
@@ -195,6 +236,9 @@ bool ParseXml(std::istream& in, XmlHandler& handler, std::string& error) {
             error = "the document could not be read to its end";
             return false;
         }
+    } catch (const LimitBroken& e) {
+        error = e.reason;
+        return false;
     } catch (const SAXParseException& e) {
         error = Utf8(e.getMessage());
         return false;

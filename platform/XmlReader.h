@@ -1,6 +1,7 @@
 // Streaming XML: a document read from a stream as start tags, end tags and text, in
-// UTF-8, with the library's limits (no document type, capped entity expansion, nothing
-// fetched). Element and attribute names are local names, without their prefix.
+// UTF-8, with the library's limits (no document type, so no entity of its own; elements
+// nested at most kXmlMaxDepth deep; nothing fetched). Element and attribute names are
+// local names, without their prefix.
 #pragma once
 
 #include <istream>

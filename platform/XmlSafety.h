@@ -1,7 +1,9 @@
 // Limits every XML parser of the library applies to documents from outside: no entity
-// is fetched from a file or the network, and entity expansion is capped.
+// is fetched from a file or the network, entity expansion is capped, and elements nest
+// no deeper than kXmlMaxDepth.
 #pragma once
 
+#include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/XercesDefs.hpp>
 
 #include <string_view>
@@ -19,6 +21,10 @@ namespace zm {
 // here declare no entities of their own; a handful of references is plenty.
 constexpr unsigned kXmlEntityExpansionLimit = 1000;
 
+// The deepest nesting of elements a document may have. The documents read here nest a
+// few levels; a parser's memory grows with every open element.
+constexpr unsigned kXmlMaxDepth = 256;
+
 // True when the text declares a document type before its root element. Documents that
 // have no business carrying one (settings, workbook parts) are refused on sight, which
 // also refuses every internal entity they could declare.
@@ -27,5 +33,32 @@ ZMIMPORT_API bool HasDocumentTypeDeclaration(std::string_view xml);
 // Caps entity expansion and turns off fetching of external entities and DTDs.
 ZMIMPORT_API void HardenParser(XERCES_CPP_NAMESPACE::AbstractDOMParser& parser);
 ZMIMPORT_API void HardenParser(XERCES_CPP_NAMESPACE::SAX2XMLReader& reader);
+
+// A DOM parser that refuses, with a zm::Exception, a document nesting its elements
+// deeper than kXmlMaxDepth, and one whose internal DTD subset declares an entity with a
+// value of its own: the expansion of such entities is what costs memory (one entity of
+// half a megabyte used a thousand times), and the documents read here never need one.
+// Entities declared as external stay with the entity resolver.
+class ZMIMPORT_API SafeDomParser : public XERCES_CPP_NAMESPACE::XercesDOMParser {
+  public:
+    SafeDomParser();
+
+    void startDocument() override;
+    void startElement(
+        const XERCES_CPP_NAMESPACE::XMLElementDecl& elemDecl, unsigned int urlId,
+        const XMLCh* elemPrefix,
+        const XERCES_CPP_NAMESPACE::RefVectorOf<XERCES_CPP_NAMESPACE::XMLAttr>& attrList,
+        XMLSize_t attrCount, bool isEmpty, bool isRoot) override;
+    void endElement(const XERCES_CPP_NAMESPACE::XMLElementDecl& elemDecl, unsigned int urlId,
+                    bool isRoot, const XMLCh* elemPrefix) override;
+    void startIntSubset() override;
+    void endIntSubset() override;
+    void entityDecl(const XERCES_CPP_NAMESPACE::DTDEntityDecl& entityDecl, bool isPEDecl,
+                    bool isIgnored) override;
+
+  private:
+    unsigned depth = 0;
+    bool inInternalSubset = false;
+};
 
 }  // namespace zm

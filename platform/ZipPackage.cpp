@@ -7,8 +7,11 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <stdexcept>
 #include <streambuf>
+
+#include <zlib.h>
 
 namespace zm {
 
@@ -21,48 +24,79 @@ bool EqualNoCase(std::string_view a, std::string_view b) {
            });
 }
 
-// Passes an inflating stream on and fails once more than `limit` bytes came out.
+// What the directory says an entry inflates to; the size is unknown (zip64 keeps it
+// elsewhere) when `sizeKnown` is false.
+struct Expected {
+    uint64_t size = 0;
+    bool sizeKnown = true;
+    uint32_t crc = 0;
+    bool pastSizeIsDamage = false;  // the limit is the declared size itself
+};
+
+// Passes an inflating stream on, fails once more than `limit` bytes came out, and at the
+// end of the entry compares what came out with the directory's CRC-32 and size.
 class LimitedBuffer : public std::streambuf {
   public:
-    LimitedBuffer(std::unique_ptr<std::istream> source, uint64_t limit)
-        : source(std::move(source)), left(limit) {}
+    LimitedBuffer(std::unique_ptr<std::istream> source, uint64_t limit, Expected expected)
+        : source(std::move(source)), left(limit), expected(expected) {}
 
     bool overran = false;
+    bool damaged = false;
 
   protected:
     int_type underflow() override {
         if (gptr() < egptr())
             return traits_type::to_int_type(*gptr());
-        if (overran)
-            throw std::length_error("zip entry inflates past its limit");
-        if (!source || !*source)
+        if (overran || damaged)
+            throw std::length_error("zip entry failed");
+        if (!source || ended)
             return traits_type::eof();
         source->read(buffer, sizeof buffer);
         const auto got = static_cast<uint64_t>(source->gcount());
-        if (got == 0)
-            return traits_type::eof();
         if (got > left) {
             // Thrown from the buffer, this sets the reading stream's badbit, so that a
             // reader cannot take an overrun for the end of the entry.
+            if (expected.pastSizeIsDamage)
+                Fail();
             overran = true;
             throw std::length_error("zip entry inflates past its limit");
         }
         left -= got;
+        total += got;
+        crc = crc32_z(crc, reinterpret_cast<const Bytef*>(buffer), static_cast<size_t>(got));
+        if (source->bad() || (!*source && !source->eof()))
+            Fail();
+        if (source->eof()) {
+            ended = true;
+            if (crc != expected.crc || (expected.sizeKnown && total != expected.size))
+                Fail();
+        }
+        if (got == 0)
+            return traits_type::eof();
         setg(buffer, buffer, buffer + got);
         return traits_type::to_int_type(*gptr());
     }
 
   private:
+    [[noreturn]] void Fail() {
+        damaged = true;
+        throw std::runtime_error("zip entry does not match its checksum or size");
+    }
+
     std::unique_ptr<std::istream> source;
     uint64_t left;
+    Expected expected;
+    uint64_t total = 0;
+    uLong crc = crc32_z(0, nullptr, 0);
+    bool ended = false;
     char buffer[64 * 1024];
 };
 
 // The stream handed out: it owns its buffer and turns an overrun into a failure.
 class LimitedStream : public std::istream {
   public:
-    LimitedStream(std::unique_ptr<std::istream> source, uint64_t limit)
-        : std::istream(nullptr), buffer(std::move(source), limit) {
+    LimitedStream(std::unique_ptr<std::istream> source, uint64_t limit, Expected expected)
+        : std::istream(nullptr), buffer(std::move(source), limit, expected) {
         rdbuf(&buffer);
     }
     bool Overran() const { return buffer.overran; }
@@ -84,6 +118,16 @@ ZipPackage::ZipPackage(std::unique_ptr<Impl> impl) : impl(std::move(impl)) {}
 ZipPackage::~ZipPackage() = default;
 
 std::unique_ptr<ZipPackage> ZipPackage::Open(const std::string& path, std::string* error) {
+    // Only a regular file is handed to the zip library (a pipe or a device would block it
+    // or never end), and only one a zip without 64-bit extensions can be: 4 GB at most.
+    std::error_code ec;
+    const auto status = std::filesystem::status(path, ec);
+    if (ec || !std::filesystem::is_regular_file(status) ||
+        std::filesystem::file_size(path, ec) > 0xFFFFFFFFull || ec) {
+        if (error != nullptr)
+            *error = "not a regular file of at most 4 GB";
+        return nullptr;
+    }
     try {
         auto impl = std::make_unique<Impl>();
         impl->path = path;
@@ -93,8 +137,8 @@ std::unique_ptr<ZipPackage> ZipPackage::Open(const std::string& path, std::strin
             const auto* central = dynamic_cast<const zipios::ZipCDirEntry*>(entry.get());
             if (central == nullptr || !central->isValid())
                 continue;
-            package->entries.push_back(
-                {central->getName(), central->getSize(), central->getCompressedSize()});
+            package->entries.push_back({central->getName(), central->getSize(),
+                                        central->getCompressedSize(), central->getCrc()});
             package->impl->localHeaders.push_back(central->getLocalHeaderOffset());
         }
         return package;
@@ -116,6 +160,14 @@ const ZipPackage::Entry* ZipPackage::Find(std::string_view name) const {
     return nullptr;
 }
 
+uint64_t ZipPackage::InflatedBound(const Entry& entry, uint64_t limit) {
+    const uint64_t bound =
+        std::min(limit, std::max(kInflationFloor, entry.compressedSize * kMaxInflation));
+    if (entry.size == 0xFFFFFFFFu)
+        return bound;
+    return entry.size > bound ? 0 : entry.size;
+}
+
 std::unique_ptr<std::istream> ZipPackage::OpenStream(std::string_view name, uint64_t limit) const {
     const Entry* entry = Find(name);
     if (entry == nullptr)
@@ -129,10 +181,13 @@ std::unique_ptr<std::istream> ZipPackage::OpenStream(std::string_view name, uint
         // An entry may not inflate beyond what the directory declares for it (a bomb
         // hides its size there), and one declared beyond the limit yields nothing. The
         // value 0xFFFFFFFF stands for a size kept elsewhere (zip64): the limit alone holds.
-        uint64_t bound = limit;
-        if (entry->size != 0xFFFFFFFFu)
-            bound = entry->size > limit ? 0 : entry->size;
-        return std::make_unique<LimitedStream>(std::move(source), bound);
+        const bool sizeKnown = entry->size != 0xFFFFFFFFu;
+        const uint64_t bound = InflatedBound(*entry, limit);
+        // Past its own declared size an entry is damaged; past the limit, too large.
+        const bool pastSizeIsDamage = sizeKnown && bound == entry->size;
+        return std::make_unique<LimitedStream>(
+            std::move(source), bound,
+            Expected{entry->size, sizeKnown, entry->crc, pastSizeIsDamage});
     } catch (...) {
         return nullptr;
     }
@@ -161,6 +216,10 @@ ZipPackage::ReadResult ZipPackage::Read(std::string_view name, std::string& out,
     if (static_cast<LimitedStream*>(stream.get())->Overran()) {
         out.clear();
         return ReadResult::kTooLarge;
+    }
+    if (stream->bad()) {
+        out.clear();
+        return ReadResult::kDamaged;
     }
     return ReadResult::kOk;
 }

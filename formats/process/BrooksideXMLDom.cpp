@@ -207,7 +207,7 @@ bool BrooksideXML::IsMyKindOfFile(const char* file) {
         return false;
     try {
         EnsureXerces();
-        XercesDOMParser parser;
+        zm::SafeDomParser parser;
         TranscodeFromStr path(reinterpret_cast<const XMLByte*>(file), std::strlen(file), "UTF-8");
         LocalFileInputSource source(path.str());
         BrooksideXML probe;
@@ -226,7 +226,7 @@ void BrooksideXML::Open(const char* files) {
     for (size_t i = 0; i < names.size(); ++i) {
         // The parser owns the tree; it goes at the end of each turn, and with it the
         // UTF-16 copy of the raw data, so that only the UTF-8 texts stay.
-        XercesDOMParser parser;
+        zm::SafeDomParser parser;
         TranscodeFromStr path(reinterpret_cast<const XMLByte*>(names[i].data()), names[i].size(),
                               "UTF-8");
         LocalFileInputSource source(path.str());

@@ -1,6 +1,7 @@
 // Zip packages: entries of real workbooks found without regard to case, entries read whole
-// or as streams, a limit that stops an entry inflating to far more than it may, and files
-// that are no zip or are cut short.
+// or as streams, a limit that stops an entry inflating to far more than it may (or to far
+// more than its compressed size), entries whose data no longer matches their checksum,
+// and files that are no zip or are cut short.
 #include "platform/ZipPackage.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -98,12 +100,100 @@ TEST(ZipPackage, AnEntryMayNotInflatePastItsDeclaredSize) {
     std::remove(path.c_str());
 }
 
+std::string Slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// Reads the entry through a stream to its end: what came out, and whether it failed.
+std::pair<std::string, bool> Streamed(const ZipPackage& package, const std::string& name,
+                                      uint64_t limit = 1 << 24) {
+    auto stream = package.OpenStream(name, limit);
+    if (!stream)
+        return {"", true};
+    std::string text;
+    char chunk[4096];
+    while (stream->read(chunk, sizeof chunk) || stream->gcount() > 0)
+        text.append(chunk, static_cast<size_t>(stream->gcount()));
+    return {text, stream->bad()};
+}
+
+TEST(ZipPackage, DataThatNoLongerMatchesItsChecksumIsDamaged) {
+    const std::string path = ::testing::TempDir() + "zip-crc.zip";
+    const std::string cell = "<c r=\"A1\"><v>12345</v></c>";
+    for (const bool stored : {true, false}) {
+        {
+            zipios::ZipOutputStream out(path);
+            if (stored)
+                out.setMethod(zipios::STORED);
+            out.putNextEntry("xl/worksheets/sheet1.xml");
+            for (int i = 0; i < 200; ++i)
+                out << cell << i;
+        }
+        std::string bytes = Slurp(path);
+        if (stored) {
+            // An editor changed one digit and left the checksum as it was.
+            const size_t at = bytes.find("12345");
+            ASSERT_NE(at, std::string::npos);
+            bytes[at] = '9';
+        } else {
+            // One flipped bit in the middle of the deflated data.
+            bytes[30 + 24 + (bytes.find("PK\x01\x02") - 54) / 2] ^= 0x10;
+        }
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        const auto package = ZipPackage::Open(path);
+        ASSERT_NE(package, nullptr) << stored;
+        std::string text;
+        EXPECT_EQ(package->Read("xl/worksheets/sheet1.xml", text, 1 << 24), Result::kDamaged)
+            << stored;
+        EXPECT_TRUE(Streamed(*package, "xl/worksheets/sheet1.xml").second) << stored;
+    }
+    std::remove(path.c_str());
+}
+
+TEST(ZipPackage, AnEntryMayNotInflateFarBeyondItsCompressedSize) {
+    // 64 MiB of zeros honestly declared: they deflate about a thousand times, far beyond
+    // what any workbook part does, so even a generous limit refuses them. 300 KiB of one
+    // repeated text (small entries have room) and the corpus's most compressed part (140
+    // times) read whole.
+    const std::string path = ::testing::TempDir() + "zip-ratio.zip";
+    {
+        zipios::ZipOutputStream out(path);
+        out.putNextEntry("bomb.xml");
+        const std::string zeros(1 << 20, '0');
+        for (int i = 0; i < 64; ++i)
+            out.write(zeros.data(), static_cast<std::streamsize>(zeros.size()));
+        out.putNextEntry("small.xml");
+        out << std::string(300 << 10, 'x');
+    }
+    const auto package = ZipPackage::Open(path);
+    ASSERT_NE(package, nullptr);
+    EXPECT_EQ(package->Find("bomb.xml")->size, 64u << 20);
+    std::string text;
+    EXPECT_EQ(package->Read("bomb.xml", text, uint64_t{1} << 30), Result::kTooLarge);
+    EXPECT_EQ(package->Read("small.xml", text, uint64_t{1} << 30), Result::kOk);
+    EXPECT_EQ(text.size(), 300u << 10);
+    std::remove(path.c_str());
+
+    const auto strings = ZipPackage::Open(std::string(ZM_CORPUS) + "/xlsb/large_strings.xlsb");
+    ASSERT_NE(strings, nullptr);
+    const auto [sheet, failed] = Streamed(*strings, "xl/worksheets/sheet1.bin", uint64_t{1} << 30);
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(sheet.size(), strings->Find("xl/worksheets/sheet1.bin")->size);
+}
+
 TEST(ZipPackage, NoZipAndCutZipsEndCleanly) {
     const std::string path = ::testing::TempDir() + "cut.xlsx";
     std::ofstream(path) << "plain text, no zip";
     std::string error;
     EXPECT_EQ(ZipPackage::Open(path, &error), nullptr);
     EXPECT_FALSE(error.empty());
+    // A device or a directory is never handed to the zip library.
+    for (const char* other : {"/dev/zero", "/dev/null", "/"}) {
+        error.clear();
+        EXPECT_EQ(ZipPackage::Open(other, &error), nullptr) << other;
+        EXPECT_EQ(error, "not a regular file of at most 4 GB") << other;
+    }
     std::ifstream in(Corpus("47813.xlsx"), std::ios::binary);
     const std::string whole{std::istreambuf_iterator<char>(in), {}};
     for (size_t length = 0; length < whole.size(); length += 997) {

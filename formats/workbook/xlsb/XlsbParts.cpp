@@ -12,6 +12,7 @@ namespace zm::xlsb {
 namespace {
 
 // Record ids of the workbook, string table and styles parts.
+constexpr uint32_t kWorkbookProperties = 153;
 constexpr uint32_t kBeginBundleSheets = 143;
 constexpr uint32_t kBundleSheet = 156;
 constexpr uint32_t kBeginStrings = 159;
@@ -32,7 +33,7 @@ std::string FolderOf(const std::string& part) {
 }  // namespace
 
 PartResult InitBinarySheetsVector(const ZipPackage& package, const std::string& workbook,
-                                  std::vector<xlsx::SheetPart>& sheets) {
+                                  std::vector<xlsx::SheetPart>& sheets, bool& date1904) {
     struct Entry {
         std::string name, relationship;
         uint32_t tab;
@@ -44,7 +45,16 @@ PartResult InitBinarySheetsVector(const ZipPackage& package, const std::string& 
             return PartResult::kMissing;
         RecordReader reader(*stream);
         Record record;
-        if (!reader.FindRecord(kBeginBundleSheets, record))
+        // The workbook's properties come before its sheets; bit 0 of their flags is the
+        // 1904 date system.
+        date1904 = false;
+        bool found = false;
+        while (!found && reader.ReadBiffRecord(record)) {
+            if (record.id == kWorkbookProperties && record.size >= 4)
+                date1904 = (U32At(record.data, 0) & 1) != 0;
+            found = record.id == kBeginBundleSheets;
+        }
+        if (!found)
             return reader.Damaged() ? PartResult::kCorrupt : PartResult::kOk;
         while (reader.ReadBiffRecord(record) && record.id == kBundleSheet) {
             if (record.size < 8)
@@ -55,10 +65,9 @@ PartResult InitBinarySheetsVector(const ZipPackage& package, const std::string& 
                 !StringAt(record, after, entry.name))
                 return PartResult::kCorrupt;
             entry.tab = U32At(record.data, 4);
-            if (U32At(record.data, 0) == 0)
-                entries.push_back(std::move(entry));
+            entries.push_back(std::move(entry));
         }
-        if (reader.Damaged())
+        if (!reader.ReadToEnd())
             return PartResult::kCorrupt;
     }
     const std::string folder = FolderOf(workbook);
@@ -81,10 +90,17 @@ PartResult InitBinarySheetsVector(const ZipPackage& package, const std::string& 
 }
 
 PartResult InitBinarySharedStringsVector(const ZipPackage& package, const std::string& part,
-                                         std::vector<std::string>& strings) {
+                                         xlsx::StringTable& strings) {
     auto stream = package.OpenStream(part, kPartLimit);
     if (!stream)
         return PartResult::kMissing;
+    // Each item is a record of at least seven bytes; its UTF-8 text takes at most one and
+    // a half times the UTF-16 it is stored in (more only for rare characters: then the
+    // table grows).
+    if (const ZipPackage::Entry* entry = package.Find(part)) {
+        const uint64_t bytes = ZipPackage::InflatedBound(*entry, kPartLimit);
+        strings.Reserve(bytes + bytes / 2, bytes / 7);
+    }
     RecordReader reader(*stream);
     Record record;
     if (!reader.FindRecord(kBeginStrings, record))
@@ -94,9 +110,9 @@ PartResult InitBinarySharedStringsVector(const ZipPackage& package, const std::s
         std::string text;
         if (!StringAt(record, 1, text))
             return PartResult::kCorrupt;
-        strings.push_back(std::move(text));
+        strings.Add(text);
     }
-    return reader.Damaged() ? PartResult::kCorrupt : PartResult::kOk;
+    return reader.ReadToEnd() ? PartResult::kOk : PartResult::kCorrupt;
 }
 
 namespace {
@@ -139,7 +155,8 @@ PartResult InitBinaryFormatInfo(const ZipPackage& package, const std::string& pa
                 return PartResult::kCorrupt;
             customDates[U16At(record.data, 0)] = xlsx::IsDateFormat(code);
         }
-        return ReadCellStyles(reader, customDates, dateStyles);
+        const PartResult result = ReadCellStyles(reader, customDates, dateStyles);
+        return result == PartResult::kOk && !reader.ReadToEnd() ? PartResult::kCorrupt : result;
     }
     if (reader.Damaged())
         return PartResult::kCorrupt;
@@ -149,7 +166,8 @@ PartResult InitBinaryFormatInfo(const ZipPackage& package, const std::string& pa
     if (!again)
         return PartResult::kCorrupt;
     RecordReader fresh(*again);
-    return ReadCellStyles(fresh, customDates, dateStyles);
+    const PartResult result = ReadCellStyles(fresh, customDates, dateStyles);
+    return result == PartResult::kOk && !fresh.ReadToEnd() ? PartResult::kCorrupt : result;
 }
 
 }  // namespace zm::xlsb

@@ -1,6 +1,7 @@
 // Record reading for binary workbook parts.
 #include "formats/workbook/xlsb/XlsbRecords.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "formats/workbook/ExcelFile.h"
@@ -10,13 +11,12 @@ namespace zm::xlsb {
 
 namespace {
 
-// The largest record a two-byte size can give, and what is read ahead at a time.
-constexpr size_t kMaxRecord = 2 + 2 + 255 * 128 + 127;
+// What is read ahead at a time.
 constexpr size_t kChunk = 256 * 1024;
 
 }  // namespace
 
-RecordReader::RecordReader(std::istream& in) : in(in), buffer(kChunk + kMaxRecord) {}
+RecordReader::RecordReader(std::istream& in) : in(in), buffer(2 * kChunk) {}
 
 bool RecordReader::Have(size_t count) {
     while (end - next < count) {
@@ -27,6 +27,10 @@ bool RecordReader::Have(size_t count) {
             end -= next;
             next = 0;
         }
+        // A full buffer too small for the record at most doubles: it never runs far
+        // ahead of what the part has delivered.
+        if (end == buffer.size())
+            buffer.resize(std::min(buffer.size() * 2, count + kChunk));
         in.read(reinterpret_cast<char*>(buffer.data() + end),
                 static_cast<std::streamsize>(buffer.size() - end));
         const auto got = static_cast<size_t>(in.gcount());
@@ -39,7 +43,7 @@ bool RecordReader::Have(size_t count) {
     return true;
 }
 
-bool RecordReader::ReadVariable(uint32_t& value) {
+bool RecordReader::ReadId(uint32_t& value) {
     if (!Have(1))
         return false;
     const uint8_t b0 = buffer[next++];
@@ -54,16 +58,38 @@ bool RecordReader::ReadVariable(uint32_t& value) {
     return true;
 }
 
+bool RecordReader::ReadSize(uint32_t& value) {
+    value = 0;
+    for (int i = 0; i < 4; ++i) {
+        if (!Have(1))
+            return false;
+        const uint8_t b = buffer[next++];
+        value |= uint32_t{b & 0x7Fu} << (7 * i);
+        if ((b & 0x80) == 0)
+            return true;
+    }
+    return true;  // the fourth byte's high bit has no meaning
+}
+
+bool RecordReader::ReadToEnd() {
+    while (!damaged && !atEnd) {
+        next = end;
+        Have(1);
+    }
+    next = end;
+    return !damaged;
+}
+
 bool RecordReader::ReadBiffRecord(Record& record) {
     if (damaged)
         return false;
     const size_t start = next;
-    if (!ReadVariable(record.id)) {
+    if (!ReadId(record.id)) {
         // Nothing left is the normal end; a lone id byte is a cut record.
         damaged = damaged || next != start || end != next;
         return false;
     }
-    if (!ReadVariable(record.size) || !Have(record.size)) {
+    if (!ReadSize(record.size) || !Have(record.size)) {
         damaged = true;
         return false;
     }
@@ -117,19 +143,26 @@ bool StringAt(const Record& record, size_t offset, std::string& out, size_t* aft
 }
 
 const char* GetErrorString(uint8_t code) {
-    if (code & 0x07)
-        return "#DIV/0!";
-    if (code & 0x0F)
-        return "#VALUE!";
-    if (code & 0x17)
-        return "#REF!";
-    if (code & 0x1D)
-        return "#NAME?";
-    if (code & 0x24)
-        return "#NUM!";
-    if (code & 0x2A)
-        return "#N/A";
-    return "Unknown error code";
+    switch (code) {
+        case 0x00:
+            return "#NULL!";
+        case 0x07:
+            return "#DIV/0!";
+        case 0x0F:
+            return "#VALUE!";
+        case 0x17:
+            return "#REF!";
+        case 0x1D:
+            return "#NAME?";
+        case 0x24:
+            return "#NUM!";
+        case 0x2A:
+            return "#N/A";
+        case 0x2B:
+            return "#GETTING_DATA";
+        default:
+            return "Unknown error code";
+    }
 }
 
 }  // namespace zm::xlsb

@@ -18,9 +18,11 @@ struct Record {
     const uint8_t* data = nullptr;
 };
 
-// Reads records from a part's stream. Ids and sizes are read as one byte, or two when
-// the first has its high bit set (the second byte is taken whole); a record therefore
-// holds at most 32,767 bytes.
+// Reads records from a part's stream. An id is one byte, or two when the first has its
+// high bit set (the second byte is taken whole). A size takes one to four bytes of seven
+// bits each, low bits first, each byte but the last with its high bit set: a record holds
+// up to 256 MB, and the buffer grows with what the part actually holds, never with
+// what a size claims.
 class RecordReader {
   public:
     explicit RecordReader(std::istream& in);
@@ -31,11 +33,15 @@ class RecordReader {
     bool FindRecord(uint32_t id, Record& record);
     // The part ended inside a record, or its stream failed (damaged or over its limit).
     bool Damaged() const { return damaged; }
+    // Reads what is left of the part without parsing it, so that all of it passes the
+    // zip layer's checksum; false when the part is damaged.
+    bool ReadToEnd();
 
   private:
     // Makes at least `count` bytes available from `next`; false when the part ends first.
     bool Have(size_t count);
-    bool ReadVariable(uint32_t& value);
+    bool ReadId(uint32_t& value);
+    bool ReadSize(uint32_t& value);
 
     std::istream& in;
     std::vector<uint8_t> buffer;
@@ -56,8 +62,9 @@ std::string GetStringDataPart(const uint8_t* data, uint32_t count);
 // after the characters.
 bool StringAt(const Record& record, size_t offset, std::string& out, size_t* after = nullptr);
 
-// The text of an error cell. The code's bits are tested in a fixed order, so every
-// standard error code reads "#DIV/0!" and 0x00 reads "Unknown error code".
+// The text of an error cell: "#NULL!" (0x00), "#DIV/0!" (0x07), "#VALUE!" (0x0F), "#REF!"
+// (0x17), "#NAME?" (0x1D), "#NUM!" (0x24), "#N/A" (0x2A), "#GETTING_DATA" (0x2B); any other
+// code reads "Unknown error code".
 const char* GetErrorString(uint8_t code);
 
 }  // namespace zm::xlsb

@@ -18,6 +18,18 @@
 #include "platform/Translate.h"
 #include "platform/ZipPackage.h"
 
+namespace {
+
+// Days from 1900-01-00 to 1904-01-01 in the 1900 date system.
+constexpr double k1904Offset = 1462.0;
+
+// The text of a date cell. A serial below 1 is a time of day in either date system.
+std::string DateText(double serial, bool date1904) {
+    return zm::SerialToDateText(date1904 && serial >= 1.0 ? serial + k1904Offset : serial);
+}
+
+}  // namespace
+
 Excel2007File::Excel2007File() = default;
 
 Excel2007File::~Excel2007File() = default;
@@ -45,6 +57,9 @@ int Excel2007File::OpenFile(const char* file) {
     loaded.clear();
     sheetsLoaded = false;
     unknownRecords = 0;
+    outsideCells = 0;
+    unresolvedCells = 0;
+    date1904 = false;
     choice = zm::SheetChoice();
     const std::string path = file != nullptr ? file : "";
     package = zm::ZipPackage::Open(path);
@@ -70,6 +85,7 @@ int Excel2007File::OpenFile(const char* file) {
             !zm::xlsx::ReadDateStyles(*package, layout.styles, dateStyles))
             return kCorrupt;
         sheets = std::move(layout.sheets);
+        date1904 = layout.date1904;
     } catch (const std::bad_alloc&) {
         return kOutOfMemory;
     }
@@ -81,7 +97,8 @@ int Excel2007File::OpenBinary(const std::string& workbook) {
     const size_t slash = workbook.rfind('/');
     const std::string folder = slash == std::string::npos ? "" : workbook.substr(0, slash + 1);
     try {
-        if (zm::xlsb::InitBinarySheetsVector(*package, workbook, sheets) != PartResult::kOk ||
+        if (zm::xlsb::InitBinarySheetsVector(*package, workbook, sheets, date1904) !=
+                PartResult::kOk ||
             zm::xlsb::InitBinarySharedStringsVector(*package, folder + "sharedStrings.bin",
                                                     sharedStrings) == PartResult::kCorrupt ||
             zm::xlsb::InitBinaryFormatInfo(*package, folder + "styles.bin", dateStyles) ==
@@ -143,6 +160,13 @@ int Excel2007File::LoadSheets() {
         } catch (const std::bad_alloc&) {
             return kOutOfMemory;
         }
+        outsideCells += cells.outside;
+        unresolvedCells += cells.unresolved;
+        cells.cells.ForEach([&](const zm::xlsx::SheetCells::Cell& cell) {
+            if (cell.kind == zm::xlsx::SheetCells::Kind::kShared &&
+                cell.index >= sharedStrings.size())
+                ++unresolvedCells;
+        });
         loaded.push_back(std::move(cells));
     }
     sheetsLoaded = true;
@@ -201,7 +225,7 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
                     sink->Set(col, row, cell.number);
                     break;
                 case Kind::kDate: {
-                    const std::string text = zm::SerialToDateText(cell.number);
+                    const std::string text = DateText(cell.number, date1904);
                     if (text.empty())
                         sink->Set(col, row, cell.number);
                     else
@@ -210,7 +234,7 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
                 }
                 case Kind::kShared:
                     if (cell.index < sharedStrings.size())
-                        sink->Set(col, row, sharedStrings[cell.index].c_str());
+                        sink->Set(col, row, sharedStrings[cell.index]);
                     break;
                 case Kind::kText:
                     sink->Set(col, row, sheet.texts[cell.index].c_str());
@@ -228,20 +252,32 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
 }
 
 const char* Excel2007File::GetWarningMessage() {
-    if (unknownRecords <= 0)
-        return nullptr;
-    warning = zm::FormatMessage(
-        zm::Translate("%1% records was found that %2% doesn't know how to read.\nThese can be "
-                      "web-links, drawings, formulas or other type of data that isn't\n"
-                      "interesting for %2%.\n"),
-        unknownRecords, zm::GetApplicationName());
-    return warning.c_str();
+    warning.clear();
+    if (unknownRecords > 0)
+        warning = zm::FormatMessage(
+            zm::Translate("%1% records was found that %2% doesn't know how to read.\nThese can be "
+                          "web-links, drawings, formulas or other type of data that isn't\n"
+                          "interesting for %2%.\n"),
+            unknownRecords, zm::GetApplicationName());
+    if (outsideCells > 0)
+        warning += zm::FormatMessage(
+            zm::Translate("%1% cells beyond column XFD or row 1048576 were left out.\n"),
+            outsideCells);
+    if (unresolvedCells > 0)
+        warning += zm::FormatMessage(
+            zm::Translate("%1% cells name a shared string the workbook does not hold; they were "
+                          "left empty.\n"),
+            unresolvedCells);
+    return warning.empty() ? nullptr : warning.c_str();
 }
 
 void Excel2007File::Close() {
     package.reset();
     unknownRecords = 0;
+    outsideCells = 0;
+    unresolvedCells = 0;
     binary = false;
+    date1904 = false;
     sheets.clear();
     sharedStrings.clear();
     loaded.clear();

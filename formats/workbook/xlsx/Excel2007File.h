@@ -17,8 +17,10 @@ class ZipPackage;
 
 // Reads one or several worksheets of an .xlsx package, or of a binary .xlsb one: shared
 // and inline strings, numbers, booleans as "TRUE"/"FALSE", formula results, and numbers
-// in date styles as date texts. Several sheets are stacked or put side by side as in the
-// .xls reader. Worksheet parts are read as streams. Codes 768-774; reads only.
+// in date styles as date texts, in the workbook's date system (1900 or 1904). Several
+// sheets are stacked or put side by side as in the .xls reader. Worksheet parts are read
+// as streams. Cells beyond the sheet limits and shared-string cells that name no string
+// are left out and counted in the warning. Codes 768-774; reads only.
 class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
   public:
     enum Status {
@@ -62,7 +64,7 @@ class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
 
     std::unique_ptr<zm::ZipPackage> package;
     std::vector<zm::xlsx::SheetPart> sheets;
-    std::vector<std::string> sharedStrings;
+    zm::xlsx::StringTable sharedStrings;
     std::vector<bool> dateStyles;
     zm::SheetChoice choice;
     std::vector<zm::xlsx::SheetCells> loaded;  // per selected sheet, in selection order
@@ -70,6 +72,9 @@ class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
     std::string readName;
     bool sideBySideFlag = false;
     bool binary = false;
-    long long unknownRecords = 0;  // records of binary sheets that were not understood
+    bool date1904 = false;          // dates count from 1904-01-01
+    long long unknownRecords = 0;   // records of binary sheets that were not understood
+    long long outsideCells = 0;     // cells beyond the sheet limits, left out
+    long long unresolvedCells = 0;  // shared-string cells naming no string
     std::string warning;
 };

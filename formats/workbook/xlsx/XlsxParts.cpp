@@ -1,8 +1,12 @@
 // The small parts of an .xlsx package.
 #include "formats/workbook/xlsx/XlsxParts.h"
 
+#include <algorithm>
 #include <charconv>
+#include <climits>
+#include <cstdint>
 #include <map>
+#include <new>
 
 #include "platform/XmlReader.h"
 #include "platform/ZipPackage.h"
@@ -27,7 +31,15 @@ int ToInt(std::string_view text, int otherwise = -1) {
 
 struct WorkbookSheets : XmlHandler {
     std::vector<std::pair<std::string, std::string>> sheets;  // name, relationship id
+    bool date1904 = false;
     void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
+        if (name == "workbookPr") {
+            // Extensions have a "workbookPr" of their own (x15:workbookPr), without the
+            // flag: only an element that carries it decides.
+            if (const auto flag = AttributeOf(a, "date1904"))
+                date1904 = *flag == "1" || *flag == "true";
+            return;
+        }
         if (name != "sheet")
             return;
         sheets.emplace_back(std::string(AttributeOf(a, "name").value_or("")),
@@ -99,29 +111,34 @@ std::string Resolve(const std::string& folder, const std::string& target) {
 namespace {
 
 struct SharedStrings : XmlHandler {
-    std::vector<std::string>& strings;
+    StringTable& strings;
+    std::string item;  // the text of the open "si"
     int phonetic = 0;
-    bool inText = false;
-    explicit SharedStrings(std::vector<std::string>& s) : strings(s) {}
+    bool inItem = false, inText = false;
+    explicit SharedStrings(StringTable& s) : strings(s) {}
     void Start(std::string_view name, const std::vector<XmlAttribute>&) override {
-        if (name == "si")
-            strings.emplace_back();
-        else if (name == "rPh")
+        if (name == "si") {
+            item.clear();
+            inItem = true;
+        } else if (name == "rPh") {
             ++phonetic;
-        else if (name == "t")
-            inText = phonetic == 0 && !strings.empty();
+        } else if (name == "t") {
+            inText = phonetic == 0 && inItem;
+        }
     }
     void End(std::string_view name) override {
-        if (name == "rPh")
+        if (name == "rPh") {
             --phonetic;
-        else if (name == "t")
+        } else if (name == "t") {
             inText = false;
-        else if (name == "si" && !strings.empty())
-            strings.back() = DecodeEscapes(strings.back());
+        } else if (name == "si" && inItem) {
+            strings.Add(item.find("_x") == std::string::npos ? item : DecodeEscapes(item));
+            inItem = false;
+        }
     }
     void Text(std::string_view text) override {
         if (inText)
-            strings.back() += text;
+            item += text;
     }
 };
 
@@ -151,6 +168,20 @@ struct Styles : XmlHandler {
 };
 
 }  // namespace
+
+void StringTable::Add(std::string_view text) {
+    // Offsets are 32-bit: no part the reader accepts holds anywhere near 4 GB of text.
+    if (texts.size() + text.size() + 1 > UINT32_MAX)
+        throw std::bad_alloc();
+    starts.push_back(static_cast<uint32_t>(texts.size()));
+    texts.append(text);
+    texts += '\0';
+}
+
+void StringTable::Reserve(uint64_t bytes, uint64_t count) {
+    texts.reserve(static_cast<size_t>(std::min<uint64_t>(bytes, UINT32_MAX)));
+    starts.reserve(static_cast<size_t>(std::min<uint64_t>(count, UINT32_MAX)));
+}
 
 bool IsDateFormat(std::string code) {
     const size_t red = code.find("Red");
@@ -208,6 +239,7 @@ bool ReadLayout(const ZipPackage& package, PackageLayout& layout) {
     Relationships relationships;
     if (!Parse(package, layout.workbook, workbook))
         return false;
+    layout.date1904 = workbook.date1904;
     Parse(package, folder + "_rels/" + file + ".rels", relationships);
     layout.sharedStrings = folder + "sharedStrings.xml";
     layout.styles = folder + "styles.xml";
@@ -228,8 +260,7 @@ bool ReadLayout(const ZipPackage& package, PackageLayout& layout) {
     return true;
 }
 
-bool ReadSharedStrings(const ZipPackage& package, const std::string& part,
-                       std::vector<std::string>& strings) {
+bool ReadSharedStrings(const ZipPackage& package, const std::string& part, StringTable& strings) {
     SharedStrings handler(strings);
     return package.Find(part) == nullptr || Parse(package, part, handler);
 }

@@ -13,6 +13,29 @@ class ZipPackage;
 
 namespace zm::xlsx {
 
+// Texts held one after another in one buffer, each ended by a NUL: a table of millions of
+// short strings costs their characters and four bytes each, not a string object each.
+class StringTable {
+  public:
+    void Add(std::string_view text);
+    // Room for `bytes` of text and `count` items, taken from the part's size: a table
+    // that doubles as it grows holds twice its size at the moment it moves. Address space
+    // only: pages the texts do not reach are never touched.
+    void Reserve(uint64_t bytes, uint64_t count);
+    size_t size() const { return starts.size(); }
+    bool empty() const { return starts.empty(); }
+    void clear() {
+        texts.clear();
+        starts.clear();
+    }
+    // The text of item `i` (i < size()), NUL-terminated.
+    const char* operator[](size_t i) const { return texts.data() + starts[i]; }
+
+  private:
+    std::string texts;
+    std::vector<uint32_t> starts;
+};
+
 struct SheetPart {
     std::string name;
     std::string part;  // the worksheet part's path in the package
@@ -29,6 +52,7 @@ struct PackageLayout {
     std::string sharedStrings;
     std::string styles;
     std::vector<SheetPart> sheets;
+    bool date1904 = false;  // the workbook counts its dates from 1904-01-01
 };
 
 struct Relationship {
@@ -42,12 +66,11 @@ std::string Resolve(const std::string& folder, const std::string& target);
 
 // The workbook part named by the package's relationships, or "xl/workbook.xml".
 std::string FindWorkbookPart(const ZipPackage& package);
-// Reads the workbook part and its relationships; false when the workbook part is missing
-// or not well-formed.
+// Reads the workbook part (its sheets and its date system) and its relationships; false
+// when the workbook part is missing or not well-formed.
 bool ReadLayout(const ZipPackage& package, PackageLayout& layout);
 // The shared strings part: each item's text, rich-text runs joined, phonetic runs left out.
-bool ReadSharedStrings(const ZipPackage& package, const std::string& part,
-                       std::vector<std::string>& strings);
+bool ReadSharedStrings(const ZipPackage& package, const std::string& part, StringTable& strings);
 // The styles part: for each cell style of "cellXfs", whether its number format is a date
 // format (built-in 14-22 and 45-47, or a custom code IsDateFormat accepts).
 bool ReadDateStyles(const ZipPackage& package, const std::string& part,

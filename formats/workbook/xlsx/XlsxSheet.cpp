@@ -15,9 +15,6 @@ namespace zm::xlsx {
 
 namespace {
 
-// Worksheets hold at most this many rows and columns.
-constexpr int kMaxRows = 1048576;
-constexpr int kMaxCols = 16384;
 // What a worksheet part may inflate to; beyond it the package is refused as damaged.
 constexpr uint64_t kSheetPartLimit = uint64_t{1} << 30;
 
@@ -43,15 +40,18 @@ class SheetHandler : public XmlHandler {
 
     void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
         if (name == "row") {
+            // A row beyond the last (or numbered 0) is kMaxRows: its cells are left out.
             const auto r = AttributeOf(a, "r");
-            row =
-                r ? static_cast<int>(std::clamp<long long>(ToInt(*r, row + 2) - 1, 0, kMaxRows - 1))
-                  : std::min(row + 1, kMaxRows - 1);
+            const long long number = r ? ToInt(*r, 0) : row + 2;
+            row = number >= 1 && number <= kMaxRows ? static_cast<int>(number - 1) : kMaxRows;
             col = -1;
         } else if (name == "c") {
+            // The reference places the cell; without one it follows the previous cell.
             const auto r = AttributeOf(a, "r");
-            const int c = r ? ColumnOfReference(std::string(*r)) : -1;
-            col = c >= 0 ? std::min(c, kMaxCols - 1) : std::min(col + 1, kMaxCols - 1);
+            const int c = r ? ColumnOfReference(*r) : -1;
+            const int rowOfCell = r ? RowOfReference(*r) : -1;
+            col = c >= 0 ? c : std::min(col + 1, kMaxCols);
+            cellRow = rowOfCell >= 0 ? rowOfCell : row;
             type = std::string(AttributeOf(a, "t").value_or(""));
             style = static_cast<size_t>(ToInt(AttributeOf(a, "s").value_or("0"), 0));
             value.clear();
@@ -92,11 +92,23 @@ class SheetHandler : public XmlHandler {
 
   private:
     void Finish() {
-        auto cell = SheetCells::Cell::Number(row, col, SheetCells::Kind::kNumber, 0.0);
+        if (cellRow >= kMaxRows || col >= kMaxCols || cellRow < 0 || col < 0) {
+            // Beyond the sheet's limits: left out and counted, never moved onto a cell.
+            if (hasValue || type == "inlineStr")
+                ++out.outside;
+            return;
+        }
+        auto cell = SheetCells::Cell::Number(cellRow, col, SheetCells::Kind::kNumber, 0.0);
         if (type == "s") {
-            const long long index = ToInt(value, -1);
-            if (!hasValue || index < 0 || index > UINT32_MAX)
+            if (!hasValue)
                 return;
+            long long index = -1;
+            const char* end = value.data() + value.size();
+            const auto [stop, error] = std::from_chars(value.data(), end, index);
+            if (error != std::errc() || stop != end || index < 0 || index > UINT32_MAX) {
+                ++out.unresolved;
+                return;
+            }
             cell.kind = SheetCells::Kind::kShared;
             cell.index = static_cast<uint32_t>(index);
         } else if (type == "inlineStr") {
@@ -149,7 +161,7 @@ class SheetHandler : public XmlHandler {
 
     const std::vector<bool>& dateStyles;
     SheetCells& out;
-    int row = -1, col = -1;
+    int row = -1, col = -1, cellRow = -1;
     std::string type, value, inlineText;
     size_t style = 0;
     bool hasValue = false, inValue = false, inInline = false, inInlineText = false;
@@ -158,15 +170,42 @@ class SheetHandler : public XmlHandler {
 
 }  // namespace
 
-int ColumnOfReference(const std::string& reference) {
-    long long col = 0;
+namespace {
+
+// The letters leading a reference, in either case: "d1" is D1.
+size_t LettersOf(std::string_view reference) {
     size_t i = 0;
-    for (; i < reference.size() && reference[i] >= 'A' && reference[i] <= 'Z'; ++i) {
-        col = col * 26 + (reference[i] - 'A' + 1);
+    while (i < reference.size() && ((reference[i] >= 'A' && reference[i] <= 'Z') ||
+                                    (reference[i] >= 'a' && reference[i] <= 'z')))
+        ++i;
+    return i;
+}
+
+}  // namespace
+
+int ColumnOfReference(std::string_view reference) {
+    const size_t letters = LettersOf(reference);
+    long long col = 0;
+    for (size_t i = 0; i < letters; ++i) {
+        col = col * 26 + ((reference[i] | 0x20) - 'a' + 1);
         if (col > kMaxCols)
-            return kMaxCols - 1;
+            return kMaxCols;
     }
-    return i == 0 ? -1 : static_cast<int>(col - 1);
+    return letters == 0 ? -1 : static_cast<int>(col - 1);
+}
+
+int RowOfReference(std::string_view reference) {
+    const size_t letters = LettersOf(reference);
+    long long row = 0;
+    size_t i = letters;
+    for (; i < reference.size() && reference[i] >= '0' && reference[i] <= '9'; ++i) {
+        row = row * 10 + (reference[i] - '0');
+        if (row > kMaxRows)
+            return kMaxRows;
+    }
+    if (i == letters)
+        return -1;
+    return row == 0 ? kMaxRows : static_cast<int>(row - 1);
 }
 
 bool ReadSheet(const ZipPackage& package, const std::string& part,

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zm {
@@ -63,14 +64,26 @@ struct SheetCells {
     std::vector<std::string> texts;
     int rows = 0;
     int cols = 0;
+    // Cells with a value that were left out: beyond the last column or row a worksheet
+    // can have, and shared-string cells whose index is no index (negative, not a number).
+    long long outside = 0;
+    long long unresolved = 0;
 };
+
+// Worksheets hold at most this many rows and columns.
+constexpr int kMaxRows = 1048576;
+constexpr int kMaxCols = 16384;
 
 // Reads the part; false when it is missing or not well-formed. `dateStyles` tells which
 // cell styles format numbers as dates.
 bool ReadSheet(const ZipPackage& package, const std::string& part,
                const std::vector<bool>& dateStyles, SheetCells& out, std::string& error);
 
-// The 0-based column of a cell reference such as "AA10" (26); -1 without letters.
-int ColumnOfReference(const std::string& reference);
+// The 0-based column of a cell reference such as "AA10" (26), letters in either case;
+// -1 without letters, kMaxCols for a column beyond the last.
+int ColumnOfReference(std::string_view reference);
+// The 0-based row of a cell reference ("AA10": 9); -1 without digits after the letters,
+// kMaxRows for a row beyond the last (or row 0, which no sheet has).
+int RowOfReference(std::string_view reference);
 
 }  // namespace zm::xlsx

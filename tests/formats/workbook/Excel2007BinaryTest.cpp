@@ -1,6 +1,7 @@
-// The binary (.xlsb) path of the Excel 2007 reader: record headers, error texts, every
-// cell record including the short forms and inline texts, hidden and chart sheets, date
-// styles, the unknown-records warning and the refusals, on packages built here.
+// The binary (.xlsb) path of the Excel 2007 reader: record headers (sizes of up to four
+// bytes), error texts, every cell record including the short forms and inline texts,
+// hidden and chart sheets, date styles and the 1904 date system, the unknown-records
+// warning and the refusals, on packages built here and real files.
 #include <gtest/gtest.h>
 #include <zipios++/zipoutputstream.h>
 
@@ -37,9 +38,12 @@ Bytes W(const std::string& text) {
         out += Bytes{c, '\0'};
     return out;
 }
+// Seven bits a byte, low bits first, the high bit set on every byte but the last.
 Bytes Variable(uint32_t v) {
-    return v < 128 ? Bytes{static_cast<char>(v)}
-                   : Bytes{static_cast<char>((v & 0x7F) | 0x80), static_cast<char>(v >> 7)};
+    Bytes out;
+    for (; v >= 128; v >>= 7)
+        out += static_cast<char>((v & 0x7F) | 0x80);
+    return out + static_cast<char>(v);
 }
 Bytes Rec(uint32_t id, const Bytes& data = "") {
     return Variable(id) + Variable(static_cast<uint32_t>(data.size())) + data;
@@ -48,11 +52,12 @@ Bytes CellHead(uint32_t col, uint32_t style) {
     return U32(col) + U32(style);
 }
 
-std::map<std::string, Bytes> Book(const Bytes& first, const Bytes& second) {
+std::map<std::string, Bytes> Book(const Bytes& first, const Bytes& second,
+                                  const Bytes& properties = Bytes()) {
     auto sheet = [](uint32_t state, uint32_t tab, const std::string& rel, const std::string& name) {
         return Rec(156, U32(state) + U32(tab) + W(rel) + W(name));
     };
-    const Bytes workbook = Rec(131) + Rec(143) + sheet(0, 1, "rId1", "First") +
+    const Bytes workbook = Rec(131) + properties + Rec(143) + sheet(0, 1, "rId1", "First") +
                            sheet(1, 2, "rId2", "Hidden") + sheet(0, 3, "RID3", "Chart") +
                            sheet(0, 4, "rId4", "Second") + Rec(144) + Rec(132);
     const std::string rels =
@@ -96,9 +101,12 @@ std::string CodeOf(const std::string& path) {
     return std::to_string(code) + " " + zmtest::Message(file);
 }
 
-TEST(Excel2007Binary, RecordHeadersTakeAtMostTwoBytesEach) {
-    std::istringstream in(Bytes("\x81\x01\x00\x7F\x00\x01\x80\x80", 8) + Bytes(16384, 'x') +
-                          "\x05\x80");
+TEST(Excel2007Binary, RecordSizesTakeUpToFourBytes) {
+    // Ids of one and two bytes; sizes of one, three (16,384 and 300,000 bytes) and four
+    // bytes, the last claiming 200 MB the part does not hold.
+    std::istringstream in(Bytes("\x81\x01\x00\x7F\x00\x01\x80\x80\x01", 9) + Bytes(16384, 'x') +
+                          "\x02" + Variable(300000) + Bytes(300000, 'y') + "\x05" +
+                          Variable(200u << 20) + "abc");
     zm::xlsb::RecordReader reader(in);
     zm::xlsb::Record record;
     ASSERT_TRUE(reader.ReadBiffRecord(record));
@@ -107,7 +115,11 @@ TEST(Excel2007Binary, RecordHeadersTakeAtMostTwoBytesEach) {
     EXPECT_EQ(record.id, 127u);
     ASSERT_TRUE(reader.ReadBiffRecord(record));
     EXPECT_EQ(record.size, 16384u);
-    // A record cut inside its size is damage, not the end of the part.
+    EXPECT_EQ(Bytes(reinterpret_cast<const char*>(record.data), 3), "xxx");
+    ASSERT_TRUE(reader.ReadBiffRecord(record));
+    EXPECT_EQ(record.size, 300000u);
+    EXPECT_EQ(record.data[299999], 'y');
+    // A record cut short of its size is damage, not the end of the part.
     EXPECT_FALSE(reader.ReadBiffRecord(record));
     EXPECT_TRUE(reader.Damaged());
 
@@ -117,14 +129,15 @@ TEST(Excel2007Binary, RecordHeadersTakeAtMostTwoBytesEach) {
     EXPECT_TRUE(short_.Damaged());
 }
 
-TEST(Excel2007Binary, ErrorCodesAreTestedBitByBit) {
+TEST(Excel2007Binary, ErrorCodesReadTheirOwnTexts) {
     using zm::xlsb::GetErrorString;
-    for (uint8_t code : {0x07, 0x0F, 0x17, 0x1D, 0x24, 0x2A})
-        EXPECT_STREQ(GetErrorString(code), "#DIV/0!") << int{code};
-    EXPECT_STREQ(GetErrorString(0x08), "#VALUE!");
-    EXPECT_STREQ(GetErrorString(0x10), "#REF!");
-    EXPECT_STREQ(GetErrorString(0x40), "Unknown error code");
-    EXPECT_STREQ(GetErrorString(0x00), "Unknown error code");
+    const std::map<uint8_t, std::string> texts = {
+        {0x00, "#NULL!"}, {0x07, "#DIV/0!"}, {0x0F, "#VALUE!"}, {0x17, "#REF!"},
+        {0x1D, "#NAME?"}, {0x24, "#NUM!"},   {0x2A, "#N/A"},    {0x2B, "#GETTING_DATA"}};
+    for (const auto& [code, text] : texts)
+        EXPECT_EQ(GetErrorString(code), text) << int{code};
+    for (uint8_t code : {0x08, 0x10, 0x2C, 0xFF})
+        EXPECT_STREQ(GetErrorString(code), "Unknown error code") << int{code};
 }
 
 TEST(Excel2007Binary, EveryCellRecordHiddenAndChartSheetsAndTheWarning) {
@@ -152,21 +165,21 @@ TEST(Excel2007Binary, EveryCellRecordHiddenAndChartSheetsAndTheWarning) {
     Excel2007File file;
     zmtest::RecordingSink sink;
     ASSERT_EQ(zmtest::ReadAll(file, book, sink), 0) << zmtest::Message(file);
-    // Hidden sheets are not offered; the chart sheet's relationship (its id compared
-    // without case) drops it.
-    EXPECT_EQ(file.GetWorksheets(), (std::vector<std::string>{"First", "Second"}));
-    EXPECT_EQ(file.GetNumRows(), 5);
+    // Hidden sheets are offered as in .xlsx workbooks; the chart sheet's relationship (its
+    // id compared without case) drops it.
+    EXPECT_EQ(file.GetWorksheets(), (std::vector<std::string>{"First", "Hidden", "Second"}));
+    EXPECT_EQ(file.GetNumRows(), 6);
     EXPECT_EQ(file.GetNumCols(), 12);  // 11 columns of cells, then the sheet's name
     EXPECT_EQ(sink.Number(1, 1), 1.5);
     EXPECT_EQ(sink.Text(2, 1), "1900-01-02 12:00:00");
     EXPECT_EQ(sink.Number(3, 1), 2.5);
     EXPECT_EQ(sink.Text(4, 1), "1900-03-01");
     EXPECT_EQ(sink.Text(5, 1), "second");
-    EXPECT_EQ(sink.Text(6, 1), "#DIV/0!");  // 0x2A, #N/A, by the bit tests
+    EXPECT_EQ(sink.Text(6, 1), "#N/A");
     EXPECT_EQ(sink.Text(7, 1), "TRUE");
     EXPECT_EQ(sink.Text(8, 1), "fx");
     EXPECT_EQ(sink.Text(9, 1), "FALSE");
-    EXPECT_EQ(sink.Text(10, 1), "Unknown error code");
+    EXPECT_EQ(sink.Text(10, 1), "#NULL!");
     EXPECT_EQ(sink.Text(12, 1), "sheet: First");
     EXPECT_FALSE(sink.Has(1, 2));  // row 2 of the sheet has no cells
     // Short forms: each cell one column past the previous one.
@@ -176,11 +189,23 @@ TEST(Excel2007Binary, EveryCellRecordHiddenAndChartSheetsAndTheWarning) {
     EXPECT_EQ(sink.Text(4, 3), "short");
     EXPECT_EQ(sink.Text(5, 3), "FALSE");
     EXPECT_EQ(sink.Text(6, 3), "1900-01-03");
-    EXPECT_EQ(sink.Text(7, 3), "#VALUE!");
+    EXPECT_EQ(sink.Text(7, 3), "Unknown error code");  // 0x08 is no error code
     EXPECT_EQ(sink.Text(10, 3), "rich");
     EXPECT_EQ(sink.Text(11, 3), "in");
-    EXPECT_EQ(sink.Number(2, 5), 7);
-    EXPECT_EQ(sink.Text(12, 5), "sheet: Second");
+    EXPECT_EQ(sink.Number(1, 4), 9);
+    EXPECT_EQ(sink.Text(12, 4), "sheet: Hidden");
+    EXPECT_EQ(sink.Number(2, 6), 7);
+    EXPECT_EQ(sink.Text(12, 6), "sheet: Second");
+
+    // The hidden sheet alone, chosen by its name.
+    zm::SettingsDocument settings;
+    settings.SetString("Settings", "Sheets", "Hidden");
+    zmtest::OptionsRecord record(settings);
+    Excel2007File hidden;
+    zmtest::RecordingSink hiddenSink;
+    ASSERT_EQ(zmtest::ReadAll(hidden, book, hiddenSink, &record.options), 0);
+    EXPECT_EQ(hiddenSink.Number(1, 1), 9);
+    EXPECT_STREQ(hidden.GetReadFile(), "Hidden");
     ASSERT_NE(file.GetWarningMessage(), nullptr);
     EXPECT_EQ(std::string(file.GetWarningMessage()),
               "5 records was found that TAVIX doesn't know how to read.\n"
@@ -218,15 +243,44 @@ TEST(Excel2007Binary, DamagedPartsAreRefused) {
     EXPECT_EQ(
         CodeOf(Package(dir, "r.xlsb", with("xl/worksheets/sheet1.bin", Rec(0, U32(1u << 20))))),
         corrupt);
-    // Only hidden or chart sheets: nothing to offer.
-    auto hidden = Book(ok, ok);
-    hidden["xl/workbook.bin"] = Rec(143) + Rec(156, U32(2) + U32(1) + W("rId1") + W("H"));
-    EXPECT_EQ(CodeOf(Package(dir, "h.xlsb", hidden)), "769 The file contains no sheets.");
+    // Only chart sheets: nothing to offer.
+    auto charts = Book(ok, ok);
+    charts["xl/workbook.bin"] = Rec(143) + Rec(156, U32(0) + U32(3) + W("rId3") + W("C"));
+    EXPECT_EQ(CodeOf(Package(dir, "h.xlsb", charts)), "769 The file contains no sheets.");
     // Without styles and shared strings the cells still read.
     auto bare = Book(Rec(0, U32(0)) + Rec(2, CellHead(0, 5) + U32(4u << 2 | 2)), ok);
     bare.erase("xl/styles.bin");
     bare.erase("xl/sharedStrings.bin");
     EXPECT_EQ(CodeOf(Package(dir, "b.xlsb", bare)), "0 ");
+}
+
+TEST(Excel2007Binary, The1904DateSystemAndLongRecords) {
+    // The workbook property record's bit 0 moves every date by 1462 days; a time of day
+    // stays one. A text of 20,000 characters needs a record of three size bytes.
+    zmtest::ScratchDir dir;
+    const Bytes sheet = Rec(0, U32(0)) + Rec(5, CellHead(0, 1) + F64(43889)) +
+                        Rec(5, CellHead(1, 1) + F64(0.5)) +
+                        Rec(6, CellHead(2, 0) + W(std::string(20000, 'z')));
+    const Bytes flags1904 = Rec(153, U32(1) + U32(0) + W(""));
+    for (const bool mac : {false, true}) {
+        Excel2007File file;
+        zmtest::RecordingSink sink;
+        zm::SettingsDocument settings;
+        settings.SetString("Settings", "Sheets", "First");
+        zmtest::OptionsRecord record(settings);
+        const std::string path = Package(dir, mac ? "mac.xlsb" : "pc.xlsb",
+                                         Book(sheet, sheet, mac ? flags1904 : Rec(153, U32(0))));
+        ASSERT_EQ(zmtest::ReadAll(file, path, sink, &record.options), 0) << zmtest::Message(file);
+        EXPECT_EQ(sink.Text(1, 1), mac ? "2024-02-29" : "2020-02-28");
+        EXPECT_EQ(sink.Text(2, 1), "12:00:00");
+        EXPECT_EQ(sink.Text(3, 1), std::string(20000, 'z'));
+    }
+    // A real 1904 workbook: its dates read as the program that wrote it showed them.
+    Excel2007File real;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(real, std::string(ZM_CORPUS) + "/xlsb/1904.xlsb", sink), 0)
+        << zmtest::Message(real);
+    EXPECT_NE(sink.Dump().find("1904-"), std::string::npos) << sink.Dump();
 }
 
 }  // namespace
