@@ -18,18 +18,6 @@
 #include "platform/Translate.h"
 #include "platform/ZipPackage.h"
 
-namespace {
-
-// Days from 1900-01-00 to 1904-01-01 in the 1900 date system.
-constexpr double k1904Offset = 1462.0;
-
-// The text of a date cell. A serial below 1 is a time of day in either date system.
-std::string DateText(double serial, bool date1904) {
-    return zm::SerialToDateText(date1904 && serial >= 1.0 ? serial + k1904Offset : serial);
-}
-
-}  // namespace
-
 Excel2007File::Excel2007File() = default;
 
 Excel2007File::~Excel2007File() = default;
@@ -225,7 +213,7 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
                     sink->Set(col, row, cell.number);
                     break;
                 case Kind::kDate: {
-                    const std::string text = DateText(cell.number, date1904);
+                    const std::string text = zm::SerialToDateText(cell.number, date1904);
                     if (text.empty())
                         sink->Set(col, row, cell.number);
                     else
