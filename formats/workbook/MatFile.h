@@ -6,6 +6,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "formats/workbook/SheetChoice.h"
@@ -54,6 +55,7 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int GetNumRows() override;
     int GetNumCols() override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    const char* GetWarningMessage() override;
     const char* GetReadFile() override;
 
     // The names of the matrices in file order.
@@ -105,6 +107,8 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int OpenArray(const Matrix& m, zm::mat::ArrayHeader& header,
                   std::unique_ptr<zm::mat::Input>& input);
     int CheckArray(const zm::mat::ArrayHeader& array, Matrix& m);
+    // Warns when fewer bytes than a tag, not all zero, follow the last element.
+    void NoteCutTag(uint64_t position);
     int SetSheetSize();
     void SetSheetIndex(int nameColumns, int nameRows);
     void SetNames(int nameColumns, int nameRows);
@@ -114,8 +118,13 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int row0, int layout);
     int ReadNumbers(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
                     uint64_t count, zm::mat::CellCursor& cursor);
+    int ReadText5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
+                  const Matrix& m, int64_t charColumns, zm::mat::CellCursor& cursor);
     int ReadSparse5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& irTag,
-                    const Matrix& m, bool logical, zm::mat::CellCursor& cursor);
+                    const Matrix& m, bool logical, uint64_t held, zm::mat::CellCursor& cursor);
+    static void PutSparseColumn(ReadSpreadSheetData* sink,
+                                const std::vector<std::pair<int64_t, double>>& column, int64_t rows,
+                                zm::mat::CellCursor& cursor);
     // Writing.
     int WriteData(WriteSpreadSheetData* source, int col0, int row0, int cols, int rows);
     void WriteColumn(WriteSpreadSheetData* source, int col, int row0, int rows);
@@ -145,12 +154,13 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int roles[5] = {-1, -1, -1, -1, -1};
     std::vector<int> rowIds;     // Level 4 ID matrices laid out as columns left of the data
     std::vector<int> columnIds;  // and as rows above it, in the order of their numbers
-    bool ownLayout = false;
     bool idsPresent = false;
     zm::SheetChoice choice;
     std::string readName;
     // The text of a refusal found inside the data (Level 5), shown instead of the code's.
     std::string refusal;
+    // What was left out of a file read all the same.
+    std::string warning;
     // Level 5 sheet: where each matrix shown goes, as a grid (data) or as one list down a
     // column (observation names) or across a row (variable names).
     struct Placement {

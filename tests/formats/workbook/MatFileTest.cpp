@@ -176,12 +176,17 @@ TEST(MatFileFixtures, Level4LayoutsPlaceNamesAndIds) {
         for (int c = 0; c < 4; ++c)
             EXPECT_EQ(plain.sink.Number(c + 1, r + 1), Rule(r, c));
 
-    // OBSNUM/OBSNAM/VARNUM/VARNAM with the data: names in the first row and column.
+    // OBSNUM/OBSNAM/VARNUM/VARNAM before the data: observation names, then numbers, as
+    // columns left of it; variable names, then numbers, as rows above it.
     Outcome roles = ReadFile(Fixture("level4_roles.mat"));
     ASSERT_EQ(roles.status, 0) << roles.message;
-    EXPECT_EQ(zmtest::ToGrid(roles.sink)[0], (std::vector<std::string>{"", "alpha", "beta"}));
-    EXPECT_EQ(roles.sink.Text(1, 4), "third");
-    EXPECT_EQ(roles.sink.Number(3, 4), Rule(2, 1));
+    EXPECT_EQ(Sheet(roles.sink),
+              (std::vector<std::string>{"||alpha|beta", "||1|2", "first|1|0.5|1.5",
+                                        "second|2|10.5|11.5", "third|3|20.5|21.5"}));
+    // The data first, the names after it in another order: the same sheet.
+    Outcome later = ReadFile(Fixture("level4_roles_after.mat"));
+    ASSERT_EQ(later.status, 0) << later.message;
+    EXPECT_EQ(Sheet(later.sink), Sheet(roles.sink));
 
     // OBSID1 as the first column (texts), VARID1 as the first row (numbers).
     Outcome ids = ReadFile(Fixture("level4_ids.mat"));
@@ -235,11 +240,11 @@ TEST(MatFileFixtures, Level5ChoicesForDimensionsNamesAndText) {
     EXPECT_EQ(cube.sink.cols, 6);
     EXPECT_EQ(cube.sink.Number(6, 2), Rule(1, 5));
 
-    // VARNAM, OBSNAM, X, Y: VARNAM adds the column that holds the observation names;
-    // OBSNAM comes before the data and adds no row, so the variable names find none.
+    // VARNAM, OBSNAM, X, Y: the names of both data matrices around them.
     Outcome named = ReadFile(Fixture("level5_names.mat"));
     ASSERT_EQ(named.status, 0) << named.message;
-    EXPECT_EQ(Sheet(named.sink), (std::vector<std::string>{"o1|0.5|1.5|0.5", "o2|10.5|11.5|10.5"}));
+    EXPECT_EQ(Sheet(named.sink),
+              (std::vector<std::string>{"|v1|v2|v3", "o1|0.5|1.5|0.5", "o2|10.5|11.5|10.5"}));
 
     // Characters beyond Latin-1 come through as UTF-8.
     Outcome text = ReadFile(Fixture("level5_unicode.mat"));
@@ -283,14 +288,11 @@ TEST(MatFileLevel4, TextSparseAndComplexMatrices) {
     ASSERT_EQ(text.status, 0) << text.message;
     EXPECT_EQ(zmtest::ToGrid(text.sink), (zmtest::Grid{{"abc"}, {"de"}}));
 
-    // Sparse: (row, column, value) triples, the last row giving the size 3 x 4.
-    Outcome sparse = ReadBytes(Level4(2, 3, 3, "s", {1, 3, 3, 2, 4, 4, 5.5, -1, 0}));
+    // Sparse: (row, column, value) triples, the last row giving the size 3 x 4; stored
+    // out of column order. The zeros between the stored values are 0.
+    Outcome sparse = ReadBytes(Level4(2, 3, 3, "s", {3, 1, 3, 4, 2, 4, -1, 5.5, 0}));
     ASSERT_EQ(sparse.status, 0) << sparse.message;
-    EXPECT_EQ(sparse.sink.rows, 3);
-    EXPECT_EQ(sparse.sink.cols, 4);
-    EXPECT_EQ(sparse.sink.Number(2, 1), 5.5);
-    EXPECT_EQ(sparse.sink.Number(4, 3), -1);
-    EXPECT_EQ(sparse.sink.cells.size(), 2u);  // the zeros stay missing
+    EXPECT_EQ(Sheet(sparse.sink), (std::vector<std::string>{"0|5.5|0|0", "0|0|0|0", "0|0|0|-1"}));
 
     std::string complex = Level4(0, 1, 1, "c", {1, 2});
     complex[12] = 1;  // imagf
@@ -413,26 +415,25 @@ TEST(MatFileLevel5, ValueRules) {
     EXPECT_EQ(reader.GetStatus(), MatFile::kComplexData);
 }
 
-TEST(MatFileLevel5Sheet, NameMatricesAddColumnsAndRowsInListOrder) {
+TEST(MatFileLevel5Sheet, NameMatricesGoAroundTheDataInAnyOrder) {
     const std::string header = Header5();
     const std::string x = RuleArray("X", 2, 2), obs = TextArray("OBSNAM", {"o1", "o2"}),
                       var = TextArray("VARNAM", {"v1", "v2"});
-    // Names after the data: one column and one row more, names in the first of each.
-    Outcome after = ReadBytes(header + x + obs + var);
-    ASSERT_EQ(after.status, 0) << after.message;
-    EXPECT_EQ(Sheet(after.sink),
-              (std::vector<std::string>{"|v1|v2", "o1|0.5|1.5", "o2|10.5|11.5"}));
-    // Names before the data: the observation names' row is absorbed by the data's rows.
-    Outcome before = ReadBytes(header + obs + var + x);
-    ASSERT_EQ(before.status, 0) << before.message;
-    EXPECT_EQ(Sheet(before.sink), (std::vector<std::string>{"o1|0.5|1.5", "o2|10.5|11.5"}));
-    // Variable names alone add a column, observation names alone a row; neither is shown.
-    Outcome varOnly = ReadBytes(header + x + var);
-    ASSERT_EQ(varOnly.status, 0) << varOnly.message;
-    EXPECT_EQ(Sheet(varOnly.sink), (std::vector<std::string>{"|0.5|1.5", "|10.5|11.5"}));
-    Outcome obsOnly = ReadBytes(header + x + obs);
+    const std::vector<std::string> both = {"|v1|v2", "o1|0.5|1.5", "o2|10.5|11.5"};
+    for (const std::string& stored : {x + obs + var, obs + var + x, var + x + obs}) {
+        Outcome named = ReadBytes(header + stored);
+        ASSERT_EQ(named.status, 0) << named.message;
+        EXPECT_EQ(Sheet(named.sink), both);
+    }
+    // Variable names alone are a row above the data, observation names alone a column.
+    for (const std::string& stored : {x + var, var + x}) {
+        Outcome varOnly = ReadBytes(header + stored);
+        ASSERT_EQ(varOnly.status, 0) << varOnly.message;
+        EXPECT_EQ(Sheet(varOnly.sink), (std::vector<std::string>{"v1|v2", "0.5|1.5", "10.5|11.5"}));
+    }
+    Outcome obsOnly = ReadBytes(header + obs + x);
     ASSERT_EQ(obsOnly.status, 0) << obsOnly.message;
-    EXPECT_EQ(Sheet(obsOnly.sink), (std::vector<std::string>{"|", "0.5|1.5", "10.5|11.5"}));
+    EXPECT_EQ(Sheet(obsOnly.sink), (std::vector<std::string>{"o1|0.5|1.5", "o2|10.5|11.5"}));
 
     // The four name matrices in the order MATLAB saves them: two name columns, two name
     // rows. VARNUM, a 1 x 2 row vector, counts as one column all the same.
@@ -443,14 +444,14 @@ TEST(MatFileLevel5Sheet, NameMatricesAddColumnsAndRowsInListOrder) {
     EXPECT_EQ(Sheet(own.sink),
               (std::vector<std::string>{"||v1|v2", "||3|4", "o1|7|0.5|1.5", "o2|8|10.5|11.5"}));
 
-    // Several data matrices side by side, a sparse one among them; a shorter one leaves
-    // its lower cells empty.
+    // Several data matrices side by side, a sparse one among them (its zeros are 0); a
+    // shorter one leaves its lower cells empty.
     const std::string sparse =
         Array(5, {2, 2}, "S",
               Element(5, U32(1)) + Element(5, U32(0) + U32(0) + U32(1)) + Element(9, F64(-6)));
     Outcome side = ReadBytes(header + RuleArray("A", 2, 1) + sparse + RuleArray("B", 1, 1));
     ASSERT_EQ(side.status, 0) << side.message;
-    EXPECT_EQ(Sheet(side.sink), (std::vector<std::string>{"0.5|||0.5", "10.5||-6|"}));
+    EXPECT_EQ(Sheet(side.sink), (std::vector<std::string>{"0.5|0|0|0.5", "10.5|0|-6|"}));
 }
 
 TEST(MatFileLevel5Sheet, NamesMustAgreeWithTheData) {
@@ -483,26 +484,49 @@ TEST(MatFileLevel5, VersionRule) {
     std::string unmarked = Header5();
     unmarked[126] = 'X';
     EXPECT_EQ(ReadBytes(unmarked).status, MatFile::kNotMatFile);
+    EXPECT_EQ(ReadBytes(Header5().substr(0, 126) + "MM").status, MatFile::kNotMatFile);
+    EXPECT_EQ(ReadFile("/nonexistent/file.mat").status, MatFile::kOpenFailed);
+}
 
-    // Only little-endian Level 5 files are read: a well-formed big-endian one ("MI") is
-    // refused before its elements are looked at.
+// Level 5 elements in big-endian order, small elements included.
+std::string E(uint32_t type, const std::string& data) {
+    if (data.size() <= 4 && type != 14 && type != 15) {
+        const std::string word = U32(static_cast<uint32_t>(data.size()) << 16 | type, true);
+        return word + data + std::string(4 - data.size(), '\0');
+    }
+    // Compressed elements are not padded, as writers store them.
+    std::string s = U32(type, true) + U32(static_cast<uint32_t>(data.size()), true) + data;
+    return type == 15 ? s : s + std::string((8 - data.size() % 8) % 8, '\0');
+}
+
+std::string BigArray(int cls, int rows, int cols, const std::string& name,
+                     const std::string& data) {
+    return E(14, E(6, U32(static_cast<uint32_t>(cls), true) + U32(0, true)) +
+                     E(5, U32(static_cast<uint32_t>(rows), true) +
+                              U32(static_cast<uint32_t>(cols), true)) +
+                     E(1, name) + data);
+}
+
+TEST(MatFileLevel5, BigEndianFilesReadEveryElementSwapped) {
     std::string be = Header5();
     be[126] = 'M';
     be[127] = 'I';
-    auto E = [](uint32_t type, const std::string& data) {
-        std::string s = U32(type, true) + U32(static_cast<uint32_t>(data.size()), true) + data;
-        return s + std::string((8 - data.size() % 8) % 8, '\0');
-    };
-    const std::string beArray =
-        E(14, E(6, U32(6, true) + U32(0, true)) + E(5, U32(1, true) + U32(1, true)) + E(1, "x") +
-                  E(9, F64(2.5, true)));
-    Outcome bigFile = ReadBytes(be + beArray);
-    EXPECT_EQ(bigFile.status, MatFile::kNotMatFile);
-    EXPECT_EQ(bigFile.message,
-              "An error occurred while reading the file. The file does not seem to be a valid "
-              "MATLAB MAT-file and cannot be imported as such.");
-    EXPECT_TRUE(bigFile.sink.cells.empty());
-    EXPECT_EQ(ReadFile("/nonexistent/file.mat").status, MatFile::kOpenFailed);
+    auto I32 = [](int v) { return U32(static_cast<uint32_t>(v), true); };
+    const std::string doubles = BigArray(6, 1, 2, "d", E(9, F64(2.5, true) + F64(-1, true)));
+    // int16 in a small element; a text as UTF-16; a sparse 2 x 2 with one stored value.
+    const std::string small = BigArray(6, 1, 1, "i", E(3, std::string("\xFF\xFE", 2)));
+    const std::string text = BigArray(4, 1, 2, "t", E(4, std::string("\0h\0\xE9", 4)));
+    const std::string sparse =
+        BigArray(5, 2, 2, "s", E(5, I32(1)) + E(5, I32(0) + I32(0) + I32(1)) + E(9, F64(7, true)));
+    const std::vector<std::string> expected = {"2.5|-1|-2|h\xC3\xA9|0|0", "||||0|7"};
+    Outcome plain = ReadBytes(be + doubles + small + text + sparse);
+    ASSERT_EQ(plain.status, 0) << plain.message;
+    EXPECT_EQ(Sheet(plain.sink), expected);
+    // Compressed elements hold the same swapped elements.
+    Outcome packed = ReadBytes(be + E(15, Compress(doubles)) + E(15, Compress(small)) +
+                               E(15, Compress(text)) + E(15, Compress(sparse)));
+    ASSERT_EQ(packed.status, 0) << packed.message;
+    EXPECT_EQ(Sheet(packed.sink), expected);
 }
 
 // A grid source whose data begin at a chosen cell.
