@@ -126,8 +126,7 @@ int LotusFile::EstablishSize() {
     warning.clear();
     if (outsideGrid > 0) {
         warning = zm::Translate(
-            "%1% cells lie beyond the worksheet's 256 columns and 8192 rows and were "
-            "left out.");
+            "Cells beyond the worksheet's 256 columns and 8192 rows were left out: %1%.");
         warning.replace(warning.find("%1%"), 3, std::to_string(outsideGrid));
     }
     sizeEstablished = true;
