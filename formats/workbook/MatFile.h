@@ -20,13 +20,14 @@ struct ArrayHeader;
 struct Tag;
 }  // namespace zm::mat
 
-// Reads one or several numeric or character matrices of a MAT file into one sheet.
-// Level 4: one matrix is read (chosen by name when there are several data matrices),
-// with names from the "OBSNUM"/"OBSNAM"/"VARNUM"/"VARNAM" layout or from ID matrices
-// ("OBSID1", "VARID1", ...). Level 5 (little-endian files only): every numeric, logical,
-// sparse and character array goes side by side, with names from "OBSNAM"/"OBSNUM" and
-// "VARNAM"/"VARNUM". Writes Level 4: the data as "DATA", the ID columns and header rows
-// as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
+// Reads one or several numeric or character matrices of a MAT file into one sheet, in
+// either byte order. Level 4: one matrix is read (chosen by name when there are several
+// data matrices), with the "OBSNAM"/"OBSNUM" and "VARNAM"/"VARNUM" matrices and ID
+// matrices ("OBSID1", "VARID1", ...) around it. Level 5: every numeric, logical, sparse
+// and character array goes side by side, with "OBSNAM"/"OBSNUM" as columns left of them
+// and "VARNAM"/"VARNUM" as rows above them, in whatever order the file stores them. The
+// zeros of a sparse matrix are 0. Writes Level 4: the data as "DATA", the ID columns and
+// header rows as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
 class ZMIMPORT_API MatFile : public SpreadsheetFile {
   public:
     enum Status {
@@ -139,7 +140,6 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     };
 
     enum Mode { kClosed = 0, kReadMode = 1, kWriteMode = 2 };
-    enum Role { kData, kObsNum, kObsNam, kVarNum, kVarNam };
     int mode = kClosed;
     std::string fileName;
     std::string baseName;
@@ -151,9 +151,9 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     std::vector<uint8_t> buffer;  // the stored bytes of a block of Level 4 values
     std::vector<Matrix> matrices;
     int curMatrix = 0;
-    int roles[5] = {-1, -1, -1, -1, -1};
-    std::vector<int> rowIds;     // Level 4 ID matrices laid out as columns left of the data
-    std::vector<int> columnIds;  // and as rows above it, in the order of their numbers
+    int dataMatrix = -1;         // the one data matrix that names and IDs go around
+    std::vector<int> rowIds;     // Level 4 name, number and ID matrices: columns left of the
+    std::vector<int> columnIds;  // data and rows above it, names first, IDs by their number
     bool idsPresent = false;
     zm::SheetChoice choice;
     std::string readName;

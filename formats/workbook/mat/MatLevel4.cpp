@@ -110,7 +110,7 @@ int MatFile::OpenMatlab4(const uint8_t* first) {
 }
 
 void MatFile::FindRoles() {
-    std::fill(std::begin(roles), std::end(roles), -1);
+    dataMatrix = -1;
     rowIds.clear();
     columnIds.clear();
     idsPresent = false;
@@ -152,13 +152,13 @@ void MatFile::FindRoles() {
         rowIds.push_back(entry.second);
     for (const auto& entry : columns)
         columnIds.push_back(entry.second);
-    roles[kData] = data;
+    dataMatrix = data;
     idsPresent = true;
 }
 
 int MatFile::ChooseMatrix(ZmImportOpenOptions* options) {
     if (idsPresent) {
-        curMatrix = roles[kData];
+        curMatrix = dataMatrix;
         return 0;
     }
     std::vector<std::string> names;

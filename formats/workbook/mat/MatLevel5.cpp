@@ -560,8 +560,9 @@ int MatFile::ReadSparse5(ReadSpreadSheetData* sink, Input& s, const Tag& irTag, 
                 return kBadMatrix;
             column.push_back({ir[k], values[k]});
         }
-        std::stable_sort(column.begin(), column.end(),
-                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        const auto byRow = [](const auto& a, const auto& b) { return a.first < b.first; };
+        if (!std::is_sorted(column.begin(), column.end(), byRow))
+            std::stable_sort(column.begin(), column.end(), byRow);
         PutSparseColumn(sink, column, m.rows, cursor);
     }
     return 0;
