@@ -138,9 +138,14 @@ int LotusFile::Open(bool readMode, const char* file, ZmImportOpenOptions*) {
     return 0;
 }
 
+const char* LotusFile::GetWarningMessage() {
+    return warning.empty() ? nullptr : warning.c_str();
+}
+
 void LotusFile::Close() {
     stream.reset();
     fileName.clear();
+    warning.clear();
     numCols = numRows = -1;
     sizeEstablished = false;
     SpreadsheetFile::Close();

@@ -60,6 +60,7 @@ class ZMIMPORT_API LotusFile : public SpreadsheetFile {
     int GetNumCols() override;
     int Read(ReadSpreadSheetData* sink) override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    const char* GetWarningMessage() override;
 
     // The version test on the first bytes of a file (its BOF record): 0 for a worksheet
     // this reader reads, otherwise the code that refuses it.
@@ -100,11 +101,14 @@ class ZMIMPORT_API LotusFile : public SpreadsheetFile {
     bool DecodeCell(uint16_t type, uint16_t length, Cell& cell, bool wantValue) const;
     // A formula's cached result: a number when it is one, otherwise an empty text.
     void ReadFormula(Cell& cell) const;
-    // The widest column and row any cell record reaches, by a walk to EOF (-1 without cells).
+    // The widest column and row any cell record within the grid reaches, by a walk to EOF
+    // (-1 without cells); cells beyond the grid are counted in `outsideGrid`.
     void CellExtent(int& maxCol, int& maxRow);
 
     std::string fileName;
     std::unique_ptr<std::ifstream> stream;
     std::vector<uint8_t> record;  // data of the current record, at most 65535 bytes
     std::unique_ptr<zm::CodePageText> codePage;
+    long long outsideGrid = 0;
+    std::string warning;  // what a read left out
 };

@@ -2,14 +2,18 @@
 // table and the cell records that fill it.
 #include <algorithm>
 #include <exception>
+#include <string>
 
 #include "formats/workbook/LotusFile.h"
 #include "platform/CodePage.h"
+#include "platform/Translate.h"
 
 namespace {
 
-// The worksheet grid of 1-2-3 release 2 and Symphony. A RANGE reaching past it is only
-// believed as far as cells back it, so a damaged record cannot announce a vast table.
+// The worksheet grid of 1-2-3 release 2 and Symphony: no table is bigger. A RANGE
+// reaching past it is cut to it, and a cell record past it (which 1-2-3 cannot write) is
+// left out with a warning: one such record would otherwise widen the table to 65,536
+// columns and rows of empty cells that nothing in the file backs.
 constexpr int kGridColumns = 256;
 constexpr int kGridRows = 8192;
 
@@ -78,6 +82,7 @@ int LotusFile::FindLotusRecord(uint16_t type, std::vector<uint8_t>& buffer, uint
 
 void LotusFile::CellExtent(int& maxCol, int& maxRow) {
     maxCol = maxRow = -1;
+    outsideGrid = 0;
     if (!Rewind())
         return;
     Cell cell;
@@ -91,6 +96,10 @@ void LotusFile::CellExtent(int& maxCol, int& maxRow) {
         // Reading stops at the first corrupt cell, so cells after it do not count.
         if (!DecodeCell(type, length, cell, false))
             return;
+        if (cell.col >= kGridColumns || cell.row >= kGridRows) {
+            ++outsideGrid;
+            continue;
+        }
         maxCol = std::max(maxCol, cell.col);
         maxRow = std::max(maxRow, cell.row);
     }
@@ -114,6 +123,12 @@ int LotusFile::EstablishSize() {
     CellExtent(maxCol, maxRow);
     numCols = std::max(std::clamp(cols, 0, kGridColumns), maxCol + 1);
     numRows = std::max(std::clamp(rows, 0, kGridRows), maxRow + 1);
+    warning.clear();
+    if (outsideGrid > 0) {
+        warning = zm::Translate(
+            "Cells beyond the worksheet's 256 columns and 8192 rows were left out: %1%.");
+        warning.replace(warning.find("%1%"), 3, std::to_string(outsideGrid));
+    }
     sizeEstablished = true;
     return 0;
 }
@@ -196,7 +211,7 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
                 continue;
             if (!DecodeCell(type, length, cell, true))
                 return SetStatus(kCorruptRecord);
-            // The size counted every cell; this guards the sink all the same.
+            // Cells beyond the grid were counted for the warning.
             if (cell.col >= numCols || cell.row >= numRows)
                 continue;
             const int col = cell.col + 1, row = cell.row + 1;

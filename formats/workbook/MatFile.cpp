@@ -68,6 +68,7 @@ int MatFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options)
 int MatFile::OpenRead(ZmImportOpenOptions* options) {
     matrices.clear();
     placements.clear();
+    warning.clear();
     choice = zm::SheetChoice();
     sizeEstablished = false;
     std::error_code error;
@@ -99,6 +100,7 @@ void MatFile::Close() {
     placements.clear();
     choice = zm::SheetChoice();
     refusal.clear();
+    warning.clear();
     mode = kClosed;
     sizeEstablished = false;
     SpreadsheetFile::Close();
@@ -157,13 +159,17 @@ bool MatFile::SetCurMatrix(int index) {
     if (level5 || index < 0 || index >= GetNumberOfMatrices())
         return false;
     curMatrix = index;
-    ownLayout = idsPresent = false;
+    idsPresent = false;
     sizeEstablished = false;
     return true;
 }
 
 bool MatFile::IsComplex() const {
     return curMatrix < GetNumberOfMatrices() && matrices[static_cast<size_t>(curMatrix)].complex;
+}
+
+const char* MatFile::GetWarningMessage() {
+    return warning.empty() ? nullptr : warning.c_str();
 }
 
 const char* MatFile::GetReadFile() {

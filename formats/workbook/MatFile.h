@@ -6,6 +6,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "formats/workbook/SheetChoice.h"
@@ -19,13 +20,14 @@ struct ArrayHeader;
 struct Tag;
 }  // namespace zm::mat
 
-// Reads one or several numeric or character matrices of a MAT file into one sheet.
-// Level 4: one matrix is read (chosen by name when there are several data matrices),
-// with names from the "OBSNUM"/"OBSNAM"/"VARNUM"/"VARNAM" layout or from ID matrices
-// ("OBSID1", "VARID1", ...). Level 5 (little-endian files only): every numeric, logical,
-// sparse and character array goes side by side, with names from "OBSNAM"/"OBSNUM" and
-// "VARNAM"/"VARNUM". Writes Level 4: the data as "DATA", the ID columns and header rows
-// as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
+// Reads one or several numeric or character matrices of a MAT file into one sheet, in
+// either byte order. Level 4: one matrix is read (chosen by name when there are several
+// data matrices), with the "OBSNAM"/"OBSNUM" and "VARNAM"/"VARNUM" matrices and ID
+// matrices ("OBSID1", "VARID1", ...) around it. Level 5: every numeric, logical, sparse
+// and character array goes side by side, with "OBSNAM"/"OBSNUM" as columns left of them
+// and "VARNAM"/"VARNUM" as rows above them, in whatever order the file stores them. The
+// zeros of a sparse matrix are 0. Writes Level 4: the data as "DATA", the ID columns and
+// header rows as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
 class ZMIMPORT_API MatFile : public SpreadsheetFile {
   public:
     enum Status {
@@ -54,6 +56,7 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int GetNumRows() override;
     int GetNumCols() override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    const char* GetWarningMessage() override;
     const char* GetReadFile() override;
 
     // The names of the matrices in file order.
@@ -105,6 +108,8 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int OpenArray(const Matrix& m, zm::mat::ArrayHeader& header,
                   std::unique_ptr<zm::mat::Input>& input);
     int CheckArray(const zm::mat::ArrayHeader& array, Matrix& m);
+    // Warns when fewer bytes than a tag, not all zero, follow the last element.
+    void NoteCutTag(uint64_t position);
     int SetSheetSize();
     void SetSheetIndex(int nameColumns, int nameRows);
     void SetNames(int nameColumns, int nameRows);
@@ -114,8 +119,13 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int row0, int layout);
     int ReadNumbers(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
                     uint64_t count, zm::mat::CellCursor& cursor);
+    int ReadText5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
+                  const Matrix& m, int64_t charColumns, zm::mat::CellCursor& cursor);
     int ReadSparse5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& irTag,
-                    const Matrix& m, bool logical, zm::mat::CellCursor& cursor);
+                    const Matrix& m, bool logical, uint64_t held, zm::mat::CellCursor& cursor);
+    static void PutSparseColumn(ReadSpreadSheetData* sink,
+                                const std::vector<std::pair<int64_t, double>>& column, int64_t rows,
+                                zm::mat::CellCursor& cursor);
     // Writing.
     int WriteData(WriteSpreadSheetData* source, int col0, int row0, int cols, int rows);
     void WriteColumn(WriteSpreadSheetData* source, int col, int row0, int rows);
@@ -130,7 +140,6 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     };
 
     enum Mode { kClosed = 0, kReadMode = 1, kWriteMode = 2 };
-    enum Role { kData, kObsNum, kObsNam, kVarNum, kVarNam };
     int mode = kClosed;
     std::string fileName;
     std::string baseName;
@@ -142,15 +151,16 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     std::vector<uint8_t> buffer;  // the stored bytes of a block of Level 4 values
     std::vector<Matrix> matrices;
     int curMatrix = 0;
-    int roles[5] = {-1, -1, -1, -1, -1};
-    std::vector<int> rowIds;     // Level 4 ID matrices laid out as columns left of the data
-    std::vector<int> columnIds;  // and as rows above it, in the order of their numbers
-    bool ownLayout = false;
+    int dataMatrix = -1;         // the one data matrix that names and IDs go around
+    std::vector<int> rowIds;     // Level 4 name, number and ID matrices: columns left of the
+    std::vector<int> columnIds;  // data and rows above it, names first, IDs by their number
     bool idsPresent = false;
     zm::SheetChoice choice;
     std::string readName;
     // The text of a refusal found inside the data (Level 5), shown instead of the code's.
     std::string refusal;
+    // What was left out of a file read all the same.
+    std::string warning;
     // Level 5 sheet: where each matrix shown goes, as a grid (data) or as one list down a
     // column (observation names) or across a row (variable names).
     struct Placement {

@@ -309,12 +309,14 @@ bool DecodeCharacters(uint32_t type, const uint8_t* data, size_t bytes, bool swa
             codes.assign(data, data + bytes);
             return true;
         case miUTF8:
+            codes.reserve(codes.size() + bytes);
             DecodeUtf8(data, bytes, codes);
             return true;
         case miINT16:
         case miUINT16:
         case miUTF16: {
             const size_t n = bytes / 2;
+            codes.reserve(codes.size() + n);
             for (size_t i = 0; i < n; ++i) {
                 uint32_t unit = Load<uint16_t, uint16_t>(data + 2 * i, swap);
                 if (unit >= 0xD800 && unit < 0xDC00 && i + 1 < n) {
@@ -345,21 +347,28 @@ bool DecodeCharacters(uint32_t type, const uint8_t* data, size_t bytes, bool swa
     }
 }
 
-std::vector<std::string> RowTexts(const std::vector<uint32_t>& codes, int64_t rows, int64_t cols) {
-    std::vector<std::string> texts(static_cast<size_t>(std::max<int64_t>(rows, 0)));
-    for (int64_t r = 0; r < rows; ++r) {
-        std::string& text = texts[static_cast<size_t>(r)];
-        for (int64_t c = 0; c < cols; ++c) {
-            const size_t at = static_cast<size_t>(c * rows + r);
-            if (at < codes.size())
-                AppendUtf8(text, codes[at]);
-        }
-        while (!text.empty() && (text.back() == ' ' || text.back() == '\0'))
-            text.pop_back();
-        // A zero inside would cut the text short for a C host: it ends there.
-        text.resize(std::strlen(text.c_str()));
+std::string RowText(const std::vector<uint32_t>& codes, int64_t rows, int64_t cols, int64_t row) {
+    std::string text;
+    for (int64_t c = 0; c < cols; ++c) {
+        const auto at =
+            static_cast<uint64_t>(c) * static_cast<uint64_t>(rows) + static_cast<uint64_t>(row);
+        if (at >= codes.size())
+            break;
+        AppendUtf8(text, codes[at]);
     }
-    return texts;
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\0'))
+        text.pop_back();
+    // A zero inside would cut the text short for a C host: it ends there.
+    text.resize(std::strlen(text.c_str()));
+    return text;
+}
+
+bool SparseFits(int64_t rows, int64_t cols, uint64_t fileBytes) {
+    if (rows < 0 || cols < 0)
+        return false;
+    const uint64_t limit =
+        kSparseCellsFloor + kSparseCellsPerByte * std::min<uint64_t>(fileBytes, 1ULL << 40);
+    return rows == 0 || static_cast<uint64_t>(cols) <= limit / static_cast<uint64_t>(rows);
 }
 
 }  // namespace zm::mat

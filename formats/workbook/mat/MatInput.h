@@ -70,6 +70,20 @@ std::unique_ptr<Input> InflateInput(const std::string& path, uint64_t offset,
                                     uint64_t compressedLength, uint64_t limit);
 // The most that deflate can make of one compressed byte.
 constexpr uint64_t kMaxInflateRatio = 1032;
+// What a compressed element may inflate to where its values are held in memory (texts,
+// sparse indexes) rather than passed on as they are read: 100 bytes a compressed byte,
+// and a few megabytes for any element.
+constexpr uint64_t kMaxHeldRatio = 100;
+constexpr uint64_t kHeldFloor = 4 << 20;
+// The cells a sparse matrix may span, zeros included: a million, and a thousand more per
+// byte of the file. A sparse matrix states its size in a few bytes, and its zeros are
+// shown as cells, so its size must stay in proportion to the file.
+constexpr uint64_t kSparseCellsFloor = 1 << 20;
+constexpr uint64_t kSparseCellsPerByte = 1024;
+bool SparseFits(int64_t rows, int64_t cols, uint64_t fileBytes);
+constexpr const char* kSparseTooLarge =
+    "A sparse matrix is too large to be read: its zeros would fill far more cells than the "
+    "file holds.";
 
 // Level 5 data types (miINT8 ... miUTF32).
 enum DataType {
@@ -102,8 +116,9 @@ void AppendUtf8(std::string& text, uint32_t code);
 // as UTF-16 (surrogate pairs joined), miUTF8 and miUTF32. False for other types.
 bool DecodeCharacters(uint32_t type, const uint8_t* data, size_t bytes, bool swap,
                       std::vector<uint32_t>& codes);
-// The texts of a character matrix, one per row, trailing blanks and zeros removed.
-std::vector<std::string> RowTexts(const std::vector<uint32_t>& codes, int64_t rows, int64_t cols);
+// The text of 0-based row `row` of a character matrix stored column by column, trailing
+// blanks and zeros removed.
+std::string RowText(const std::vector<uint32_t>& codes, int64_t rows, int64_t cols, int64_t row);
 
 uint16_t Swap16(uint16_t v);
 uint32_t Swap32(uint32_t v);

@@ -4,10 +4,12 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "formats/workbook/MatFile.h"
 #include "formats/workbook/mat/MatCursor.h"
 #include "formats/workbook/mat/MatInput.h"
+#include "platform/Translate.h"
 
 using zm::mat::CellCursor;
 
@@ -108,46 +110,24 @@ int MatFile::OpenMatlab4(const uint8_t* first) {
 }
 
 void MatFile::FindRoles() {
-    std::fill(std::begin(roles), std::end(roles), -1);
+    dataMatrix = -1;
     rowIds.clear();
     columnIds.clear();
-    ownLayout = idsPresent = false;
+    idsPresent = false;
     const int count = GetNumberOfMatrices();
-    if (count == 4 || count == 5) {
-        static const char* const kNames[] = {"OBSNUM", "OBSNAM", "VARNUM", "VARNAM"};
-        int data = -1, found = 0;
-        for (int i = 0; i < count; ++i) {
-            const auto name = std::find_if(std::begin(kNames), std::end(kNames),
-                                           [&](const char* n) { return matrices[i].name == n; });
-            if (name != std::end(kNames)) {
-                roles[kObsNum + (name - std::begin(kNames))] = i;
-                ++found;
-            } else {
-                data = i;
-            }
-        }
-        if (found == 4 && data >= 0) {
-            const Matrix &d = matrices[data], &obsNum = matrices[roles[kObsNum]],
-                         &obsNam = matrices[roles[kObsNam]], &varNum = matrices[roles[kVarNum]],
-                         &varNam = matrices[roles[kVarNam]];
-            ownLayout = obsNam.type == 1 && varNam.type == 1 && Entries(obsNum) == obsNam.rows &&
-                        Entries(varNum) == varNam.rows && obsNam.rows == d.rows &&
-                        varNam.rows == d.cols && d.type == 0;
-            if (ownLayout) {
-                roles[kData] = data;
-                return;
-            }
-        }
-        std::fill(std::begin(roles), std::end(roles), -1);
-    }
-    // ID matrices: their number places them; row IDs become columns left of the data,
-    // column IDs rows above it.
-    std::vector<std::pair<int, int>> rows, columns;  // (number, matrix)
+    // Observation names and numbers, and row IDs by their number, become columns left of
+    // the data; variable names and numbers, and column IDs, rows above it. The names come
+    // first, then the numbers, then the IDs, whatever order the file stores them in.
+    std::vector<std::pair<int, int>> rows, columns;  // (place, matrix)
     int data = -1, others = 0;
     for (int i = 0; i < count; ++i) {
         int number = 0;
         const std::string& name = matrices[i].name;
-        if (StartsWith(name, "COLUMNID", number) || StartsWith(name, "VARID", number)) {
+        if (name == "OBSNAM" || name == "OBSNUM") {
+            rows.push_back({name == "OBSNAM" ? INT_MIN : INT_MIN + 1, i});
+        } else if (name == "VARNAM" || name == "VARNUM") {
+            columns.push_back({name == "VARNAM" ? INT_MIN : INT_MIN + 1, i});
+        } else if (StartsWith(name, "COLUMNID", number) || StartsWith(name, "VARID", number)) {
             columns.push_back({number, i});
         } else if (StartsWith(name, "ROWID", number) || StartsWith(name, "OBSID", number)) {
             rows.push_back({number, i});
@@ -172,13 +152,13 @@ void MatFile::FindRoles() {
         rowIds.push_back(entry.second);
     for (const auto& entry : columns)
         columnIds.push_back(entry.second);
-    roles[kData] = data;
+    dataMatrix = data;
     idsPresent = true;
 }
 
 int MatFile::ChooseMatrix(ZmImportOpenOptions* options) {
-    if (ownLayout || idsPresent) {
-        curMatrix = roles[kData];
+    if (idsPresent) {
+        curMatrix = dataMatrix;
         return 0;
     }
     std::vector<std::string> names;
@@ -237,6 +217,10 @@ int MatFile::Level4Size(const Matrix& m, int64_t& rows, int64_t& cols) {
             return kBadMatrix;
         rows = static_cast<int64_t>(last[0]);
         cols = static_cast<int64_t>(last[1]);
+        if (!zm::mat::SparseFits(rows, cols, fileSize)) {
+            refusal = zm::Translate(zm::mat::kSparseTooLarge);
+            return kUnknownType;
+        }
     }
     if (rows == 0 || cols == 0)
         rows = cols = 0;
@@ -250,10 +234,7 @@ int MatFile::EstablishLevel4Size() {
     int64_t rows = 0, cols = 0;
     if (int code = Level4Size(m, rows, cols); code != 0)
         return code;
-    if (ownLayout) {
-        ++rows;
-        ++cols;
-    } else if (idsPresent) {
+    if (idsPresent) {
         rows += static_cast<int64_t>(columnIds.size());
         cols += static_cast<int64_t>(rowIds.size());
     }
@@ -266,17 +247,6 @@ int MatFile::EstablishLevel4Size() {
 
 int MatFile::ReadMatlab4(ReadSpreadSheetData* sink) {
     const Matrix& m = matrices[static_cast<size_t>(curMatrix)];
-    if (ownLayout) {
-        if (int code =
-                ReadList(sink, matrices[roles[kVarNam]], CellCursor(2, 1, 0, CellCursor::kAcross));
-            code != 0)
-            return code;
-        if (int code =
-                ReadList(sink, matrices[roles[kObsNam]], CellCursor(1, 2, 0, CellCursor::kDown));
-            code != 0)
-            return code;
-        return ReadFull(sink, m, CellCursor(2, 2, m.rows, CellCursor::kGrid));
-    }
     if (idsPresent) {
         const int left = static_cast<int>(rowIds.size()), top = static_cast<int>(columnIds.size());
         for (int k = 0; k < left; ++k) {
@@ -332,26 +302,41 @@ int MatFile::ReadText(ReadSpreadSheetData* sink, const Matrix& m, CellCursor cur
     for (size_t i = 0; i < count; ++i)
         codes[i] =
             values[i] >= 0 && values[i] <= 0x10FFFF ? static_cast<uint32_t>(values[i]) : 0xFFFD;
-    for (const std::string& text : zm::mat::RowTexts(codes, m.rows, m.cols))
-        cursor.Put(sink, text);
+    values = std::vector<double>();
+    for (int64_t r = 0; r < m.rows; ++r)
+        cursor.Put(sink, zm::mat::RowText(codes, m.rows, m.cols, r));
     return 0;
 }
 
 int MatFile::ReadSparse(ReadSpreadSheetData* sink, const Matrix& m) {
     // Columns of row indexes, column indexes and values, 1-based; the last row holds the
-    // size. Only the stored values are set: the zeros between them stay missing.
+    // size. The zeros between the stored values are cells holding 0.
     const size_t entries = static_cast<size_t>(m.rows);
     in.clear();
     in.seekg(static_cast<std::streamoff>(m.position));
     std::vector<double> values(entries * 3);
     if (!ReadMatlabElement(m, values.size(), values.data()))
         return kBadMatrix;
+    std::vector<std::pair<int64_t, std::pair<int64_t, double>>> stored;  // (column, (row, value))
     for (size_t k = 0; k + 1 < entries; ++k) {
         const double r = values[k], c = values[entries + k];
         if (!(r >= 1 && r <= numRows && c >= 1 && c <= numCols))
             return kBadMatrix;
-        CellCursor(static_cast<int>(c), static_cast<int>(r), 1, CellCursor::kGrid)
-            .Put(sink, values[2 * entries + k]);
+        stored.push_back(
+            {static_cast<int64_t>(c) - 1, {static_cast<int64_t>(r) - 1, values[2 * entries + k]}});
+    }
+    values = std::vector<double>();
+    std::stable_sort(stored.begin(), stored.end(), [](const auto& a, const auto& b) {
+        return a.first != b.first ? a.first < b.first : a.second.first < b.second.first;
+    });
+    CellCursor cursor(1, 1, numRows, CellCursor::kGrid);
+    std::vector<std::pair<int64_t, double>> column;
+    size_t next = 0;
+    for (int64_t c = 0; c < numCols; ++c) {
+        column.clear();
+        for (; next < stored.size() && stored[next].first == c; ++next)
+            column.push_back(stored[next].second);
+        PutSparseColumn(sink, column, numRows, cursor);
     }
     return 0;
 }

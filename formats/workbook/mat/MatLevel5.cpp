@@ -83,6 +83,9 @@ bool ReadData(Input& in, const Tag& tag, std::vector<uint8_t>& out) {
     throw zm::Exception(zm::Translate(text));
 }
 
+constexpr const char* kInflatesTooFar =
+    "A compressed matrix inflates to more than the file can account for and cannot be read.";
+
 // Whether an array's values are characters read as text: UTF-16 in any array, and a
 // character array stored as miUINT16 or miUTF8, as common writers store them. A
 // character array stored under any other numeric type gives its codes as numbers.
@@ -175,17 +178,21 @@ int MatFile::OpenMatlab5() {
     in.seekg(0);
     if (fileSize < kHeaderSize || !in.read(reinterpret_cast<char*>(header), kHeaderSize))
         return kNotMatFile;
-    // The endian indicator must read 19785, "IM" in file order: only little-endian files
-    // are read, and a big-endian one ("MI") is refused like any other stranger.
-    if (header[126] != 'I' || header[127] != 'M')
+    // The endian indicator reads 19785 in the writer's byte order: "IM" in file order for
+    // a little-endian file, "MI" for a big-endian one, whose every element is swapped.
+    if (header[126] == 'I' && header[127] == 'M')
+        bigEndian = false;
+    else if (header[126] == 'M' && header[127] == 'I')
+        bigEndian = true;
+    else
         return kNotMatFile;
-    bigEndian = false;
     // The subsystem data (class descriptions for objects) is no variable of the file.
     uint64_t subsystem;
     std::memcpy(&subsystem, header + 116, 8);
     if (bigEndian)
         subsystem = zm::mat::Swap64(subsystem);
-    for (uint64_t position = kHeaderSize; fileSize - position >= 8;) {
+    uint64_t position = kHeaderSize;
+    for (; fileSize - position >= 8;) {
         auto stretch = zm::mat::FileInput(in, position, fileSize - position);
         Tag tag;
         if (!ReadTag(*stretch, bigEndian, tag))
@@ -210,7 +217,22 @@ int MatFile::OpenMatlab5() {
             return code;
         matrices.push_back(m);
     }
+    NoteCutTag(position);
     return SetSheetSize();
+}
+
+void MatFile::NoteCutTag(uint64_t position) {
+    // Fewer bytes than a tag after the last element: zeros are padding, anything else is
+    // the start of an element the file was cut inside of.
+    std::vector<char> tail(static_cast<size_t>(fileSize - position));
+    in.clear();
+    in.seekg(static_cast<std::streamoff>(position));
+    if (tail.empty() || !in.read(tail.data(), static_cast<std::streamsize>(tail.size())) ||
+        std::all_of(tail.begin(), tail.end(), [](char c) { return c == 0; }))
+        return;
+    warning = zm::Translate(
+        "The file ends inside the tag of a data element: the variable stored after the last "
+        "one read is missing.");
 }
 
 int MatFile::CheckArray(const ArrayHeader& array, Matrix& m) {
@@ -235,8 +257,11 @@ int MatFile::CheckArray(const ArrayHeader& array, Matrix& m) {
         m.rows = m.cols = 0;
     const uint64_t cells = static_cast<uint64_t>(m.rows) * static_cast<uint64_t>(m.cols);
     const Tag& data = array.data;
-    if (array.arrayClass == kSparseClass)
+    if (array.arrayClass == kSparseClass) {
+        if (!zm::mat::SparseFits(m.rows, m.cols, fileSize))
+            Refuse(zm::mat::kSparseTooLarge);
         return zm::mat::NumberSize(data.type) == 0 ? kUnknownType : 0;
+    }
     m.text = IsText(array.arrayClass, data.type);
     const uint64_t unit =
         m.text ? (data.type == zm::mat::miUTF8 ? 1 : 2) : zm::mat::NumberSize(data.type);
@@ -259,34 +284,32 @@ int MatFile::SetSheetSize() {
         numCols = static_cast<int>(matrices[0].cols);
         return 0;
     }
-    // Each variable-names matrix adds a column and each observation-names matrix a row; a
-    // data matrix adds its columns and raises the row count to its own. The rows follow
-    // the list order: observation names listed before the tallest data matrix add no row.
-    int64_t cols = 0, rows = 0, dataRows = 0;
-    int nameColumns = 0;
+    // The data matrices go side by side; observation names and numbers are columns left
+    // of them and variable names and numbers rows above them, whatever the file's order.
+    int64_t cols = 0, rows = 0;
     bool data = false;
     for (const Matrix& m : matrices) {
-        if (NamesVariables(m.name)) {
-            ++cols;
-            ++nameColumns;
-        } else if (NamesObservations(m.name)) {
-            ++rows;
-        } else {
-            cols += m.cols;
-            rows = std::max(rows, m.rows);
-            dataRows = std::max(dataRows, m.rows);
-            data = true;
-        }
-        if (cols > INT_MAX - 1 || rows > INT_MAX - 1)
+        if (!IsData(m))
+            continue;
+        cols += m.cols;
+        rows = std::max(rows, m.rows);
+        data = true;
+        if (cols > INT_MAX - 4)
             return kBadMatrix;
     }
     if (!data)
         Refuse("No data found.");
     if (!CheckDimensions())
         return kBadMatrix;
-    numCols = static_cast<int>(cols);
-    numRows = static_cast<int>(rows);
-    const int nameRows = static_cast<int>(rows - dataRows);
+    int nameColumns = 0, nameRows = 0;
+    for (const char* name : {"OBSNAM", "OBSNUM"})
+        nameColumns += ExistsMatrix(name) >= 0 ? 1 : 0;
+    for (const char* name : {"VARNAM", "VARNUM"})
+        nameRows += ExistsMatrix(name) >= 0 ? 1 : 0;
+    if (rows > INT_MAX - 4)
+        return kBadMatrix;
+    numCols = static_cast<int>(cols) + nameColumns;
+    numRows = static_cast<int>(rows) + nameRows;
     SetSheetIndex(nameColumns, nameRows);
     SetNames(nameColumns, nameRows);
     return 0;
@@ -305,19 +328,16 @@ void MatFile::SetSheetIndex(int nameColumns, int nameRows) {
 }
 
 void MatFile::SetNames(int nameColumns, int nameRows) {
-    // Observation names go down the name columns, "OBSNAM" first, and variable names
-    // across the name rows, "VARNAM" first. Names that find no free column or row are not
-    // shown.
+    // Observation names go down the first column and their numbers down the next one;
+    // variable names across the first row and their numbers across the next one.
     int col = 1;
     for (const char* name : {"OBSNAM", "OBSNUM"}) {
-        const int i = ExistsMatrix(name);
-        if (i >= 0 && col <= nameColumns)
+        if (const int i = ExistsMatrix(name); i >= 0)
             placements.push_back({i, col++, nameRows + 1, CellCursor::kDown});
     }
     int row = 1;
     for (const char* name : {"VARNAM", "VARNUM"}) {
-        const int i = ExistsMatrix(name);
-        if (i >= 0 && row <= nameRows)
+        if (const int i = ExistsMatrix(name); i >= 0)
             placements.push_back({i, nameColumns + 1, row++, CellCursor::kAcross});
     }
 }
@@ -369,22 +389,18 @@ int MatFile::ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int
         return kCorrupt;  // the file changed under the reader
     Input& s = *input;
     const Tag& data = array.data;
+    // What may be held at once from a compressed element: in proportion to its bytes.
+    const uint64_t held =
+        m.compressed ? m.elementSize * zm::mat::kMaxHeldRatio + zm::mat::kHeldFloor : UINT64_MAX;
     int code = 0;
     if (m.rows == 0) {
         code = 0;
     } else if (m.text) {
-        std::vector<uint8_t> bytes;
-        std::vector<uint32_t> codes;
-        if (!ReadData(s, data, bytes))
-            code = kBadMatrix;
-        else if (!zm::mat::DecodeCharacters(data.type, bytes.data(), bytes.size(), bigEndian,
-                                            codes))
-            code = kUnknownType;
-        else
-            for (const std::string& text : zm::mat::RowTexts(codes, m.rows, CharColumns(array)))
-                cursor.Put(sink, text);
+        if (!data.small && data.bytes > held)
+            Refuse(kInflatesTooFar);
+        code = ReadText5(sink, s, data, m, CharColumns(array), cursor);
     } else if (m.arrayClass == kSparseClass) {
-        code = ReadSparse5(sink, s, data, m, array.logical, cursor);
+        code = ReadSparse5(sink, s, data, m, array.logical, held, cursor);
     } else {
         code = ReadNumbers(sink, s, data,
                            static_cast<uint64_t>(m.rows) * static_cast<uint64_t>(m.cols), cursor);
@@ -431,40 +447,80 @@ int MatFile::ReadNumbers(ReadSpreadSheetData* sink, Input& s, const Tag& data, u
     return s.Skip(std::min<uint64_t>(rest, s.Remaining())) && SkipPadding(s, data) ? 0 : kBadMatrix;
 }
 
+int MatFile::ReadText5(ReadSpreadSheetData* sink, Input& s, const Tag& data, const Matrix& m,
+                       int64_t charColumns, CellCursor& cursor) {
+    // The stored characters are decoded, then let go of; each row's text is made as it is
+    // passed on, so the characters are held once.
+    std::vector<uint32_t> codes;
+    {
+        std::vector<uint8_t> bytes;
+        if (!ReadData(s, data, bytes))
+            return kBadMatrix;
+        if (!zm::mat::DecodeCharacters(data.type, bytes.data(), bytes.size(), bigEndian, codes))
+            return kUnknownType;
+    }
+    for (int64_t r = 0; r < m.rows; ++r)
+        cursor.Put(sink, zm::mat::RowText(codes, m.rows, charColumns, r));
+    return 0;
+}
+
 namespace {
 
-// The values of an integer element (row indexes, column starts) as 64-bit integers.
-bool ReadIndexes(Input& s, const Tag& tag, bool swap, std::vector<int64_t>& out) {
-    std::vector<uint8_t> bytes;
+// The values of an integer element (row indexes, column starts), at most `keep` of them;
+// the rest of the element is passed over. False when a value is negative or not whole.
+bool ReadIndexes(Input& s, const Tag& tag, bool swap, uint64_t keep, std::vector<int64_t>& out) {
+    out.clear();
     const size_t size = zm::mat::NumberSize(tag.type);
-    if (size == 0 || !ReadData(s, tag, bytes))
+    if (size == 0 || (!tag.small && tag.bytes > s.Remaining()))
         return false;
-    std::vector<double> values(bytes.size() / size);
-    zm::mat::ToDoubles(tag.type, bytes.data(), values.size(), swap, values.data());
-    out.resize(values.size());
-    for (size_t i = 0; i < values.size(); ++i) {
-        if (!(values[i] >= 0 && values[i] < static_cast<double>(INT64_MAX)))
-            return false;
-        out[i] = static_cast<int64_t>(values[i]);
+    const uint64_t count = tag.bytes / size, kept = std::min(count, keep);
+    const size_t block = kBlockBytes / size;
+    std::vector<uint8_t> bytes;
+    std::vector<double> values;
+    for (uint64_t done = 0; done < kept;) {
+        const size_t n = static_cast<size_t>(std::min<uint64_t>(kept - done, block));
+        const uint8_t* stored = tag.data;
+        if (!tag.small) {
+            bytes.resize(n * size);
+            if (!s.Read(bytes.data(), bytes.size()))
+                return false;
+            stored = bytes.data();
+        }
+        values.resize(n);
+        zm::mat::ToDoubles(tag.type, stored, n, swap, values.data());
+        for (double v : values) {
+            if (!(v >= 0 && v < static_cast<double>(INT64_MAX)) || v != static_cast<int64_t>(v))
+                return false;
+            out.push_back(static_cast<int64_t>(v));
+        }
+        done += n;
     }
-    return true;
+    if (tag.small)
+        return true;
+    return s.Skip(tag.bytes - kept * size) && SkipPadding(s, tag);
 }
 
 }  // namespace
 
 int MatFile::ReadSparse5(ReadSpreadSheetData* sink, Input& s, const Tag& irTag, const Matrix& m,
-                         bool logical, CellCursor& cursor) {
-    // Row indexes, column starts, values; only the stored values are set, the zeros
-    // between them stay missing.
+                         bool logical, uint64_t held, CellCursor& cursor) {
+    // Row indexes, column starts, then the stored values in column order. The zeros
+    // between the stored values are cells holding 0.
     std::vector<int64_t> ir, jc;
     Tag jcTag, prTag;
-    if (!ReadIndexes(s, irTag, bigEndian, ir) || !ReadTag(s, bigEndian, jcTag) ||
-        !ReadIndexes(s, jcTag, bigEndian, jc) || !ReadTag(s, bigEndian, prTag))
+    if (!irTag.small && irTag.bytes > held)
+        Refuse(kInflatesTooFar);
+    if (!ReadIndexes(s, irTag, bigEndian, UINT64_MAX, ir) || !ReadTag(s, bigEndian, jcTag))
+        return kBadMatrix;
+    if (!jcTag.small && jcTag.bytes > held)
+        Refuse(kInflatesTooFar);
+    if (!ReadIndexes(s, jcTag, bigEndian, static_cast<uint64_t>(m.cols) + 1, jc) ||
+        !ReadTag(s, bigEndian, prTag))
         return kBadMatrix;
     if (prTag.type == zm::mat::miUTF8 || prTag.type == zm::mat::miUTF16 ||
         prTag.type == zm::mat::miUTF32)
         Refuse("Text matrices can not be sparse.");
-    if (jc.size() < static_cast<size_t>(m.cols) + 1)
+    if (jc.size() < static_cast<size_t>(m.cols) + 1 || jc[m.cols] > static_cast<int64_t>(ir.size()))
         return kBadMatrix;
     // Some writers store a logical array's values as single bytes under another type.
     uint32_t type = prTag.type;
@@ -473,22 +529,57 @@ int MatFile::ReadSparse5(ReadSpreadSheetData* sink, Input& s, const Tag& irTag, 
     const size_t size = zm::mat::NumberSize(type);
     if (size == 0)
         return kUnknownType;
-    std::vector<uint8_t> bytes;
-    if (!ReadData(s, prTag, bytes))
+    // As many values as the column starts use; no more are held.
+    const auto stored = static_cast<size_t>(jc[m.cols]);
+    if (prTag.bytes / size < stored)
         return kBadMatrix;
-    std::vector<double> values(bytes.size() / size);
-    zm::mat::ToDoubles(type, bytes.data(), values.size(), bigEndian, values.data());
+    std::vector<double> values(stored);
+    if (prTag.small) {
+        zm::mat::ToDoubles(type, prTag.data, stored, bigEndian, values.data());
+    } else {
+        std::vector<uint8_t> bytes;
+        for (size_t done = 0; done < stored;) {
+            const size_t n = std::min(stored - done, kBlockBytes / size);
+            bytes.resize(n * size);
+            if (!s.Read(bytes.data(), bytes.size()))
+                return kBadMatrix;
+            zm::mat::ToDoubles(type, bytes.data(), n, bigEndian, values.data() + done);
+            done += n;
+        }
+        if (!s.Skip(std::min<uint64_t>(prTag.bytes - stored * size, s.Remaining())))
+            return kBadMatrix;
+    }
+    std::vector<std::pair<int64_t, double>> column;
     for (int64_t c = 0; c < m.cols; ++c) {
         const int64_t begin = jc[c], end = jc[c + 1];
-        if (begin > end || end > static_cast<int64_t>(ir.size()) ||
-            end > static_cast<int64_t>(values.size()))
+        if (begin > end || end > jc[m.cols])
             return kBadMatrix;
+        column.clear();
         for (int64_t k = begin; k < end; ++k) {
             if (ir[k] >= m.rows)
                 return kBadMatrix;
-            cursor.Seek(c * m.rows + ir[k]);
-            cursor.Put(sink, values[k]);
+            column.push_back({ir[k], values[k]});
         }
+        const auto byRow = [](const auto& a, const auto& b) { return a.first < b.first; };
+        if (!std::is_sorted(column.begin(), column.end(), byRow))
+            std::stable_sort(column.begin(), column.end(), byRow);
+        PutSparseColumn(sink, column, m.rows, cursor);
     }
     return 0;
+}
+
+void MatFile::PutSparseColumn(ReadSpreadSheetData* sink,
+                              const std::vector<std::pair<int64_t, double>>& column, int64_t rows,
+                              CellCursor& cursor) {
+    // One column of a sparse matrix, zeros and stored values, a block of rows at a time.
+    constexpr int64_t kRun = 4096;
+    double run[kRun];
+    size_t next = 0;
+    for (int64_t r0 = 0; r0 < rows; r0 += kRun) {
+        const int64_t n = std::min(kRun, rows - r0);
+        std::fill(run, run + n, 0.0);
+        for (; next < column.size() && column[next].first < r0 + n; ++next)
+            run[column[next].first - r0] = column[next].second;
+        cursor.PutBlock(sink, run, static_cast<size_t>(n));
+    }
 }

@@ -31,6 +31,14 @@ save("level4_roles.mat", {
     "VARNAM": np.array(["alpha", "beta"]),
     "DATA": grid(3, 2),
 }, format="4")
+# The same roles after the data, in the order MATLAB saves them (alphabetical).
+save("level4_roles_after.mat", {
+    "DATA": grid(3, 2),
+    "OBSNAM": np.array(["first", "second", "third"]),
+    "OBSNUM": np.array([[1.0], [2.0], [3.0]]),
+    "VARNAM": np.array(["alpha", "beta"]),
+    "VARNUM": np.array([[1.0, 2.0]]),
+}, format="4")
 save("level4_ids.mat", {
     "DATA": grid(2, 3),
     "OBSID1": np.array(["s1", "s22"]),

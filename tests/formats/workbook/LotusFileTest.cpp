@@ -166,6 +166,34 @@ TEST(LotusFile, SizeComesFromTheRangeRecordWidenedByCells) {
     EXPECT_EQ(sink.Number(5, 7), 2.0);
 }
 
+TEST(LotusFile, CellsBeyondTheGridAreLeftOutWithAWarning) {
+    zmtest::ScratchDir dir;
+    const std::string bof = Bytes({0, 0, 2, 0, 6, 4});
+    const std::string range = Bytes({6, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+    const std::string eof = Bytes({1, 0, 0, 0});
+    // INTEGER cells at (column, row): B3, the grid's last cell, and two far beyond it.
+    auto cell = [](int col, int row) {
+        return Bytes({13, 0, 7, 0, 0xFF, col & 0xFF, col >> 8, row & 0xFF, row >> 8, 5, 0});
+    };
+    const std::string path =
+        dir.Write("far.wk1", bof + range + cell(1, 2) + cell(0xFFFF, 0xFFFF) + cell(256, 0) + eof);
+    LotusFile file;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(Read(file, path, sink), "0 3x2");
+    EXPECT_EQ(sink.cells.size(), 1u);
+    EXPECT_EQ(sink.Number(2, 3), 5);
+    ASSERT_NE(file.GetWarningMessage(), nullptr);
+    EXPECT_STREQ(file.GetWarningMessage(),
+                 "Cells beyond the worksheet's 256 columns and 8192 rows were left out: 2.");
+    // The grid's own last cell is read, without a warning.
+    LotusFile edge;
+    zmtest::RecordingSink edgeSink;
+    EXPECT_EQ(Read(edge, dir.Write("edge.wk1", bof + range + cell(255, 8191) + eof), edgeSink),
+              "0 8192x256");
+    EXPECT_EQ(edgeSink.Number(256, 8192), 5);
+    EXPECT_EQ(edge.GetWarningMessage(), nullptr);
+}
+
 TEST(LotusFile, DamagedFilesStopWithTheirCode) {
     const std::pair<const char*, std::string> cases[] = {
         {"no-range.wk1",

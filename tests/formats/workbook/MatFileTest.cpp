@@ -4,9 +4,11 @@
 #include "formats/workbook/MatFile.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zlib.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -176,12 +178,17 @@ TEST(MatFileFixtures, Level4LayoutsPlaceNamesAndIds) {
         for (int c = 0; c < 4; ++c)
             EXPECT_EQ(plain.sink.Number(c + 1, r + 1), Rule(r, c));
 
-    // OBSNUM/OBSNAM/VARNUM/VARNAM with the data: names in the first row and column.
+    // OBSNUM/OBSNAM/VARNUM/VARNAM before the data: observation names, then numbers, as
+    // columns left of it; variable names, then numbers, as rows above it.
     Outcome roles = ReadFile(Fixture("level4_roles.mat"));
     ASSERT_EQ(roles.status, 0) << roles.message;
-    EXPECT_EQ(zmtest::ToGrid(roles.sink)[0], (std::vector<std::string>{"", "alpha", "beta"}));
-    EXPECT_EQ(roles.sink.Text(1, 4), "third");
-    EXPECT_EQ(roles.sink.Number(3, 4), Rule(2, 1));
+    EXPECT_EQ(Sheet(roles.sink),
+              (std::vector<std::string>{"||alpha|beta", "||1|2", "first|1|0.5|1.5",
+                                        "second|2|10.5|11.5", "third|3|20.5|21.5"}));
+    // The data first, the names after it in another order: the same sheet.
+    Outcome later = ReadFile(Fixture("level4_roles_after.mat"));
+    ASSERT_EQ(later.status, 0) << later.message;
+    EXPECT_EQ(Sheet(later.sink), Sheet(roles.sink));
 
     // OBSID1 as the first column (texts), VARID1 as the first row (numbers).
     Outcome ids = ReadFile(Fixture("level4_ids.mat"));
@@ -235,11 +242,11 @@ TEST(MatFileFixtures, Level5ChoicesForDimensionsNamesAndText) {
     EXPECT_EQ(cube.sink.cols, 6);
     EXPECT_EQ(cube.sink.Number(6, 2), Rule(1, 5));
 
-    // VARNAM, OBSNAM, X, Y: VARNAM adds the column that holds the observation names;
-    // OBSNAM comes before the data and adds no row, so the variable names find none.
+    // VARNAM, OBSNAM, X, Y: the names of both data matrices around them.
     Outcome named = ReadFile(Fixture("level5_names.mat"));
     ASSERT_EQ(named.status, 0) << named.message;
-    EXPECT_EQ(Sheet(named.sink), (std::vector<std::string>{"o1|0.5|1.5|0.5", "o2|10.5|11.5|10.5"}));
+    EXPECT_EQ(Sheet(named.sink),
+              (std::vector<std::string>{"|v1|v2|v3", "o1|0.5|1.5|0.5", "o2|10.5|11.5|10.5"}));
 
     // Characters beyond Latin-1 come through as UTF-8.
     Outcome text = ReadFile(Fixture("level5_unicode.mat"));
@@ -283,14 +290,11 @@ TEST(MatFileLevel4, TextSparseAndComplexMatrices) {
     ASSERT_EQ(text.status, 0) << text.message;
     EXPECT_EQ(zmtest::ToGrid(text.sink), (zmtest::Grid{{"abc"}, {"de"}}));
 
-    // Sparse: (row, column, value) triples, the last row giving the size 3 x 4.
-    Outcome sparse = ReadBytes(Level4(2, 3, 3, "s", {1, 3, 3, 2, 4, 4, 5.5, -1, 0}));
+    // Sparse: (row, column, value) triples, the last row giving the size 3 x 4; stored
+    // out of column order. The zeros between the stored values are 0.
+    Outcome sparse = ReadBytes(Level4(2, 3, 3, "s", {3, 1, 3, 4, 2, 4, -1, 5.5, 0}));
     ASSERT_EQ(sparse.status, 0) << sparse.message;
-    EXPECT_EQ(sparse.sink.rows, 3);
-    EXPECT_EQ(sparse.sink.cols, 4);
-    EXPECT_EQ(sparse.sink.Number(2, 1), 5.5);
-    EXPECT_EQ(sparse.sink.Number(4, 3), -1);
-    EXPECT_EQ(sparse.sink.cells.size(), 2u);  // the zeros stay missing
+    EXPECT_EQ(Sheet(sparse.sink), (std::vector<std::string>{"0|5.5|0|0", "0|0|0|0", "0|0|0|-1"}));
 
     std::string complex = Level4(0, 1, 1, "c", {1, 2});
     complex[12] = 1;  // imagf
@@ -299,8 +303,102 @@ TEST(MatFileLevel4, TextSparseAndComplexMatrices) {
     EXPECT_EQ(refused.message, "Complex data.");
 }
 
+// A sink that only counts what it is given, so that a child's memory is the reader's.
+class CountingSink : public ReadSpreadSheetData {
+  public:
+    long long cells = 0;
+    void Set(int, int, const char*) override { ++cells; }
+    void Set(int, int, float) override { ++cells; }
+    void SetDataSize(int c, int r) override { cols = c, rows = r; }
+    int GetNumberOfColumns() override { return cols; }
+    int GetNumberOfRows() override { return rows; }
+
+  private:
+    int cols = 0, rows = 0;
+};
+
+// What reading a file cost: its status, the cells given to the sink, and how far the
+// peak resident memory of the process that read it rose. The read runs in a child with
+// 60 s of processor time: one that loops is stopped by that limit and does not finish.
+struct Cost {
+    bool finished = false;
+    long long status = -1, cells = 0, grownKb = 0;
+};
+
+Cost ReadInChild(const std::string& path) {
+    int fds[2];
+    if (::pipe(fds) != 0)
+        return {};
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::close(fds[0]);
+        const rlimit cpu{60, 60};
+        ::setrlimit(RLIMIT_CPU, &cpu);
+        rusage before{}, after{};
+        ::getrusage(RUSAGE_SELF, &before);
+        MatFile reader;
+        CountingSink sink;
+        long long result[3] = {0, 0, 0};
+        if (reader.Open(true, path.c_str(), nullptr) == 0 && reader.GetNumRows() >= 0 &&
+            reader.GetNumCols() >= 0)
+            reader.Read(&sink);
+        result[0] = reader.GetStatus();
+        result[1] = sink.cells;
+        ::getrusage(RUSAGE_SELF, &after);
+        result[2] = after.ru_maxrss - before.ru_maxrss;
+        const bool sent = ::write(fds[1], result, sizeof result) == sizeof result;
+        ::_exit(sent ? 0 : 1);
+    }
+    ::close(fds[1]);
+    long long result[3];
+    const bool got = pid > 0 && ::read(fds[0], result, sizeof result) == sizeof result;
+    ::close(fds[0]);
+    int wstatus = 0;
+    if (pid > 0)
+        ::waitpid(pid, &wstatus, 0);
+    Cost cost;
+    cost.finished = got && WIFEXITED(wstatus) && WEXITSTATUS(wstatus) == 0;
+    if (cost.finished) {
+        cost.status = result[0];
+        cost.cells = result[1];
+        cost.grownKb = result[2];
+    }
+    return cost;
+}
+
+// The memory a read may take: 64 MB and 16 bytes a byte of input, a compressed byte
+// counted as the 100 bytes it may inflate to.
+long long BudgetKb(size_t stored, size_t compressed = 0) {
+    return (64LL << 20) / 1024 + 16 * static_cast<long long>(stored + 100 * compressed) / 1024;
+}
+
+// `n` bytes of `fill` deflated without holding them.
+std::string Deflated(const std::string& before, size_t n, char fill, const std::string& after) {
+    z_stream z{};
+    deflateInit(&z, Z_BEST_COMPRESSION);
+    std::string out;
+    const std::string chunk(1 << 16, fill);
+    char buffer[1 << 16];
+    auto pump = [&](const std::string& in, int flush) {
+        z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(in.data()));
+        z.avail_in = static_cast<uInt>(in.size());
+        do {
+            z.next_out = reinterpret_cast<Bytef*>(buffer);
+            z.avail_out = sizeof buffer;
+            deflate(&z, flush);
+            out.append(buffer, sizeof buffer - z.avail_out);
+        } while (z.avail_out == 0 || z.avail_in > 0);
+    };
+    pump(before, Z_NO_FLUSH);
+    for (; n >= chunk.size(); n -= chunk.size())
+        pump(chunk, Z_NO_FLUSH);
+    pump(chunk.substr(0, n), Z_NO_FLUSH);
+    pump(after, Z_FINISH);
+    deflateEnd(&z);
+    return out;
+}
+
 TEST(MatFileHostile, ClaimsBeyondTheFileAreRefusedAtOnce) {
-    const auto start = std::chrono::steady_clock::now();
     // 2^31 - 1 rows and columns of doubles in a 30-byte file.
     EXPECT_EQ(ReadBytes(Level4(0, 0x7FFFFFFF, 0x7FFFFFFF, "h", {})).status, MatFile::kBadMatrix);
     // A Level 5 element claiming more bytes than follow.
@@ -309,7 +407,11 @@ TEST(MatFileHostile, ClaimsBeyondTheFileAreRefusedAtOnce) {
               MatFile::kBadMatrix);
     // A zlib bomb: a few compressed bytes whose array claims 4 GB.
     const std::string inner = U32(14) + U32(0xFFFFFFF0) + std::string(4096, '\0');
-    EXPECT_EQ(ReadBytes(header + Element(15, Compress(inner))).status, MatFile::kCorrupt);
+    const std::string bomb = Temp("bomb.mat", header + Element(15, Compress(inner)));
+    const Cost bombCost = ReadInChild(bomb);
+    ASSERT_TRUE(bombCost.finished);
+    EXPECT_EQ(bombCost.status, MatFile::kCorrupt);
+    EXPECT_LT(bombCost.grownKb, BudgetKb(fs::file_size(bomb)));
     // A claim within reach that the stream does not keep: cut short, then damaged.
     const std::string array = Array(6, {1000, 1000}, "z", Element(9, std::string(8000000, '\0')));
     const std::string packed = Compress(array);
@@ -317,8 +419,97 @@ TEST(MatFileHostile, ClaimsBeyondTheFileAreRefusedAtOnce) {
               MatFile::kCorrupt);
     std::string damaged = packed;
     damaged[damaged.size() / 2] ^= 0x55;
-    EXPECT_NE(ReadBytes(header + Element(15, damaged)).status, 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    const std::string broken = Temp("damaged.mat", header + Element(15, damaged));
+    const Cost damagedCost = ReadInChild(broken);
+    ASSERT_TRUE(damagedCost.finished);
+    EXPECT_NE(damagedCost.status, 0);
+    EXPECT_LE(damagedCost.cells, 1000000);
+    EXPECT_LT(damagedCost.grownKb, BudgetKb(0, fs::file_size(broken)));
+}
+
+TEST(MatFileHostile, SparseSizesOutOfProportionToTheFileAreRefused) {
+    const char* tooLarge =
+        "A sparse matrix is too large to be read: its zeros would fill far more cells than the "
+        "file holds.";
+    // Level 4: one stored value, a last row claiming 2e9 x 2e9.
+    Outcome four = ReadBytes(Level4(2, 2, 3, "s", {1, 2e9, 1, 2e9, 5, 0}));
+    EXPECT_EQ(four.status, MatFile::kUnknownType);
+    EXPECT_EQ(four.message, tooLarge);
+    // Level 5: 2e9 rows and one column, nothing stored.
+    const std::string header = Header5();
+    Outcome five =
+        ReadBytes(header + Array(5, {2000000000, 1}, "s",
+                                 Element(5, "") + Element(5, U32(0) + U32(0)) + Element(9, "")));
+    EXPECT_EQ(five.status, MatFile::kUnknownType);
+    EXPECT_EQ(five.message, tooLarge);
+    // Within proportion: every zero is a cell.
+    Outcome fits =
+        ReadBytes(header + Array(5, {1000, 2}, "s",
+                                 Element(5, U32(999)) + Element(5, U32(0) + U32(0) + U32(1)) +
+                                     Element(9, F64(4))));
+    ASSERT_EQ(fits.status, 0) << fits.message;
+    EXPECT_EQ(fits.sink.cells.size(), 2000u);
+    EXPECT_EQ(fits.sink.Number(2, 1000), 4);
+    EXPECT_EQ(fits.sink.Number(2, 999), 0);
+}
+
+TEST(MatFileHostile, CompressedElementsHoldNoMoreThanTheirBytesAccountFor) {
+    const std::string header = Header5();
+    // A character array of 24 million blanks as UTF-16, deflated about a thousandfold.
+    const uint32_t chars = 24000000;
+    const std::string top = U32(14) + U32(48 + 2 * chars);
+    const std::string head = U32(6) + U32(8) + U32(4) + U32(0) + U32(5) + U32(8) + U32(1) +
+                             U32(chars) + U32(0x00010001) + std::string("t\0\0\0", 4) + U32(4) +
+                             U32(2 * chars);
+    std::string blanks = Deflated(top + head, 2 * chars, '\0', "");
+    const std::string text = Temp("text-bomb.mat", header + Element(15, blanks));
+    const Cost textCost = ReadInChild(text);
+    ASSERT_TRUE(textCost.finished);
+    EXPECT_EQ(textCost.status, MatFile::kUnknownType);
+    EXPECT_LT(textCost.grownKb, BudgetKb(0, fs::file_size(text)));
+    const std::string inflates =
+        "A compressed matrix inflates to more than the file can account for and cannot be read.";
+    EXPECT_EQ(ReadFile(text).message, inflates);
+
+    // A sparse 1 x 8 million whose column starts, 32 MB of zeros, deflate to kilobytes.
+    const uint32_t cols = 8000000;
+    const std::string sparseHead = U32(6) + U32(8) + U32(5) + U32(0) + U32(5) + U32(8) + U32(1) +
+                                   U32(cols) + U32(0x00010001) + std::string("s\0\0\0", 4) +
+                                   U32(0x00000005) + U32(0) + U32(5) + U32(4 * (cols + 1));
+    const std::string sparseTop =
+        U32(14) + U32(static_cast<uint32_t>(sparseHead.size()) + 4 * (cols + 1) + 4 + 8);
+    std::string columns = Deflated(sparseTop + sparseHead, 4 * (cols + 1), '\0',
+                                   std::string(4, '\0') + U32(9) + U32(0));
+    const std::string sparse = Temp("jc-bomb.mat", header + Element(15, columns));
+    const Cost sparseCost = ReadInChild(sparse);
+    ASSERT_TRUE(sparseCost.finished);
+    EXPECT_EQ(sparseCost.status, MatFile::kUnknownType);
+    EXPECT_LT(sparseCost.grownKb, BudgetKb(0, fs::file_size(sparse)));
+    EXPECT_EQ(ReadFile(sparse).message, inflates);
+}
+
+TEST(MatFileHostile, AFileCutInsideATagIsReadWithAWarning) {
+    const std::string whole = Slurp(std::string(ZM_CORPUS) + "/mat/testmulti_7.4_GLNX86.mat");
+    ASSERT_GT(whole.size(), 136u);
+    uint32_t first;
+    std::memcpy(&first, whole.data() + 132, 4);
+    const size_t second = 136 + first;
+    ASSERT_LT(second + 8, whole.size());
+    MatFile reader;
+    zmtest::RecordingSink cut, all;
+    ASSERT_EQ(zmtest::ReadAll(reader, Temp("cut.mat", whole.substr(0, second + 4)), cut), 0);
+    ASSERT_NE(reader.GetWarningMessage(), nullptr);
+    EXPECT_EQ(std::string(reader.GetWarningMessage()),
+              "The file ends inside the tag of a data element: the variable stored after the last "
+              "one read is missing.");
+    reader.Close();
+    ASSERT_EQ(zmtest::ReadAll(reader, Temp("whole.mat", whole), all), 0);
+    EXPECT_EQ(reader.GetWarningMessage(), nullptr);
+    EXPECT_LT(cut.cols, all.cols);
+    // Zeros after the last element are padding, not a cut.
+    reader.Close();
+    ASSERT_EQ(zmtest::ReadAll(reader, Temp("padded.mat", whole + std::string(4, '\0')), all), 0);
+    EXPECT_EQ(reader.GetWarningMessage(), nullptr);
 }
 
 TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
@@ -413,26 +604,25 @@ TEST(MatFileLevel5, ValueRules) {
     EXPECT_EQ(reader.GetStatus(), MatFile::kComplexData);
 }
 
-TEST(MatFileLevel5Sheet, NameMatricesAddColumnsAndRowsInListOrder) {
+TEST(MatFileLevel5Sheet, NameMatricesGoAroundTheDataInAnyOrder) {
     const std::string header = Header5();
     const std::string x = RuleArray("X", 2, 2), obs = TextArray("OBSNAM", {"o1", "o2"}),
                       var = TextArray("VARNAM", {"v1", "v2"});
-    // Names after the data: one column and one row more, names in the first of each.
-    Outcome after = ReadBytes(header + x + obs + var);
-    ASSERT_EQ(after.status, 0) << after.message;
-    EXPECT_EQ(Sheet(after.sink),
-              (std::vector<std::string>{"|v1|v2", "o1|0.5|1.5", "o2|10.5|11.5"}));
-    // Names before the data: the observation names' row is absorbed by the data's rows.
-    Outcome before = ReadBytes(header + obs + var + x);
-    ASSERT_EQ(before.status, 0) << before.message;
-    EXPECT_EQ(Sheet(before.sink), (std::vector<std::string>{"o1|0.5|1.5", "o2|10.5|11.5"}));
-    // Variable names alone add a column, observation names alone a row; neither is shown.
-    Outcome varOnly = ReadBytes(header + x + var);
-    ASSERT_EQ(varOnly.status, 0) << varOnly.message;
-    EXPECT_EQ(Sheet(varOnly.sink), (std::vector<std::string>{"|0.5|1.5", "|10.5|11.5"}));
-    Outcome obsOnly = ReadBytes(header + x + obs);
+    const std::vector<std::string> both = {"|v1|v2", "o1|0.5|1.5", "o2|10.5|11.5"};
+    for (const std::string& stored : {x + obs + var, obs + var + x, var + x + obs}) {
+        Outcome named = ReadBytes(header + stored);
+        ASSERT_EQ(named.status, 0) << named.message;
+        EXPECT_EQ(Sheet(named.sink), both);
+    }
+    // Variable names alone are a row above the data, observation names alone a column.
+    for (const std::string& stored : {x + var, var + x}) {
+        Outcome varOnly = ReadBytes(header + stored);
+        ASSERT_EQ(varOnly.status, 0) << varOnly.message;
+        EXPECT_EQ(Sheet(varOnly.sink), (std::vector<std::string>{"v1|v2", "0.5|1.5", "10.5|11.5"}));
+    }
+    Outcome obsOnly = ReadBytes(header + obs + x);
     ASSERT_EQ(obsOnly.status, 0) << obsOnly.message;
-    EXPECT_EQ(Sheet(obsOnly.sink), (std::vector<std::string>{"|", "0.5|1.5", "10.5|11.5"}));
+    EXPECT_EQ(Sheet(obsOnly.sink), (std::vector<std::string>{"o1|0.5|1.5", "o2|10.5|11.5"}));
 
     // The four name matrices in the order MATLAB saves them: two name columns, two name
     // rows. VARNUM, a 1 x 2 row vector, counts as one column all the same.
@@ -443,14 +633,14 @@ TEST(MatFileLevel5Sheet, NameMatricesAddColumnsAndRowsInListOrder) {
     EXPECT_EQ(Sheet(own.sink),
               (std::vector<std::string>{"||v1|v2", "||3|4", "o1|7|0.5|1.5", "o2|8|10.5|11.5"}));
 
-    // Several data matrices side by side, a sparse one among them; a shorter one leaves
-    // its lower cells empty.
+    // Several data matrices side by side, a sparse one among them (its zeros are 0); a
+    // shorter one leaves its lower cells empty.
     const std::string sparse =
         Array(5, {2, 2}, "S",
               Element(5, U32(1)) + Element(5, U32(0) + U32(0) + U32(1)) + Element(9, F64(-6)));
     Outcome side = ReadBytes(header + RuleArray("A", 2, 1) + sparse + RuleArray("B", 1, 1));
     ASSERT_EQ(side.status, 0) << side.message;
-    EXPECT_EQ(Sheet(side.sink), (std::vector<std::string>{"0.5|||0.5", "10.5||-6|"}));
+    EXPECT_EQ(Sheet(side.sink), (std::vector<std::string>{"0.5|0|0|0.5", "10.5|0|-6|"}));
 }
 
 TEST(MatFileLevel5Sheet, NamesMustAgreeWithTheData) {
@@ -483,26 +673,49 @@ TEST(MatFileLevel5, VersionRule) {
     std::string unmarked = Header5();
     unmarked[126] = 'X';
     EXPECT_EQ(ReadBytes(unmarked).status, MatFile::kNotMatFile);
+    EXPECT_EQ(ReadBytes(Header5().substr(0, 126) + "MM").status, MatFile::kNotMatFile);
+    EXPECT_EQ(ReadFile("/nonexistent/file.mat").status, MatFile::kOpenFailed);
+}
 
-    // Only little-endian Level 5 files are read: a well-formed big-endian one ("MI") is
-    // refused before its elements are looked at.
+// Level 5 elements in big-endian order, small elements included.
+std::string E(uint32_t type, const std::string& data) {
+    if (data.size() <= 4 && type != 14 && type != 15) {
+        const std::string word = U32(static_cast<uint32_t>(data.size()) << 16 | type, true);
+        return word + data + std::string(4 - data.size(), '\0');
+    }
+    // Compressed elements are not padded, as writers store them.
+    std::string s = U32(type, true) + U32(static_cast<uint32_t>(data.size()), true) + data;
+    return type == 15 ? s : s + std::string((8 - data.size() % 8) % 8, '\0');
+}
+
+std::string BigArray(int cls, int rows, int cols, const std::string& name,
+                     const std::string& data) {
+    return E(14, E(6, U32(static_cast<uint32_t>(cls), true) + U32(0, true)) +
+                     E(5, U32(static_cast<uint32_t>(rows), true) +
+                              U32(static_cast<uint32_t>(cols), true)) +
+                     E(1, name) + data);
+}
+
+TEST(MatFileLevel5, BigEndianFilesReadEveryElementSwapped) {
     std::string be = Header5();
     be[126] = 'M';
     be[127] = 'I';
-    auto E = [](uint32_t type, const std::string& data) {
-        std::string s = U32(type, true) + U32(static_cast<uint32_t>(data.size()), true) + data;
-        return s + std::string((8 - data.size() % 8) % 8, '\0');
-    };
-    const std::string beArray =
-        E(14, E(6, U32(6, true) + U32(0, true)) + E(5, U32(1, true) + U32(1, true)) + E(1, "x") +
-                  E(9, F64(2.5, true)));
-    Outcome bigFile = ReadBytes(be + beArray);
-    EXPECT_EQ(bigFile.status, MatFile::kNotMatFile);
-    EXPECT_EQ(bigFile.message,
-              "An error occurred while reading the file. The file does not seem to be a valid "
-              "MATLAB MAT-file and cannot be imported as such.");
-    EXPECT_TRUE(bigFile.sink.cells.empty());
-    EXPECT_EQ(ReadFile("/nonexistent/file.mat").status, MatFile::kOpenFailed);
+    auto I32 = [](int v) { return U32(static_cast<uint32_t>(v), true); };
+    const std::string doubles = BigArray(6, 1, 2, "d", E(9, F64(2.5, true) + F64(-1, true)));
+    // int16 in a small element; a text as UTF-16; a sparse 2 x 2 with one stored value.
+    const std::string small = BigArray(6, 1, 1, "i", E(3, std::string("\xFF\xFE", 2)));
+    const std::string text = BigArray(4, 1, 2, "t", E(4, std::string("\0h\0\xE9", 4)));
+    const std::string sparse =
+        BigArray(5, 2, 2, "s", E(5, I32(1)) + E(5, I32(0) + I32(0) + I32(1)) + E(9, F64(7, true)));
+    const std::vector<std::string> expected = {"2.5|-1|-2|h\xC3\xA9|0|0", "||||0|7"};
+    Outcome plain = ReadBytes(be + doubles + small + text + sparse);
+    ASSERT_EQ(plain.status, 0) << plain.message;
+    EXPECT_EQ(Sheet(plain.sink), expected);
+    // Compressed elements hold the same swapped elements.
+    Outcome packed = ReadBytes(be + E(15, Compress(doubles)) + E(15, Compress(small)) +
+                               E(15, Compress(text)) + E(15, Compress(sparse)));
+    ASSERT_EQ(packed.status, 0) << packed.message;
+    EXPECT_EQ(Sheet(packed.sink), expected);
 }
 
 // A grid source whose data begin at a chosen cell.
