@@ -153,6 +153,8 @@ int BrukerOPUSFile::ChooseBlocks() {
         record.block = FindBlock(record.layout, chosen_);
         if (record.block == nullptr)
             return Fail(kMissingBlock, chosen_ + ", " + record.name);
+        if (record.block->series)
+            return Fail(kSeriesBlock, chosen_ + ", " + record.name);
     }
     const zm::opus::SpectrumBlock& first = *files_.front().block;
     gridX_.resize(static_cast<size_t>(first.points));
@@ -288,6 +290,11 @@ void BrukerOPUSFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
             break;
         case kFileTooLarge:
             text = "The file is too large.";
+            break;
+        case kSeriesBlock:
+            text =
+                "The chosen data block holds a series of spectra, which this reader does "
+                "not read; choose another block.";
             break;
         default:
             break;

@@ -24,13 +24,14 @@ struct DirectoryEntry {
 struct SpectrumBlock {
     std::string name;  // "AB", "ScSm", "IgRf", ...; a second block of a name gets "#2"
     DirectoryEntry entry;
-    int32_t points = 0;  // NPT
-    double firstX = 0;   // FXV
-    double lastX = 0;    // LXV
-    double scale = 1;    // CSF
-    int32_t format = 1;  // DPF: 1 float32, 2 int32
-    std::string xUnits;  // DXU
-    std::string date;    // DAT and TIM
+    int32_t points = 0;   // NPT
+    double firstX = 0;    // FXV
+    double lastX = 0;     // LXV
+    double scale = 1;     // CSF
+    int32_t format = 1;   // DPF: 1 float32, 2 int32
+    std::string xUnits;   // DXU
+    std::string date;     // DAT and TIM
+    bool series = false;  // far more words than points: a series of spectra (3-D data)
 };
 
 // What the header, the directory and the parameter blocks of one file say.
@@ -76,7 +77,7 @@ bool HasOpusDirectory(const uint8_t* data, size_t size, uint64_t fileSize);
 // Codes: 3072 open failure, 3073 not an OPUS file, 3074 damaged directory, 3075 block
 // outside the file, 3076 damaged parameter block, 3077 bad point count, 3078 no spectrum
 // block, 3079 chosen block missing from a file, 3080 x grids differ, 3081 no files,
-// 3082 file too large.
+// 3082 file too large, 3083 the chosen block is a series of spectra (not read).
 class ZMIMPORT_API BrukerOPUSFile : public SpreadsheetFile, public USDBase {
   public:
     enum BrukerOPUSStatus {
@@ -91,6 +92,7 @@ class ZMIMPORT_API BrukerOPUSFile : public SpreadsheetFile, public USDBase {
         kDifferentGrids = 3080,
         kNoFiles = 3081,
         kFileTooLarge = 3082,
+        kSeriesBlock = 3083,
     };
 
     explicit BrukerOPUSFile(bool interpolate = false);

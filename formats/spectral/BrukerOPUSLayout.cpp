@@ -186,6 +186,9 @@ LayoutError DescribeSpectrum(const uint8_t* data, const DirectoryEntry& entry, S
             (block.format != 1 && block.format != 2) || !std::isfinite(block.firstX) ||
             !std::isfinite(block.lastX) || !std::isfinite(block.scale))
             return LayoutError::kBadPointCount;
+        // Padding makes a block a little longer than its points; a series block (3-D
+        // data, time-resolved spectra) holds many spectra and a table of their headers.
+        block.series = uint64_t{entry.words} > 2 * uint64_t(block.points) + 16;
         block.entry = entry;
         found = true;
         return LayoutError::kNone;

@@ -272,6 +272,15 @@ TEST_F(OpusFiles, DamagedLayoutsAreRefusedWithTheirOwnCodes) {
     }
 }
 
+TEST_F(OpusFiles, ABlockOfManySpectraIsRefusedAndTheOthersStayReadable) {
+    // An absorbance block 40 times longer than its two points: a series.
+    const std::string path =
+        Write("s.0", Spectrum(std::vector<float>(80, 1.0f), 10, 20, 1, true, 2));
+    BrukerOPUSFile reader;
+    EXPECT_EQ(reader.Open(true, path.c_str(), nullptr), BrukerOPUSFile::kSeriesBlock);
+    EXPECT_NE(Message(reader).find("series"), std::string::npos);
+}
+
 TEST_F(OpusFiles, PointCountsBeyondTheBlockAreRefusedBeforeAnyAllocation) {
     for (int32_t npt : {0, -1, 4, INT32_MAX, INT32_MIN}) {
         SCOPED_TRACE(npt);
