@@ -8,6 +8,10 @@ What the comparison accounts for:
   64 in its last type byte) and "AB#2" (the one before atmospheric compensation, which
   opusreader2 calls ab_no_atm_comp); a lone flagged block keeps the plain name;
 - opusreader2's "match" blocks are results of a library search, not spectra: not listed;
+  nor are the "Molecular Structure" and "(Compact)" blocks of peach_juice.0 (text types
+  88 and 160), which opusreader2 warns about and brukeropus keeps as raw bytes;
+- tum_md20220409s0e00a.0200 has a valid header and a directory that lists only itself:
+  both oracles return no data, the reader refuses it;
 - the phase spectra (PhSm) and the Raman block of ramanchada2_test_opus.0 only brukeropus
   returns: they are checked against its data;
 - y in the sheet is the float32 of the file times CSF, in double: compared within 1e-8
