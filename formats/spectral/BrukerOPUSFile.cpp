@@ -94,8 +94,6 @@ int BrukerOPUSFile::Open(bool readMode, const char* file, ZmImportOpenOptions* o
         if (OpenFiles(file) != 0)
             return status;
         return SetOptions(options);
-    } catch (const std::bad_alloc&) {
-        return SetUnknownException();
     } catch (...) {
         return SetUnknownException();
     }

@@ -172,15 +172,20 @@ int ChemStationFile::EstablishSize() {
         return status;
     if (files_.empty() || times_.empty())
         return SetStatus(kStatusSizeFailed);
-    const int points = static_cast<int>(std::min<size_t>(times_.size(), INT_MAX));
-    const int kept = GetNumCol(points, times_.front(),
-                               points > 1 ? (times_.back() - times_.front()) / (points - 1) : 0);
+    // The times of a diode-array file are its spectra's own, not always evenly spaced:
+    // each one is put to the constraints.
+    long long kept = 0;
+    Reset();
+    for (double time : times_) {
+        float x = ToFloat(time);
+        kept += IsValid(x) ? 1 : 0;
+    }
     long long rows = 1 + (IncludeXAsAnObservation() ? 1 : 0);
     for (const FileRecord& record : files_)
         rows += static_cast<long long>(record.run.traces.size());
     if (rows > INT_MAX || kept > INT_MAX - kLabelColumns)
         return SetStatus(kStatusSizeFailed);
-    numCols = kept + kLabelColumns;
+    numCols = static_cast<int>(kept) + kLabelColumns;
     numRows = static_cast<int>(rows);
     sizeEstablished = true;
     return 0;

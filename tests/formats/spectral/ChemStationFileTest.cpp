@@ -12,6 +12,7 @@
 
 #include "formats/spectral/ChemStationFile.h"
 #include "framework/SprFileFactory.h"
+#include "platform/BinaryString.h"
 #include "tests/support/RecordingSink.h"
 
 namespace {
@@ -199,6 +200,36 @@ TEST_F(ChemStationFiles, ReadsASignalFileAsOneRowUnderItsRetentionTimes) {
     EXPECT_EQ(sink.Text(4, 3), "MWD A, Sig=210,5 Ref=360,100");
     EXPECT_NEAR(sink.Number(5, 2), -0.039667, 1e-6);
     EXPECT_NEAR(sink.Number(5, 3), -36.34977, 1e-5);
+}
+
+TEST_F(ChemStationFiles, ARetentionTimeRangeKeepsThatSliceOfTheRow) {
+    ChemStationFile all;
+    zmtest::RecordingSink whole;
+    ASSERT_EQ(zmtest::ReadAll(all, Corpus("red_DAD1.UV"), whole), 0);
+    std::string framed;
+    zm::WriteBinaryString(
+        framed,
+        "<Configuration><Settings><IncludeOrdinalValues>true</IncludeOrdinalValues>"
+        "<IncludeAllValues>false</IncludeAllValues>"
+        "<NumberOfIncludedIntervals>1</NumberOfIncludedIntervals>"
+        "<UseAverage>0</UseAverage><IncludeXStartPt><Item>1</Item></IncludeXStartPt>"
+        "<IncludeXEndPt><Item>2</Item></IncludeXEndPt></Settings></Configuration>");
+    std::vector<unsigned char> bytes(framed.begin(), framed.end());
+    ZmImportOpenOptions options{static_cast<uint32_t>(bytes.size()), bytes.data()};
+    ChemStationFile some;
+    zmtest::RecordingSink slice;
+    ASSERT_EQ(zmtest::ReadAll(some, Corpus("red_DAD1.UV"), slice, &options), 0) << Message(some);
+    // The kept columns are those of the whole row whose times lie in the range, in order.
+    std::vector<std::pair<double, double>> expected, got;
+    for (int col = 5; col < all.GetNumCols() + 1; ++col) {
+        const double t = whole.Number(col, 2);
+        if (t >= 1 && t <= 2)
+            expected.emplace_back(t, whole.Number(col, 50));
+    }
+    for (int col = 5; col < some.GetNumCols() + 1; ++col)
+        got.emplace_back(slice.Number(col, 2), slice.Number(col, 50));
+    ASSERT_FALSE(expected.empty());
+    EXPECT_EQ(got, expected);
 }
 
 TEST_F(ChemStationFiles, DetectionNeedsTheVersionAndTheExtension) {
