@@ -345,6 +345,25 @@ summary+=("$(awk -v o="$ours" -v p="$theirs" 'BEGIN {
     "SPC multi-file, process", o, p, p / o }')")
 fi
 
+# --- OPUS: 500 spectra files of 6,930 points into one sheet, against cat of the files ---
+# (no other OPUS reader installs here: the peers are an R package and a PyPI package)
+if want opus; then
+echo
+echo "== Bruker OPUS, 500 files x 6,930 points =="
+dir="$work/opus-500"
+source="$here/../../shared/corpus/opus/issue94_RT_01_1_23-02-21_13-23-54.0"
+if [ ! -f "$dir/s500.0" ]; then
+  mkdir -p "$dir"
+  for i in $(seq -w 1 500); do cp "$source" "$dir/s$i.0"; done
+fi
+sink="$(best_seconds "$bin/bench_read" "Bruker OPUS File" "$dir"/*.0)"
+raw="$(wall_seconds sh -c "cat '$dir'/*.0")"
+echo "into the sink $sink s; cat of the files $raw s"
+summary+=("$(awk -v o="$sink" -v r="$raw" 'BEGIN {
+  printf "%-28s ours %7.3f s   cat %7.3f s   %.2f x cat (target <= 3)",
+    "OPUS 500 files, library", o, r, o / r }')")
+fi
+
 echo
 echo "== Summary =="
 printf '%s\n' "${summary[@]}"
