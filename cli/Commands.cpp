@@ -10,6 +10,7 @@
 #include "cli/FormatTable.h"
 #include "cli/LoaderFormats.h"
 #include "cli/ReaderSession.h"
+#include "cli/SettingsCheck.h"
 
 namespace zmcli {
 
@@ -168,6 +169,45 @@ std::string SetBase(const Arguments& args, int index) {
         !DefaultOptionsXml(index, args.files.front(), xml, opened, openError))
         return std::string();
     return xml;
+}
+
+bool PlanRead(const Arguments& args, int index, ReadPlan& plan, std::ostream& err) {
+    plan = ReadPlan();
+    plan.base = SetBase(args, index);
+    const std::string& file = args.files.front();
+    if (!args.settings.empty()) {
+        std::string defaults = plan.base, openError;
+        bool opened = false;
+        if (!args.optionsFile.empty())
+            DefaultOptionsXml(index, file, defaults, opened, openError);
+        const SettingsVerdict verdict = CheckSettings(defaults, args.settings);
+        if (!verdict.error.empty()) {
+            err << "zmimport: " << verdict.error << '\n';
+            return false;
+        }
+        if (!verdict.unknown.empty())
+            err << "zmimport: " << UnknownKeysWarning(FormatInfo(index)->name, verdict) << '\n';
+    }
+    if (args.files.size() != 1)
+        return true;
+    plan.offered = FindSheetOffer(index, file, plan.offer);
+    if (!plan.offered)
+        return true;
+    plan.chosen = !args.optionsFile.empty() || SettingsChoose(plan.offer, args.settings);
+    const std::string missing = CheckSheetChoice(plan.offer, args.settings);
+    if (!missing.empty()) {
+        err << "zmimport: " << file << ": " << missing << '\n';
+        return false;
+    }
+    return true;
+}
+
+void NoteSheetRead(const Arguments& args, const ReadPlan& plan, std::ostream& err) {
+    if (args.quiet || !plan.offered || plan.chosen)
+        return;
+    const std::string note = SheetNote(plan.offer);
+    if (!note.empty())
+        err << "zmimport: " << args.files.front() << ": " << note << '\n';
 }
 
 int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {

@@ -39,12 +39,15 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
         return kExitUsage;
     }
 
+    ReadPlan plan;
+    if (!PlanRead(args, index, plan, err))
+        return kExitFailure;
     OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, SetBase(args, index)))
+    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, plan.base))
         return kExitFailure;
 
     const std::string label = FilesLabel(args.files);
-    std::FILE* const progressTerminal = isatty(STDERR_FILENO) ? stderr : nullptr;
+    std::FILE* const progressTerminal = !args.quiet && isatty(STDERR_FILENO) ? stderr : nullptr;
     const bool typeTexts = !args.keepText && TypesTextsByDefault(info);
     std::optional<OutputBuffer> output;
     if (!args.output.empty()) {
@@ -92,6 +95,7 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
             << " cells outside the sheet were ignored\n";
     }
 
+    NoteSheetRead(args, plan, err);
     if (stored)
         WriteSheet(stored->GetSheet(), args.to, *output);
     else

@@ -1,0 +1,91 @@
+#!/usr/bin/python3
+"""Runs the built zmimport program where a user needs a word from it: several sheets and
+none chosen, a sheet the file lacks, keys the format does not read, values that do not
+parse, binary files no format recognises, and output to a pipe.
+
+Usage: user_notices.py PATH/TO/zmimport
+"""
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ZMIMPORT = None
+DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data")
+TWO_SHEETS = os.path.join(DATA, "xlsx", "two-sheets.xlsx")
+TWO_MATRICES = os.path.join(DATA, "mat", "level4_two.mat")
+
+
+def run(*args, stdout=subprocess.PIPE):
+    done = subprocess.run([ZMIMPORT, *args], stdout=stdout, stderr=subprocess.PIPE,
+                          env=dict(os.environ, TZ="UTC"), timeout=120)
+    out = done.stdout.decode("utf-8", "replace") if done.stdout is not None else ""
+    return done.returncode, out, done.stderr.decode("utf-8")
+
+
+class SheetChoice(unittest.TestCase):
+    def test_several_sheets_and_no_choice_are_named_on_stderr(self):
+        status, out, err = run("read", TWO_SHEETS)
+        self.assertEqual(status, 0)
+        self.assertEqual(err, "zmimport: %s: read all 2 sheets, stacked (Data, Notes); "
+                              "choose with --set Sheets=NAME\n" % TWO_SHEETS)
+        self.assertIn("sheet: Notes", out)
+        status, _, err = run("read", TWO_MATRICES)
+        self.assertEqual(status, 0)
+        self.assertIn('read matrix "A" (1 of 2: A, B); choose with --set Sheets=NAME', err)
+
+    def test_a_choice_or_quiet_silences_the_note_and_reads_the_chosen_sheet(self):
+        status, out, err = run("read", "--set", "Sheets=Notes", TWO_SHEETS)
+        self.assertEqual((status, err), (0, ""))
+        self.assertNotIn("sheet: ", out)
+        _, whole, _ = run("read", TWO_SHEETS)
+        self.assertNotEqual(out, whole)
+        status, _, err = run("read", "--quiet", TWO_MATRICES)
+        self.assertEqual((status, err), (0, ""))
+
+    def test_a_sheet_the_file_lacks_is_an_error_listing_the_names(self):
+        for choice in (["--set", "Sheets=Nope"], ["--set", "Sheets=data"],
+                       ["--set", "Sheets=Data;Nope"],
+                       ["--set", "UseIndexes=true", "--set", "Sheets=3"]):
+            status, out, err = run("read", *choice, TWO_SHEETS)
+            self.assertEqual(status, 1, choice)
+            self.assertEqual(out, "")
+            self.assertIn("in the file (sheets: Data, Notes", err)
+        status, _, err = run("read", "--set", "UseIndexes=true", "--set", "Sheets=2", TWO_SHEETS)
+        self.assertEqual((status, err), (0, ""))
+        status, _, err = run("read", "--set", "Sheets=C", TWO_MATRICES)
+        self.assertEqual(status, 1)
+        self.assertIn('no matrix "C" in the file (matrices: A, B)', err)
+
+    def test_convert_says_the_same(self):
+        with tempfile.TemporaryDirectory() as folder:
+            target = os.path.join(folder, "out.txt")
+            status, _, err = run("convert", TWO_SHEETS, target)
+            self.assertEqual(status, 0)
+            self.assertIn("read all 2 sheets", err)
+            status, _, err = run("convert", "--set", "Sheets=Nope", TWO_SHEETS, target)
+            self.assertEqual(status, 1)
+            self.assertIn('no sheet "Nope"', err)
+
+
+class SettingsKeys(unittest.TestCase):
+    def test_an_unknown_key_warns_and_names_the_keys_read(self):
+        status, out, err = run("read", "--set", "Bogus=1", "--set", "Sheets=Data", TWO_SHEETS)
+        self.assertEqual(status, 0)
+        self.assertEqual(err, 'zmimport: warning: the format "Excel2007 File" does not read the '
+                              'key "Bogus"; ignored (it reads: ReadOrder, Sheets, UseIndexes, '
+                              'AllSheets)\n')
+        self.assertEqual(out, run("read", "--set", "Sheets=Data", TWO_SHEETS)[1])
+
+    def test_a_value_that_does_not_parse_names_its_key(self):
+        for key, value in (("ReadOrder", "x"), ("UseIndexes", "maybe"), ("ReadOrder", "1.5")):
+            status, out, err = run("read", "--set", "%s=%s" % (key, value), TWO_SHEETS)
+            self.assertEqual(status, 1, key)
+            self.assertEqual(out, "")
+            self.assertIn('--set %s=%s: the key "%s" takes' % (key, value, key), err)
+
+
+if __name__ == "__main__":
+    ZMIMPORT = os.path.abspath(sys.argv.pop(1))
+    unittest.main()
