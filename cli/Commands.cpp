@@ -50,6 +50,11 @@ std::string Join(const std::vector<std::string>& items, const char* separator) {
     return joined;
 }
 
+// "FILE: " before a text that does not name the file itself.
+std::string WhyPrefix(const std::string& file, const std::string& why) {
+    return why == BinaryRefusal(file) ? std::string() : file + ": ";
+}
+
 }  // namespace
 
 int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
@@ -73,7 +78,7 @@ int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
     std::string why;
     const int index = ChooseFormat(args.files, &why);
     if (index == 0) {
-        err << "zmimport: " << args.files.front() << ": " << why << '\n';
+        err << "zmimport: " << WhyPrefix(args.files.front(), why) << why << '\n';
         exitStatus = kExitFailure;
     }
     return index;
@@ -104,7 +109,7 @@ int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err) {
     const int chosen = ChooseFormat(args.files, &why);
     if (chosen == 0) {
         out << "chosen: none\n";
-        err << "zmimport: " << file << ": " << why << '\n';
+        err << "zmimport: " << WhyPrefix(file, why) << why << '\n';
         return kExitFailure;
     }
     out << "chosen: " << chosen << " " << FormatInfo(chosen)->name << '\n';

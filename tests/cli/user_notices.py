@@ -15,6 +15,8 @@ ZMIMPORT = None
 DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data")
 TWO_SHEETS = os.path.join(DATA, "xlsx", "two-sheets.xlsx")
 TWO_MATRICES = os.path.join(DATA, "mat", "level4_two.mat")
+BIFF8 = os.path.join(DATA, "xls", "sheetjs-biff8.xls")
+CORPUS = os.environ.get("ZM_CORPUS", os.path.join(DATA, "..", "..", "..", "shared", "corpus"))
 
 
 def run(*args, stdout=subprocess.PIPE):
@@ -84,6 +86,69 @@ class SettingsKeys(unittest.TestCase):
             self.assertEqual(status, 1, key)
             self.assertEqual(out, "")
             self.assertIn('--set %s=%s: the key "%s" takes' % (key, value, key), err)
+
+
+
+class DetectionByContent(unittest.TestCase):
+    def setUp(self):
+        self.dir = tempfile.TemporaryDirectory()
+
+    def tearDown(self):
+        self.dir.cleanup()
+
+    def copy(self, source, name):
+        path = os.path.join(self.dir.name, name)
+        with open(source, "rb") as src, open(path, "wb") as dst:
+            dst.write(src.read())
+        return path
+
+    def write(self, name, data):
+        path = os.path.join(self.dir.name, name)
+        with open(path, "wb") as f:
+            f.write(data)
+        return path
+
+    def test_a_workbook_is_read_as_one_whatever_its_name(self):
+        expected = run("read", "--quiet", TWO_SHEETS)[1]
+        for name in ("book.xlsm", "book.xltx", "book", "book.csv"):
+            path = self.copy(TWO_SHEETS, name)
+            self.assertEqual(run("read", "--quiet", path), (0, expected, ""), name)
+            self.assertIn("chosen: 10 Excel2007 File", run("detect", path)[1])
+        expected = run("read", BIFF8)[1]
+        for name in ("book.dat", "book.txt", "book"):
+            path = self.copy(BIFF8, name)
+            self.assertEqual(run("read", path), (0, expected, ""), name)
+
+    def test_a_bare_biff_stream_is_an_excel_file(self):
+        status, out, err = run("detect", os.path.join(CORPUS, "xls", "1900.biff5"))
+        self.assertEqual((status, err), (0, ""))
+        self.assertTrue(out.endswith("chosen: 9 Excel File\n"), out)
+
+    def test_binary_content_nothing_recognises_is_refused_unless_a_format_is_named(self):
+        # An executable's bytes: header, NUL padding, code.
+        data = b"\x7fELF\x02\x01\x01" + bytes(57) + bytes(range(256)) * 64
+        for name in ("tool", "tool.csv", "tool.txt"):
+            path = self.write(name, data)
+            refusal = ("zmimport: no format recognises %s (binary content); name one with "
+                       "--format\n" % path)
+            self.assertEqual(run("read", path), (1, "", refusal), name)
+            status, out, err = run("detect", path)
+            self.assertEqual((status, err), (1, refusal))
+            self.assertTrue(out.endswith("chosen: none\n"))
+            with tempfile.TemporaryDirectory() as folder:
+                status, _, err = run("convert", path, os.path.join(folder, "out.txt"))
+                self.assertEqual((status, err), (1, refusal))
+            status, out, _ = run("read", "--format", "CSV File", path)
+            self.assertEqual(status, 0)
+            self.assertNotEqual(out, "")
+
+    def test_texts_with_a_stray_nul_or_in_utf16_are_still_read(self):
+        stray = self.write("stray.csv", b"a,b\n1,2\x00\n3,4\n")
+        self.assertEqual(run("read", stray)[0], 0)
+        wide = self.write("wide.txt", "x\ty\n1\t2\n".encode("utf-16-le") * 50)
+        status, out, _ = run("read", wide)
+        self.assertEqual(status, 0)
+        self.assertIn("1,2", out)
 
 
 if __name__ == "__main__":
