@@ -130,6 +130,7 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
             return outcome;
         }
         sink.SetDataSize(cols, rows);
+        sink.ExpectCells(static_cast<long long>(cols) * rows);
         const int status = reader->Read(&sink);
         sink.FinishProgress();
         if (const char* warning = reader->GetWarningMessage())

@@ -6,6 +6,8 @@ parse, binary files no format recognises, and output to a pipe.
 Usage: user_notices.py PATH/TO/zmimport
 """
 import os
+import pty
+import resource
 import subprocess
 import sys
 import tempfile
@@ -149,6 +151,103 @@ class DetectionByContent(unittest.TestCase):
         status, out, _ = run("read", wide)
         self.assertEqual(status, 0)
         self.assertIn("1,2", out)
+
+
+
+def largest_files():
+    """The largest file of every fixture folder and corpus family."""
+    folders = [os.path.join(DATA, d) for d in sorted(os.listdir(DATA))]
+    if os.path.isdir(CORPUS):
+        folders += [os.path.join(CORPUS, d) for d in sorted(os.listdir(CORPUS))]
+    for folder in folders:
+        if not os.path.isdir(folder):
+            continue
+        files = [os.path.join(folder, f) for f in os.listdir(folder)]
+        files = [f for f in files if os.path.isfile(f) and not f.endswith((".py", ".md", ".sh",
+                                                                            ".js", ".tsv"))]
+        if files:
+            yield max(files, key=os.path.getsize)
+
+
+class PipesAndProgress(unittest.TestCase):
+    def same_through_pipe_and_file(self, path, to):
+        with tempfile.TemporaryDirectory() as folder:
+            target = os.path.join(folder, "out")
+            status, _, _ = run("read", "--quiet", "--to", to, path, "-o", target)
+            if status != 0:
+                return False
+            piped = subprocess.run([ZMIMPORT, "read", "--quiet", "--to", to, path],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=300)
+            with open(target, "rb") as f:
+                written = f.read()
+            self.assertEqual(piped.returncode, 0, (path, to, piped.stderr))
+            self.assertEqual(piped.stdout, written, (path, to))
+            return True
+
+    def test_every_formats_largest_fixture_gives_the_same_bytes_to_a_pipe(self):
+        compared = 0
+        for path in largest_files():
+            for to in ("csv", "json"):
+                compared += self.same_through_pipe_and_file(path, to)
+        self.assertGreater(compared, 20)
+
+    def test_a_matrix_read_column_by_column_goes_to_a_pipe_whole(self):
+        import numpy
+        import scipy.io
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "m.mat")
+            values = numpy.arange(4000 * 300, dtype=float).reshape(4000, 300) / 7
+            scipy.io.savemat(path, {"X": values})
+            for to in ("csv", "json"):
+                self.assertTrue(self.same_through_pipe_and_file(path, to))
+            piped = subprocess.run([ZMIMPORT, "read", path], stdout=subprocess.PIPE, timeout=300)
+            rows = piped.stdout.decode().splitlines()
+            self.assertEqual(len(rows), 4000)
+            self.assertEqual(len(rows[1].split(",")), 300)
+        # The sheet of 1.2 million numbers is held, not the text printed from it.
+        peak_kib = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+        self.assertLess(peak_kib, 400 * 1024)
+
+    def progress_output(self, *args):
+        """What the program writes to standard error when that is a terminal."""
+        master, slave = pty.openpty()
+        env = dict(os.environ, ZMIMPORT_PROGRESS_AFTER_MS="0")
+        done = subprocess.run([ZMIMPORT, *args], stdout=subprocess.DEVNULL, stderr=slave,
+                              env=env, timeout=300)
+        os.close(slave)
+        data = b""
+        while True:
+            try:
+                chunk = os.read(master, 65536)
+            except OSError:
+                break
+            if not chunk:
+                break
+            data += chunk
+        os.close(master)
+        return done.returncode, data.decode()
+
+    def test_progress_shows_on_a_terminal_only_and_not_with_quiet(self):
+        big = os.path.join(self.enterContext(tempfile.TemporaryDirectory()), "big.csv")
+        with open(big, "w") as f:
+            f.write("a,b,c\n" + "1,2,3\n" * 60000)
+        status, err = self.progress_output("read", big)
+        self.assertEqual(status, 0)
+        self.assertRegex(err, r"\rreading cells \d+, \d+ cells/s")
+        import numpy
+        import scipy.io
+        matrix = big + ".mat"
+        scipy.io.savemat(matrix, {"X": numpy.ones((200, 100))})
+        status, err = self.progress_output("read", matrix)
+        self.assertEqual(status, 0)
+        self.assertRegex(err, r"\rreading cells 4096/20000 \(20%\), \d+ cells/s, \d+ s left")
+        # The line is wiped at the end: the last thing written is a carriage return.
+        self.assertTrue(err.endswith("\r"))
+        self.assertEqual(self.progress_output("read", "--quiet", big), (0, ""))
+        piped = subprocess.run([ZMIMPORT, "read", big], stdout=subprocess.DEVNULL,
+                               stderr=subprocess.PIPE, env=dict(os.environ,
+                                                                ZMIMPORT_PROGRESS_AFTER_MS="0"))
+        self.assertEqual(piped.stderr, b"")
 
 
 if __name__ == "__main__":
