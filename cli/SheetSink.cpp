@@ -16,19 +16,16 @@ namespace {
 // How long a read runs before its progress shows: a second, or what the environment's
 // ZMIMPORT_PROGRESS_AFTER_MS says (tests show it at once).
 std::chrono::milliseconds ProgressDelay() {
-    static const std::chrono::milliseconds delay = [] {
-        const char* text = std::getenv("ZMIMPORT_PROGRESS_AFTER_MS");
-        long long value = 1000;
-        if (text != nullptr) {
-            const char* end = text + std::strlen(text);
-            long long parsed = 0;
-            const auto [stop, error] = std::from_chars(text, end, parsed);
-            if (error == std::errc() && stop == end && parsed >= 0)
-                value = parsed;
-        }
-        return std::chrono::milliseconds(value);
-    }();
-    return delay;
+    const char* text = std::getenv("ZMIMPORT_PROGRESS_AFTER_MS");
+    long long value = 1000;
+    if (text != nullptr) {
+        const char* end = text + std::strlen(text);
+        long long parsed = 0;
+        const auto [stop, error] = std::from_chars(text, end, parsed);
+        if (error == std::errc() && stop == end && parsed >= 0)
+            value = parsed;
+    }
+    return std::chrono::milliseconds(value);
 }
 
 std::string Duration(double seconds) {
