@@ -155,7 +155,8 @@ def test_errors(tmp_path):
         zmimport.read(ROOT / "README.md", format="Excel2007 File")
     assert refused.value.code == 770
     assert refused.value.format == "Excel2007 File"
-    assert str(refused.value) == "Unable to open Excel file."
+    assert str(refused.value) == str(ROOT / "README.md") + ": Unable to open Excel file."
+    assert refused.value.filename == str(ROOT / "README.md")
     with pytest.raises(ValueError):
         zmimport.read(ROOT / "README.md", format="No Such Format")
     with pytest.raises(TypeError):
