@@ -363,7 +363,10 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
         std::string label;
         for (const std::string& file : files)
             label += (label.empty() ? "" : ", ") + file;
-        Raise({outcome.error, outcome.code, name, spool ? PathText(source.attr("name")) : label});
+        // A file object is named by its own name where it has one.
+        const bool named =
+            spool && py::hasattr(source, "name") && py::isinstance<py::str>(source.attr("name"));
+        Raise({outcome.error, outcome.code, name, named ? PathText(source.attr("name")) : label});
     }
     std::string warning = outcome.warning;
     if (const long long dropped = sink->Sheet().DroppedCells(); dropped != 0) {

@@ -114,3 +114,15 @@ def test_date_texts_become_datetime64_unless_parse_dates_is_off():
 def test_help_texts():
     for function in (zmimport.read, zmimport.read_frame, zmimport.sheets):
         assert len(function.__doc__) > 80
+
+
+def test_a_file_object_that_fails_names_what_it_can(tmp_path):
+    broken = TWO_SHEETS.read_bytes()[:300]
+    with pytest.raises(zmimport.ReadError) as raised:
+        zmimport.read(io.BytesIO(broken), format="Excel2007 File")
+    assert raised.value.filename  # the temporary file's name: a BytesIO has none
+    path = tmp_path / "cut.xlsx"
+    path.write_bytes(broken)
+    with open(path, "rb") as f, pytest.raises(zmimport.ReadError) as raised:
+        zmimport.read(f, format="Excel2007 File")
+    assert raised.value.filename == str(path)
