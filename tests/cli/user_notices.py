@@ -90,6 +90,15 @@ class SettingsKeys(unittest.TestCase):
             self.assertIn('--set %s=%s: the key "%s" takes' % (key, value, key), err)
 
 
+    def test_a_list_key_takes_semicolon_separated_items(self):
+        spectra = os.path.join(DATA, "spc", "float-multi.spc")
+        status, out, err = run("read", "--set", "IncludeAllValues=false",
+                               "--set", "NumberOfIncludedIntervals=2",
+                               "--set", "IncludeXStartPt=100;104", "--set", "IncludeXEndPt=100;104",
+                               spectra)
+        self.assertEqual((status, err), (0, ""))
+        self.assertEqual(out.splitlines()[0], "Primary ID,Name,um,t 100,t 104")
+
 
 class DetectionByContent(unittest.TestCase):
     def setUp(self):

@@ -59,6 +59,15 @@ def test_list_options_are_joined_into_the_key(tmp_path):
     assert two.shape[0] > zmimport.read(TWO_SHEETS, options={"Sheets": ("Data",)}).shape[0]
 
 
+def test_spectral_x_ranges_as_lists():
+    path = DATA / "spc" / "float-multi.spc"
+    sheet = zmimport.read(path, options={"IncludeAllValues": False,
+                                         "NumberOfIncludedIntervals": 2,
+                                         "IncludeXStartPt": [100, 104],
+                                         "IncludeXEndPt": [100, 104.0]})
+    assert sheet.cells[0][3:] == ["t 100", "t 104"]
+
+
 def test_paths_and_file_objects(tmp_path):
     expected = zmimport.read(str(TWO_SHEETS)).cells
     assert zmimport.read(pathlib.Path(TWO_SHEETS)).cells == expected
