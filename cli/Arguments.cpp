@@ -39,7 +39,8 @@ bool Accepts(Command command, std::string_view option) {
                command == Command::kConvert;
     if (option == "--to-format" || option == "--encoding")
         return command == Command::kConvert;
-    if (option == "--options" || option == "--set" || option == "--keep-text")
+    if (option == "--options" || option == "--set" || option == "--keep-text" ||
+        option == "--quiet")
         return command == Command::kRead || command == Command::kConvert;
     return command == Command::kRead;  // --to, -o
 }
@@ -91,17 +92,17 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         SplitOption(arg, name, value, hasValue);
         if (name != "--format" && name != "--options" && name != "--to" && name != "-o" &&
             name != "--plugins" && name != "--to-format" && name != "--encoding" &&
-            name != "--keep-text" && name != "--set") {
+            name != "--keep-text" && name != "--set" && name != "--quiet") {
             throw UsageError("unknown option '" + std::string(name) + "'");
         }
         if (!Accepts(args.command, name)) {
             throw UsageError("option '" + std::string(name) + "' does not apply to '" +
                              std::string(info->name) + "'");
         }
-        if (name == "--keep-text") {
+        if (name == "--keep-text" || name == "--quiet") {
             if (hasValue)
-                throw UsageError("option '--keep-text' takes no value");
-            args.keepText = true;
+                throw UsageError("option '" + std::string(name) + "' takes no value");
+            (name == "--quiet" ? args.quiet : args.keepText) = true;
             continue;
         }
         if (!hasValue) {
@@ -184,8 +185,14 @@ Commands:
       --keep-text  keep every text cell as it is; by default the delimited text,
                  CSV and DIF formats turn a text that is a number into that number
                  and an empty text into a missing cell
+      --quiet    no progress line and no note on the sheet that was read
+      On a terminal, a read that takes more than a second shows a progress line
+      on standard error. When a file holds several sheets (matrices, blocks) and
+      the settings choose none, a note on standard error names what was read and
+      the --set that chooses; a sheet the file lacks is an error.
   zmimport convert IN OUT [--format NAME|INDEX] [--options SETTINGS.xml] [--set K=V]...
                          [--to-format NAME|INDEX] [--encoding KEY] [--keep-text]
+                         [--quiet]
       Read IN as 'read' does and write the sheet to OUT with a writable format of
       this program, chosen by OUT's extension (.txt: "Text File", .dif: "DIF File")
       unless --to-format names one (its name or registry index). --encoding gives

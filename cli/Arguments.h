@@ -24,6 +24,7 @@ struct Arguments {
     std::string toFormat;   // --to-format: the writer's name or registry index (convert)
     std::string encoding;   // --encoding: the written file's encoding key (convert)
     bool keepText = false;  // --keep-text: texts stay texts, never typed
+    bool quiet = false;     // --quiet: no progress line, no note on the sheet read
 };
 
 // A command line that does not follow the grammar; the program exits with status 2.

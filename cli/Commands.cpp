@@ -10,6 +10,7 @@
 #include "cli/FormatTable.h"
 #include "cli/LoaderFormats.h"
 #include "cli/ReaderSession.h"
+#include "cli/SettingsCheck.h"
 
 namespace zmcli {
 
@@ -49,6 +50,11 @@ std::string Join(const std::vector<std::string>& items, const char* separator) {
     return joined;
 }
 
+// "FILE: " before a text that does not name the file itself.
+std::string WhyPrefix(const std::string& file, const std::string& why) {
+    return why == BinaryRefusal(file) ? std::string() : file + ": ";
+}
+
 }  // namespace
 
 int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
@@ -72,7 +78,7 @@ int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
     std::string why;
     const int index = ChooseFormat(args.files, &why);
     if (index == 0) {
-        err << "zmimport: " << args.files.front() << ": " << why << '\n';
+        err << "zmimport: " << WhyPrefix(args.files.front(), why) << why << '\n';
         exitStatus = kExitFailure;
     }
     return index;
@@ -103,7 +109,7 @@ int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err) {
     const int chosen = ChooseFormat(args.files, &why);
     if (chosen == 0) {
         out << "chosen: none\n";
-        err << "zmimport: " << file << ": " << why << '\n';
+        err << "zmimport: " << WhyPrefix(file, why) << why << '\n';
         return kExitFailure;
     }
     out << "chosen: " << chosen << " " << FormatInfo(chosen)->name << '\n';
@@ -168,6 +174,45 @@ std::string SetBase(const Arguments& args, int index) {
         !DefaultOptionsXml(index, args.files.front(), xml, opened, openError))
         return std::string();
     return xml;
+}
+
+bool PlanRead(const Arguments& args, int index, ReadPlan& plan, std::ostream& err) {
+    plan = ReadPlan();
+    plan.base = SetBase(args, index);
+    const std::string& file = args.files.front();
+    if (!args.settings.empty()) {
+        std::string defaults = plan.base, openError;
+        bool opened = false;
+        if (!args.optionsFile.empty())
+            DefaultOptionsXml(index, file, defaults, opened, openError);
+        const SettingsVerdict verdict = CheckSettings(defaults, args.settings);
+        if (!verdict.error.empty()) {
+            err << "zmimport: " << verdict.error << '\n';
+            return false;
+        }
+        if (!verdict.unknown.empty())
+            err << "zmimport: " << UnknownKeysWarning(FormatInfo(index)->name, verdict) << '\n';
+    }
+    if (args.files.size() != 1)
+        return true;
+    plan.offered = FindSheetOffer(index, file, plan.offer);
+    if (!plan.offered)
+        return true;
+    plan.chosen = !args.optionsFile.empty() || SettingsChoose(plan.offer, args.settings);
+    const std::string missing = CheckSheetChoice(plan.offer, args.settings);
+    if (!missing.empty()) {
+        err << "zmimport: " << file << ": " << missing << '\n';
+        return false;
+    }
+    return true;
+}
+
+void NoteSheetRead(const Arguments& args, const ReadPlan& plan, std::ostream& err) {
+    if (args.quiet || !plan.offered || plan.chosen)
+        return;
+    const std::string note = SheetNote(plan.offer);
+    if (!note.empty())
+        err << "zmimport: " << args.files.front() << ": " << note << '\n';
 }
 
 int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {

@@ -118,10 +118,13 @@ int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
     const int reader = FormatFor(readArgs, err, exitStatus);
     if (reader == 0)
         return exitStatus;
-    OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, SetBase(readArgs, reader)))
+    ReadPlan plan;
+    if (!PlanRead(readArgs, reader, plan, err))
         return kExitFailure;
-    SheetSink sink(isatty(STDERR_FILENO) ? stderr : nullptr);
+    OptionsRecord options;
+    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, plan.base))
+        return kExitFailure;
+    SheetSink sink(!args.quiet && isatty(STDERR_FILENO) ? stderr : nullptr);
     sink.TypeTexts(!args.keepText && TypesTextsByDefault(*FormatInfo(reader)));
     const ReadOutcome outcome = ReadIntoSink(reader, readArgs.files, options.Get(), sink);
     if (!outcome.warning.empty())
@@ -131,6 +134,7 @@ int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
         return kExitFailure;
     }
 
+    NoteSheetRead(readArgs, plan, err);
     const std::string error = WriteThroughInterface(writer, output, sink.GetSheet(), args.encoding);
     if (!error.empty()) {
         err << "zmimport: " << output << ": " << error << '\n';

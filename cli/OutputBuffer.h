@@ -57,6 +57,9 @@ class OutputBuffer {
     }
     // False once bytes went to a destination that cannot take them back.
     bool CanRewind() const;
+    // True when whatever is handed on can always be taken back: a regular file, the null
+    // device, or a stream that gets everything at Finish (no pipe and no terminal).
+    bool AlwaysRewinds() const { return file == nullptr || regularFile || nullDevice; }
     // Forgets everything written so far, also what a file already received.
     void Rewind();
     // Hands on the rest; false when the output cannot be written.

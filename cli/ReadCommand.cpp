@@ -26,6 +26,14 @@ std::string FilesLabel(const std::vector<std::string>& files) {
     return label;
 }
 
+// The readers that deliver every cell in row order, left to right: the delimited-text
+// family, whose files are the ones too large to keep.
+bool DeliversRowByRow(const ZmImportFileFormatInfo& info) {
+    const std::string name = info.name != nullptr ? info.name : "";
+    return name == "CSV File" || name == "Text File" || name == "Text UTF-8 File" ||
+           name == "DIF File";
+}
+
 }  // namespace
 
 int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
@@ -39,12 +47,15 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
         return kExitUsage;
     }
 
+    ReadPlan plan;
+    if (!PlanRead(args, index, plan, err))
+        return kExitFailure;
     OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, SetBase(args, index)))
+    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, plan.base))
         return kExitFailure;
 
     const std::string label = FilesLabel(args.files);
-    std::FILE* const progressTerminal = isatty(STDERR_FILENO) ? stderr : nullptr;
+    std::FILE* const progressTerminal = !args.quiet && isatty(STDERR_FILENO) ? stderr : nullptr;
     const bool typeTexts = !args.keepText && TypesTextsByDefault(info);
     std::optional<OutputBuffer> output;
     if (!args.output.empty()) {
@@ -59,13 +70,20 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     }
 
     // Rows are printed while they are read; a reader that goes back to an earlier row
-    // makes the command read the file again into a stored sheet.
+    // makes the command read the file again into a stored sheet. What a pipe or a
+    // terminal received cannot be taken back, so there only the readers that deliver
+    // row by row stream; the others fill a stored sheet first.
     StreamSink stream(args.to, *output, progressTerminal);
     stream.TypeTexts(typeTexts);
-    ReadOutcome outcome = ReadIntoSink(index, args.files, options.Get(), stream);
-    long long dropped = stream.DroppedCells();
     std::unique_ptr<SheetSink> stored;
-    if (outcome.ok && stream.FellBack()) {
+    ReadOutcome outcome;
+    long long dropped = 0;
+    const bool streams = output->AlwaysRewinds() || DeliversRowByRow(info);
+    if (streams) {
+        outcome = ReadIntoSink(index, args.files, options.Get(), stream);
+        dropped = stream.DroppedCells();
+    }
+    if (!streams || (outcome.ok && stream.FellBack())) {
         if (!output->CanRewind()) {
             output->Finish();
             err << "zmimport: " << label
@@ -92,6 +110,7 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
             << " cells outside the sheet were ignored\n";
     }
 
+    NoteSheetRead(args, plan, err);
     if (stored)
         WriteSheet(stored->GetSheet(), args.to, *output);
     else

@@ -15,6 +15,22 @@
 
 namespace zmcli {
 
+namespace {
+
+std::vector<std::string> SplitItems(const std::string& text) {
+    std::vector<std::string> items;
+    size_t start = 0;
+    for (;;) {
+        const size_t end = text.find(';', start);
+        items.push_back(text.substr(start, end - start));
+        if (end == std::string::npos)
+            return items;
+        start = end + 1;
+    }
+}
+
+}  // namespace
+
 OptionsRecord::~OptionsRecord() {
     if (record.data != ownBytes)
         delete[] record.data;
@@ -50,8 +66,14 @@ bool OptionsRecord::Load(const std::string& path, std::string& error,
     try {
         std::unique_ptr<zm::SettingsDocument> document = zm::SettingsDocument::Parse(xml);
         // --set KEY=VALUE: keys of the common section, over what the file says.
-        for (const auto& [key, value] : sets)
-            document->SetString("Settings", key, value);
+        // A key that holds a list (spectral x ranges, blocks) takes ";"-separated items.
+        for (const auto& [key, value] : sets) {
+            const auto items = document->GetList("Settings", key);
+            if (items && !items->empty())
+                document->SetList("Settings", key, SplitItems(value));
+            else
+                document->SetString("Settings", key, value);
+        }
         // The readers refuse an unknown encoding key as bad options; say which key it was.
         const auto key = document->GetString("Settings", "Encoding");
         if (key && !IsKnownEncoding(*key)) {
@@ -130,6 +152,7 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
             return outcome;
         }
         sink.SetDataSize(cols, rows);
+        sink.ExpectCells(static_cast<long long>(cols) * rows);
         const int status = reader->Read(&sink);
         sink.FinishProgress();
         if (const char* warning = reader->GetWarningMessage())

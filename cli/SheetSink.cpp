@@ -2,21 +2,69 @@
 #include "cli/SheetSink.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "cli/TextTyping.h"
 
 namespace zmcli {
 
-void ProgressLine::Update(int row, int rows) {
+namespace {
+
+// How long a read runs before its progress shows: a second, or what the environment's
+// ZMIMPORT_PROGRESS_AFTER_MS says (tests show it at once).
+std::chrono::milliseconds ProgressDelay() {
+    const char* text = std::getenv("ZMIMPORT_PROGRESS_AFTER_MS");
+    long long value = 1000;
+    if (text != nullptr) {
+        const char* end = text + std::strlen(text);
+        long long parsed = 0;
+        const auto [stop, error] = std::from_chars(text, end, parsed);
+        if (error == std::errc() && stop == end && parsed >= 0)
+            value = parsed;
+    }
+    return std::chrono::milliseconds(value);
+}
+
+std::string Duration(double seconds) {
+    const long long whole = static_cast<long long>(seconds + 0.5);
+    if (whole < 60)
+        return std::to_string(whole) + " s";
+    return std::to_string(whole / 60) + " min " + std::to_string(whole % 60) + " s";
+}
+
+}  // namespace
+
+std::string ProgressText(long long cells, long long total, double seconds) {
+    std::string text = "reading cells " + std::to_string(cells);
+    // Readers that learn the size as they go announce less than they deliver.
+    if (total < cells)
+        total = 0;
+    if (total > 0)
+        text += "/" + std::to_string(total) + " (" + std::to_string(100 * cells / total) + "%)";
+    if (seconds > 0 && cells > 0) {
+        const double rate = cells / seconds;
+        text += ", " + std::to_string(static_cast<long long>(rate + 0.5)) + " cells/s";
+        if (total > cells)
+            text += ", " + Duration(static_cast<double>(total - cells) / rate) + " left";
+    }
+    return text;
+}
+
+void ProgressLine::Update() {
     using namespace std::chrono;
     const auto now = steady_clock::now();
-    if (now - start < seconds(1) || now - lastShown < milliseconds(250))
+    if (now - start < ProgressDelay() || now - lastShown < milliseconds(250))
         return;
+    const long long cells = static_cast<long long>(ticks);
     lastShown = now;
-    std::string text = "\rreading rows " + std::to_string(row);
-    if (rows > 0)
-        text += "/" + std::to_string(rows);
+    if (callback)
+        callback(cells, expected);
+    if (terminal == nullptr)
+        return;
+    std::string text = "\r" + ProgressText(cells, expected, duration<double>(now - start).count());
     // Pad over a longer earlier line so no digits are left behind.
     const size_t width = text.size();
     if (width < shownWidth)

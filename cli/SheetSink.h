@@ -3,34 +3,49 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
+#include <string>
+#include <utility>
 
 #include "cli/Sheet.h"
 #include "framework/SpreadSheetData.h"
 
 namespace zmcli {
 
-// "\rreading rows 12000/50000" on a terminal, at most four times a second, starting once
-// a read has taken a second; Finish() wipes it.
+// "reading cells 12000/50000 (24%), 8000 cells/s, 5 s left": the progress of a read that
+// has run `seconds` (without a total: "reading cells 12000, 8000 cells/s").
+std::string ProgressText(long long cells, long long total, double seconds);
+
+// The progress line on a terminal, rewritten at most four times a second, starting once
+// a read has taken a second; Finish() wipes it. Cells are counted, not rows, since some
+// readers deliver column by column. A callback, if set, is called as often with the
+// cells read and the cells the reader announced (0 when it announced none).
 class ProgressLine {
   public:
+    using Callback = std::function<void(long long cells, long long total)>;
     explicit ProgressLine(std::FILE* terminal) : terminal(terminal) {}
     ~ProgressLine() { Finish(); }
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
     // Called for every cell; looks at the clock only every few thousand calls.
-    void Tick(int row, int rows) {
-        if (terminal != nullptr && ++ticks % kTicksPerClockCheck == 0)
-            Update(row, rows);
+    void Tick(int, int) {
+        if ((terminal != nullptr || callback) && ++ticks % kTicksPerClockCheck == 0)
+            Update();
     }
+    // The cells the read will deliver, as the reader announced its size.
+    void Expect(long long cells) { expected = cells; }
     void Finish();
+    void SetCallback(Callback call) { callback = std::move(call); }
 
   private:
     static constexpr unsigned kTicksPerClockCheck = 4096;
-    void Update(int row, int rows);
+    void Update();
 
     std::FILE* terminal;  // null: no progress shown
-    unsigned ticks = 0;
+    Callback callback;
+    unsigned long long ticks = 0;
+    long long expected = 0;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point lastShown{};
     size_t shownWidth = 0;
@@ -47,6 +62,8 @@ class CommandSink : public ReadSpreadSheetData {
 
     void TypeTexts(bool on) { typeTexts = on; }
     void FinishProgress() { progress.Finish(); }
+    void OnProgress(ProgressLine::Callback call) { progress.SetCallback(std::move(call)); }
+    void ExpectCells(long long cells) { progress.Expect(cells); }
 
   protected:
     ProgressLine progress;

@@ -170,9 +170,11 @@ void ColumnSheet::CopyNumbers(int col, int first, size_t count, double* out) con
 
 void ColumnSheetSink::Set(int col, int row, float value) {
     sheet.SetNumber(col, row, Widened(value));
+    progress.Tick(row, 0);
 }
 
 void ColumnSheetSink::Set(int col, int row, const char* text) {
+    progress.Tick(row, 0);
     double number;
     if (!typeTexts) {
         sheet.SetText(col, row, text != nullptr ? text : "");

@@ -163,11 +163,18 @@ class ColumnSheetSink : public zmcli::CommandSink {
     int GetNumberOfRows() override { return sheet.Rows(); }
     void SetDataSize(int cols, int rows) override { sheet.Announce(cols, rows); }
 
-    void Set(int col, int row, int value) override { sheet.SetNumber(col, row, value); }
+    void Set(int col, int row, int value) override {
+        sheet.SetNumber(col, row, value);
+        progress.Tick(row, 0);
+    }
     void Set(int col, int row, long long value) override {
         sheet.SetNumber(col, row, static_cast<double>(value));
+        progress.Tick(row, 0);
     }
-    void Set(int col, int row, double value) override { sheet.SetNumber(col, row, value); }
+    void Set(int col, int row, double value) override {
+        sheet.SetNumber(col, row, value);
+        progress.Tick(row, 0);
+    }
     void Set(int col, int row, float value) override;
     // Typed as ParseNumberText types it; plain decimals take a one-pass shortcut.
     void Set(int col, int row, const char* text) override;

@@ -2,6 +2,7 @@
 // into lists, a NumPy array or a pandas DataFrame, and conversion through the writers.
 // Files are read exactly as the command line reads them (same format choice, settings
 // documents and typing of text cells), with the interpreter's lock released meanwhile.
+#include <pybind11/eval.h>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -24,6 +25,7 @@
 #include "cli/TextTyping.h"
 #include "framework/ZmImport.h"
 #include "python/ColumnSheet.h"
+#include "python/PandasHelpers.h"
 
 namespace py = pybind11;
 
@@ -34,12 +36,17 @@ struct Refusal {
     std::string message;
     int code;
     std::string format;
+    std::string file;  // the file that failed, "" when none is to blame
 };
 
 py::object readErrorType;
 
 [[noreturn]] void Raise(const Refusal& refusal) {
-    py::object error = readErrorType(refusal.message);
+    const bool named = refusal.file.empty() || refusal.message.rfind(refusal.file, 0) == 0;
+    py::object error =
+        readErrorType(named ? refusal.message : refusal.file + ": " + refusal.message);
+    error.attr("filename") =
+        refusal.file.empty() ? py::object(py::none()) : py::object(py::str(refusal.file));
     error.attr("code") = refusal.code;
     error.attr("format") =
         refusal.format.empty() ? py::object(py::none()) : py::object(py::str(refusal.format));
@@ -82,10 +89,17 @@ std::vector<std::pair<std::string, std::string>> SettingsOf(const py::object& op
         throw py::type_error("options must be a dict of settings keys and values");
     for (const auto& [key, value] : options.cast<py::dict>()) {
         std::string text;
-        if (py::isinstance<py::bool_>(value))
+        if (py::isinstance<py::bool_>(value)) {
             text = value.cast<bool>() ? "true" : "false";
-        else
+        } else if (py::isinstance<py::list>(value) || py::isinstance<py::tuple>(value)) {
+            // A list key takes its items as ";"-separated text.
+            for (const py::handle item : value) {
+                text += text.empty() ? "" : ";";
+                text += py::str(item).cast<std::string>();
+            }
+        } else {
             text = py::str(value).cast<std::string>();
+        }
         sets.emplace_back(py::str(key).cast<std::string>(), text);
     }
     return sets;
@@ -260,13 +274,51 @@ int FormatIndex(const std::vector<std::string>& files, const py::object& format,
             text.pop_back();
         if (!args.format.empty() && zmcli::ResolveFormat(args.format) == 0)
             throw py::value_error(text);
-        Raise({text, 0, ""});
+        Raise({text, 0, "", files.front()});
     }
     name = zmcli::FormatInfo(index)->name;
     return index;
 }
 
-PySheet Read(const py::object& paths, const py::object& format, const py::object& options) {
+// The text of what the command line would print, without its "zmimport: " prefixes.
+std::string Stripped(const std::string& printed) {
+    std::string text;
+    std::istringstream lines(printed);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("zmimport: ", 0) == 0)
+            line.erase(0, 10);
+        text += (text.empty() ? "" : "\n") + line;
+    }
+    return text;
+}
+
+// A file object's bytes in a temporary file, for the readers that need a path; the file
+// goes when the object does.
+py::object Spooled(const py::object& source) {
+    py::module_ tempfile = py::module_::import("tempfile");
+    py::module_ os = py::module_::import("os");
+    std::string suffix;
+    if (py::hasattr(source, "name") && py::isinstance<py::str>(source.attr("name")))
+        suffix =
+            py::str(os.attr("path").attr("splitext")(source.attr("name")).cast<py::tuple>()[1]);
+    py::object spool =
+        tempfile.attr("NamedTemporaryFile")(py::arg("suffix") = suffix, py::arg("delete") = true);
+    py::object data = source.attr("read")();
+    if (py::isinstance<py::str>(data))
+        data = data.attr("encode")("utf-8");
+    spool.attr("write")(data);
+    spool.attr("flush")();
+    return spool;
+}
+
+PySheet Read(const py::object& source, const py::object& format, const py::object& options,
+             const py::object& progress) {
+    py::object spool;
+    py::object paths = source;
+    if (py::hasattr(source, "read") && !py::hasattr(source, "__fspath__")) {
+        spool = Spooled(source);
+        paths = spool.attr("name");
+    }
     const std::vector<std::string> files = PathsOf(paths);
     const auto sets = SettingsOf(options);
     std::string name;
@@ -278,25 +330,63 @@ PySheet Read(const py::object& paths, const py::object& format, const py::object
     args.files = files;
     args.format = std::to_string(index);
     args.settings = sets;
+    zmcli::ReadPlan plan;
+    std::ostringstream told;
+    if (!zmcli::PlanRead(args, index, plan, told))
+        throw py::value_error(Stripped(told.str()));
+    if (!told.str().empty())
+        py::module_::import("warnings")
+            .attr("warn")(Stripped(told.str()), py::arg("stacklevel") = 2);
     zmcli::OptionsRecord record;
     std::ostringstream err;
-    if (!record.LoadIfGiven("", err, sets, zmcli::SetBase(args, index)))
-        throw py::value_error(err.str());
+    if (!record.LoadIfGiven("", err, sets, plan.base))
+        throw py::value_error(Stripped(err.str()));
     auto sink = std::make_unique<zmpy::ColumnSheetSink>();
     sink->TypeTexts(zmcli::TypesTextsByDefault(info));
+    if (!progress.is_none()) {
+        sink->OnProgress([progress](long long cells, long long total) {
+            py::gil_scoped_acquire locked;
+            try {
+                progress(cells, total);
+            } catch (py::error_already_set&) {
+                // A failing callback costs the caller its progress, not the read.
+            }
+        });
+    }
     zmcli::ReadOutcome outcome;
     {
         py::gil_scoped_release unlocked;
         outcome = zmcli::ReadIntoSink(index, files, record.Get(), *sink);
     }
-    if (!outcome.ok)
-        Raise({outcome.error, outcome.code, name});
+    sink->OnProgress(nullptr);
+    if (!outcome.ok) {
+        std::string label;
+        for (const std::string& file : files)
+            label += (label.empty() ? "" : ", ") + file;
+        // A file object is named by its own name where it has one.
+        const bool named =
+            spool && py::hasattr(source, "name") && py::isinstance<py::str>(source.attr("name"));
+        Raise({outcome.error, outcome.code, name, named ? PathText(source.attr("name")) : label});
+    }
     std::string warning = outcome.warning;
     if (const long long dropped = sink->Sheet().DroppedCells(); dropped != 0) {
         warning += warning.empty() ? "" : "\n";
         warning += std::to_string(dropped) + " cells outside the sheet were ignored";
     }
     return PySheet(std::move(sink), warning, name);
+}
+
+py::list Sheets(const py::object& path) {
+    const std::vector<std::string> files = PathsOf(path);
+    std::string name;
+    const int index = FormatIndex(files, py::none(), name);
+    zmcli::SheetOffer offer;
+    py::list names;
+    if (zmcli::FindSheetOffer(index, files.front(), offer)) {
+        for (const std::string& sheet : offer.available)
+            names.append(py::str(sheet));
+    }
+    return names;
 }
 
 void Convert(const py::object& source, const py::object& target, const py::object& format,
@@ -321,7 +411,7 @@ void Convert(const py::object& source, const py::object& target, const py::objec
             text.pop_back();
         if (status == zmcli::kExitUsage)
             throw py::value_error(text);
-        Raise({text, 0, ""});
+        Raise({text, 0, "", args.files.front()});
     }
 }
 
@@ -368,6 +458,31 @@ PYBIND11_MODULE(zmimport, m) {
         .def("to_pandas", &PySheet::ToPandas, py::arg("header") = true, py::arg("index") = false,
              "A DataFrame: with header, the first row names the columns; with index, the "
              "first column is the index. Columns of numbers are float64, others object.")
+        .def(py::pickle(
+            [](const PySheet& s) {
+                return py::make_tuple(s.format, s.warning, s.Sheet().Rows(), s.Sheet().Columns(),
+                                      s.Cells());
+            },
+            [](const py::tuple& state) {
+                if (state.size() != 5)
+                    throw py::value_error("not a pickled zmimport.Sheet");
+                auto sink = std::make_unique<zmpy::ColumnSheetSink>();
+                const int rows = state[2].cast<int>(), cols = state[3].cast<int>();
+                sink->SetDataSize(cols, rows);
+                const py::list cells = state[4].cast<py::list>();
+                for (int r = 0; r < static_cast<int>(cells.size()); ++r) {
+                    const py::list row = cells[r].cast<py::list>();
+                    for (int c = 0; c < static_cast<int>(row.size()); ++c) {
+                        const py::handle cell = row[c];
+                        if (py::isinstance<py::str>(cell))
+                            sink->Set(c + 1, r + 1, cell.cast<std::string>().c_str());
+                        else if (!cell.is_none())
+                            sink->Set(c + 1, r + 1, cell.cast<double>());
+                    }
+                }
+                return PySheet(std::move(sink), state[1].cast<std::string>(),
+                               state[0].cast<std::string>());
+            }))
         .def("__repr__", [](const PySheet& s) {
             return "<zmimport.Sheet " + std::to_string(s.Sheet().Rows()) + "x" +
                    std::to_string(s.Sheet().Columns()) + " (" + s.format + ")>";
@@ -407,11 +522,26 @@ PYBIND11_MODULE(zmimport, m) {
         py::arg("path"),
         "The format that would read the file (or None), and each format's answer.");
     m.def("read", &Read, py::arg("path"), py::arg("format") = py::none(),
-          py::arg("options") = py::none(),
-          "Reads one file, or several for formats that merge files, into a Sheet. `options` "
-          "is a dict of settings keys, e.g. {\"Sheets\": \"Data\", \"Delimiter\": \";\"}.");
+          py::arg("options") = py::none(), py::arg("progress") = py::none(),
+          "read(path, format=None, options=None, progress=None) -> Sheet\n\n"
+          "Reads one file, or several for formats that merge files, into a Sheet. `path` is a "
+          "str, a pathlib.Path, a list of them, or a binary file object (spooled to a "
+          "temporary file). `format` names the format (see formats()); without it the "
+          "content chooses. `options` is a dict of settings keys, e.g. "
+          "{\"Sheets\": \"Data\", \"Delimiter\": \";\"}; a list value becomes a "
+          "\";\"-separated list. A key the format does not read gives a UserWarning; a "
+          "value that does not parse or a sheet the file lacks raises ValueError. "
+          "`progress(cells, total)` is called a few times a second once a read has run a "
+          "second (total is 0 when the reader does not know it). Raises ReadError (with "
+          "`filename`, `code` and `format`) when the file cannot be read.");
+    m.def("sheets", &Sheets, py::arg("path"),
+          "The names of the sheets (matrices, blocks) the file offers to choose with the "
+          "\"Sheets\" (\"DataBlocks\") option; [] for a format without a choice.");
     m.def("convert", &Convert, py::arg("source"), py::arg("target"), py::arg("format") = py::none(),
           py::arg("options") = py::none(),
           "Reads `source` and writes it as `target` with the writer its extension (or "
           "`format`) names.");
+
+    // The pandas conveniences, written in Python over the functions above.
+    py::exec(zmpy::kPandasHelpers, m.attr("__dict__"));
 }

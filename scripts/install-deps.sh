@@ -15,6 +15,7 @@ packages=(
   python3 python3-pandas python3-numpy python3-xlrd python3-xlwt python3-openpyxl python3-xlsxwriter
   python3-scipy libmatio-dev matio-tools python3-netcdf4
   python3-dev pybind11-dev python3-pybind11 python3-pytest python3-dask python3-distributed
+  python3-build python3-setuptools python3-wheel python3-venv python3-pip
   time locales gnumeric nodejs npm
 )
 

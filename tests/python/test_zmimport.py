@@ -155,7 +155,8 @@ def test_errors(tmp_path):
         zmimport.read(ROOT / "README.md", format="Excel2007 File")
     assert refused.value.code == 770
     assert refused.value.format == "Excel2007 File"
-    assert str(refused.value) == "Unable to open Excel file."
+    assert str(refused.value) == str(ROOT / "README.md") + ": Unable to open Excel file."
+    assert refused.value.filename == str(ROOT / "README.md")
     with pytest.raises(ValueError):
         zmimport.read(ROOT / "README.md", format="No Such Format")
     with pytest.raises(TypeError):
@@ -217,3 +218,11 @@ def test_the_dask_example_reads_a_folder(tmp_path):
                           capture_output=True, text=True, timeout=600, env=os.environ.copy())
     assert done.returncode == 0, done.stderr[-2000:]
     assert "600 rows from 300 files" in done.stdout
+    # One damaged file among them costs its own rows only, and is named at the end.
+    (tmp_path / "run999.csv").write_bytes(b"\x7fELF" + bytes(range(256)) * 40)
+    done = subprocess.run([sys.executable, str(example), str(tmp_path), "--workers", "2"],
+                          capture_output=True, text=True, timeout=600, env=os.environ.copy())
+    assert done.returncode == 1
+    assert "600 rows from 300 files" in done.stdout
+    assert "1 files could not be read:" in done.stderr
+    assert "run999.csv: " in done.stderr and "binary content" in done.stderr
