@@ -1,0 +1,105 @@
+// JCAMP-DX reader: the x axis of resampled rows, line-start x checks, a second Open and
+// file names that hold the list's separator.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "formats/spectral/JCAMPFile.h"
+#include "platform/FileNames.h"
+#include "tests/support/RecordingSink.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string Message(JCAMPFile& reader) {
+    char buffer[1024];
+    reader.GetErrorMessage(buffer, sizeof buffer);
+    return buffer;
+}
+
+// A scratch folder of its own per test.
+struct Scratch {
+    explicit Scratch(const std::string& name)
+        : dir(fs::path(::testing::TempDir()) / ("zm-jcamp-" + name)) {
+        fs::remove_all(dir);
+        fs::create_directories(dir);
+    }
+    ~Scratch() { fs::remove_all(dir); }
+    std::string Write(const std::string& name, const std::string& text) const {
+        const std::string path = (dir / name).string();
+        std::ofstream(path, std::ios::binary) << text;
+        return path;
+    }
+    fs::path dir;
+};
+
+// An XYDATA block of `n` points y = i from `first` to `last`, ten values a line, each line
+// starting with its x; `npoints` false leaves "##NPOINTS=" out; `skipLine` >= 0 drops
+// that data line.
+std::string Spectrum(int n, double first, double last, bool npoints = true, int skipLine = -1) {
+    std::string text = "##TITLE=n" + std::to_string(n) + "\n##JCAMP-DX=4.24\n##DATA TYPE=IR\n";
+    char buffer[128];
+    std::snprintf(buffer, sizeof buffer, "##FIRSTX=%.17g\n##LASTX=%.17g\n", first, last);
+    text += buffer;
+    if (npoints)
+        text += "##NPOINTS=" + std::to_string(n) + "\n";
+    text += "##XFACTOR=1\n##YFACTOR=1\n##XYDATA=(X++(Y..Y))\n";
+    const double step = (last - first) / (n - 1);
+    for (int i = 0, line = 0; i < n; i += 10, ++line) {
+        std::string data;
+        std::snprintf(buffer, sizeof buffer, "%.10g", first + i * step);
+        data += buffer;
+        for (int k = i; k < std::min(n, i + 10); ++k)
+            data += " " + std::to_string(k);
+        if (line != skipLine)
+            text += data + "\n";
+    }
+    return text + "##END=\n";
+}
+
+TEST(JCAMPFileAxis, ResampledRowsKeepTheirLastPoint) {
+    // Spectra over one x range with other point counts end on the reference's last x:
+    // its last column always gets the other row's last value, whatever the rounding of
+    // first + i * step.
+    Scratch scratch("ends");
+    int pairs = 0;
+    for (int n = 20; n < 120; n += 3) {
+        const std::string reference = scratch.Write("a.jdx", Spectrum(n, 399.1, 4001.7));
+        const std::string other = scratch.Write("b.jdx", Spectrum(n + 7, 399.1, 4001.7));
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, zm::JoinFileNames({reference, other}), sink), 0)
+            << Message(reader);
+        ASSERT_EQ(sink.cols, n + 1) << n;
+        EXPECT_TRUE(sink.Has(sink.cols, 3)) << "n = " << n;
+        EXPECT_NEAR(sink.Number(sink.cols, 3), n + 6, 1e-6) << n;
+        EXPECT_EQ(sink.Number(2, 3), 0) << n;
+        ++pairs;
+    }
+    EXPECT_GT(pairs, 30);
+}
+
+TEST(JCAMPFileAxis, ASecondOpenStartsAfresh) {
+    Scratch scratch("reopen");
+    const std::string a = scratch.Write("a.jdx", Spectrum(30, 100, 129));
+    const std::string b = scratch.Write("b.jdx", Spectrum(12, 5, 16));
+    JCAMPFile reader;
+    ASSERT_EQ(reader.Open(true, a.c_str(), nullptr), 0);
+    ASSERT_EQ(reader.GetNumJCAMPBlocks(), 1);
+    ASSERT_EQ(reader.Open(true, b.c_str(), nullptr), 0) << Message(reader);
+    EXPECT_EQ(reader.GetNumJCAMPBlocks(), 1);
+    zmtest::RecordingSink sink;
+    sink.SetDataSize(reader.GetNumCols(), reader.GetNumRows());
+    ASSERT_EQ(reader.Read(&sink), 0);
+    EXPECT_EQ(sink.rows, 2);
+    EXPECT_EQ(sink.cols, 13);
+    EXPECT_EQ(sink.Number(2, 1), 5);
+    EXPECT_EQ(sink.Text(1, 2), "n12");
+}
+
+}  // namespace
