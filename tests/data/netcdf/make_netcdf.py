@@ -131,6 +131,9 @@ def main():
         descriptions=[(2, 4, 1100, 1300)], times=False)
     mva("mva_byte.cdf", "byte", [[x + 60 for x in row] for row in grid], names=False,
         missing="80")
+    # Signed bytes, a negative one the missing-value marker.
+    mva("mva_signed_byte.cdf", "byte", [[-5, -128, 127, 3, -1], [0, -5, 5, -100, 100]],
+        names=False, missing="-5")
     mva("mva_short.cdf", "short", [[-x * 100 for x in row] for row in grid], spectral=True,
         headers=["s1", "s2", "s3"])
     mva("mva_long.cdf", "long", [[x * 100000 for x in row] for row in grid],
