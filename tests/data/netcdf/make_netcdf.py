@@ -142,6 +142,21 @@ def main():
     mva("mva_matrix.cdf", "float", grid, rows_per_point=2)
     mva("mva_unknown_type.cdf", "complex", grid)
     mva("mva_no_data.cdf", "float", grid, data=False)
+    vast_unwritten("mva_vast_unwritten.nc")
+
+
+def vast_unwritten(name):
+    """A netCDF-4 file of 6.5 KB declaring 2^40 doubles it never wrote: read in full they
+    would be fill values for hours."""
+    ds = netCDF4.Dataset(path(name), "w", format="NETCDF4")
+    ds.mva_template_revision = "1.0"
+    ds.raw_data_mva_format = "double"
+    ds.createDimension("sequence_no", 1 << 20)
+    ds.createDimension("number_data_points", 1 << 20)
+    ds.createDimension("string_len", 16)
+    ds.createVariable("observation", "f8", ("sequence_no", "number_data_points"),
+                      chunksizes=(1, 1 << 16))
+    ds.close()
 
 
 if __name__ == "__main__":

@@ -102,4 +102,70 @@ TEST(JCAMPFileAxis, ASecondOpenStartsAfresh) {
     EXPECT_EQ(sink.Text(1, 2), "n12");
 }
 
+TEST(JCAMPFileAxis, LineStartsTellAMissingLineWithoutAPointCount) {
+    // 100 points, ten a line. A line left out stretches the x axis silently unless the x
+    // that starts each line is checked: the warning says how many points the file held
+    // and how many its line starts call for, as it does when "##NPOINTS=" is given.
+    Scratch scratch("lines");
+    const struct {
+        bool npoints;
+        int skip;
+        bool warned;
+    } cases[] = {
+        {false, -1, false}, {false, 0, true}, {false, 4, true},
+        {false, 9, true},   {true, 4, true},  {true, -1, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "npoints " << c.npoints << ", line " << c.skip);
+        const std::string path =
+            scratch.Write("lines.jdx", Spectrum(100, 1000, 1099, c.npoints, c.skip));
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, path, sink), 0) << Message(reader);
+        const char* warning = reader.GetWarningMessage();
+        ASSERT_EQ(warning != nullptr, c.warned) << (warning ? warning : "");
+        if (warning != nullptr) {
+            EXPECT_NE(std::string(warning).find("Could only read 90 y-values, but expected to "
+                                                "read 100."),
+                      std::string::npos)
+                << warning;
+        }
+    }
+}
+
+TEST(JCAMPFileAxis, BlocksOpenedWithoutEndAreRefusedAndEmptyOnesCostNothing) {
+    Scratch scratch("labels");
+    std::string open = "##TITLE=a\n";
+    for (int i = 0; i < 100; ++i)
+        open += "##TITLE=t\n";
+    JCAMPFile deep;
+    EXPECT_EQ(deep.Open(true, scratch.Write("deep.jdx", open).c_str(), nullptr),
+              JCAMPFile::kTitleEndMismatch);
+
+    // 200,000 blocks without data, then one with: the empty ones leave nothing behind, so
+    // the block list holds the one.
+    std::string many;
+    for (int i = 0; i < 200000; ++i)
+        many += "##TITLE=e\n##PAGE=p\n##PAGE=q\n##END=\n";
+    many += Spectrum(12, 5, 16);
+    JCAMPFile reader;
+    ASSERT_EQ(reader.Open(true, scratch.Write("many.jdx", many).c_str(), nullptr), 0)
+        << Message(reader);
+    EXPECT_EQ(reader.GetNumJCAMPBlocks(), 1);
+}
+
+TEST(JCAMPFileAxis, ANameHoldingALineFeedStaysOneFile) {
+    Scratch scratch("names");
+    const std::string odd = scratch.Write("x.jdx\ny.jdx", Spectrum(12, 5, 16));
+    scratch.Write("x.jdx", Spectrum(30, 100, 129));
+    scratch.Write("y.jdx", Spectrum(30, 100, 129));
+    for (const std::string& names : {zm::JoinFileNames({odd}), odd}) {
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, names, sink), 0) << Message(reader);
+        EXPECT_EQ(sink.rows, 2);
+        EXPECT_EQ(sink.cols, 13);
+    }
+}
+
 }  // namespace
