@@ -235,6 +235,19 @@ TEST(AndiFileReader, SeveralFilesShareOneSheet) {
     }
 }
 
+TEST(AndiFileReader, NoIntervalWithTheFilterOnKeepsNoColumn) {
+    USDConstraints c;
+    c.IncludeAllValues = false;
+    c.NumberOfIncludedIntervals = 0;
+    ConstraintsRecord options(c);
+    NetCDFFile reader;
+    ASSERT_EQ(reader.Open(true, Fixture("aia_run1.cdf").c_str(), &options.record), 0)
+        << Message(reader);
+    // No columns at all, so a host refuses the sheet as empty.
+    EXPECT_EQ(reader.GetNumCols(), 0);
+    EXPECT_EQ(reader.GetNumRows(), 3);
+}
+
 TEST(AndiFileReader, RefusesFilesThatDoNotShareTheAxis) {
     const std::string sampling =
         "To be able to import several files at a time, all selected files must have the same "
