@@ -1,6 +1,9 @@
 // JCAMP-DX reader: the x axis of resampled rows, line-start x checks, a second Open and
 // file names that hold the list's separator.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -82,6 +85,57 @@ TEST(JCAMPFileAxis, ResampledRowsKeepTheirLastPoint) {
         ++pairs;
     }
     EXPECT_GT(pairs, 30);
+}
+
+// The peak resident size, in kilobytes, of a child that runs `work`.
+template <typename Work>
+long PeakKilobytesOf(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        work();
+        _exit(0);
+    }
+    int status = 0;
+    rusage usage{};
+    if (child < 0 || wait4(child, &status, 0, &usage) != child || !WIFEXITED(status))
+        return -1;
+    return usage.ru_maxrss;
+}
+
+TEST(JCAMPFileAxis, ResampledRowsTakeNoRoomOfTheirOwn) {
+    // One spectrum of 200,000 points and 100 short ones over its x range: each short one
+    // resampled onto the long axis would be 1.6 MB if held, 160 MB for the sheet. They
+    // are resampled as they are written, so the read stays within 16 bytes per input
+    // byte over what an idle child takes.
+    Scratch scratch("room");
+    std::vector<std::string> names{scratch.Write("long.jdx", Spectrum(200000, 400, 4000))};
+    for (int i = 0; i < 100; ++i)
+        names.push_back(scratch.Write("s" + std::to_string(i) + ".jdx", Spectrum(50, 400, 4000)));
+    uintmax_t input = 0;
+    for (const std::string& name : names)
+        input += fs::file_size(name);
+    const std::string joined = zm::JoinFileNames(names);
+    const long idle = PeakKilobytesOf([] {});
+    const long read = PeakKilobytesOf([&joined] {
+        JCAMPFile reader;
+        if (reader.Open(true, joined.c_str(), nullptr) != 0 || reader.GetNumRows() != 102 ||
+            reader.GetNumCols() != 200001)
+            _exit(1);
+        // A sink that keeps nothing: the reader's own memory is what is measured.
+        struct Drop : ReadSpreadSheetData {
+            int GetNumberOfColumns() override { return 200001; }
+            int GetNumberOfRows() override { return 102; }
+            void Set(int, int, const char*) override {}
+            void Set(int, int, float) override {}
+            void SetDataSize(int, int) override {}
+        } drop;
+        if (reader.Read(&drop) != 0)
+            _exit(1);
+    });
+    ASSERT_GT(idle, 0);
+    ASSERT_GT(read, 0);
+    EXPECT_LT(static_cast<uintmax_t>(read - idle), 16 * input / 1024 + 8 * 1024)
+        << "input " << input << " bytes";
 }
 
 TEST(JCAMPFileAxis, ASecondOpenStartsAfresh) {
