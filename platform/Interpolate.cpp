@@ -46,8 +46,17 @@ std::vector<double> InterpolateVector(const std::vector<double>& x, const std::v
     sy.resize(kept);
     if (sx.empty())
         return out;
+    // A grid computed as first + i * step may end a rounding step or two beyond the
+    // other curve's ends although both name the same first and last x: targets within a
+    // few ulps of an end are taken as that end.
+    const double slack = 8 * std::numeric_limits<double>::epsilon() *
+                         std::max(std::fabs(sx.front()), std::fabs(sx.back()));
     for (size_t i = 0; i < targetX.size(); ++i) {
-        const double t = targetX[i];
+        double t = targetX[i];
+        if (t < sx.front() && t >= sx.front() - slack)
+            t = sx.front();
+        else if (t > sx.back() && t <= sx.back() + slack)
+            t = sx.back();
         if (!(t >= sx.front() && t <= sx.back()))
             continue;
         const auto hi = static_cast<size_t>(std::lower_bound(sx.begin(), sx.end(), t) - sx.begin());

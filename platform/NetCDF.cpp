@@ -4,17 +4,21 @@
 #include <fcntl.h>
 #include <netcdf.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <memory>
-#include <thread>
+#include <mutex>
+#include <tuple>
 #include <vector>
 
 #include "platform/NetCDFHeader.h"
@@ -41,8 +45,13 @@ void TrimText(std::string& text) {
         text.pop_back();
 }
 
-// How long the trial opening of an HDF5-based file may take.
-constexpr auto kTrialTime = std::chrono::seconds(20);
+// The processor time the trial of an HDF5-based file may take: two seconds, and one more
+// per megabyte of file. Processor time rather than time on the clock, so that a loaded
+// machine never refuses a valid file; what the trial reads is bounded by the file's size
+// too (below), so a valid file stays far inside the limit.
+rlim_t TrialSeconds(uint64_t fileSize) {
+    return static_cast<rlim_t>(2 + fileSize / (uint64_t{1} << 20));
+}
 
 bool HasHDF5Signature(const std::string& path) {
     static constexpr unsigned char kSignature[8] = {0x89, 'H', 'D', 'F', '\r', '\n', 0x1A, '\n'};
@@ -55,11 +64,53 @@ bool HasHDF5Signature(const std::string& path) {
     return read && std::memcmp(head, kSignature, sizeof head) == 0;
 }
 
+// Gives each chunked variable of a netCDF-4 file a chunk cache that holds one row of its
+// chunks (every chunk across the dimensions after the first), so that reading the
+// variable row by row inflates each chunk once rather than once per row. Bounded by
+// 32 MB and eight times the file's size, whichever is more, but never past 256 MB.
+void SizeChunkCaches(int id, uint64_t fileSize) {
+    int variables = 0;
+    if (nc_inq_nvars(id, &variables) != NC_NOERR)
+        return;
+    const uint64_t cap = std::min<uint64_t>(std::max<uint64_t>(uint64_t{32} << 20, 8 * fileSize),
+                                            uint64_t{256} << 20);
+    for (int v = 0; v < variables; ++v) {
+        nc_type type = 0;
+        int dims = 0;
+        int dimIds[NC_MAX_VAR_DIMS] = {};
+        size_t size = 0;
+        int storage = 0;
+        size_t chunks[NC_MAX_VAR_DIMS] = {};
+        if (nc_inq_var(id, v, nullptr, &type, &dims, dimIds, nullptr) != NC_NOERR || dims < 1 ||
+            nc_inq_type(id, type, nullptr, &size) != NC_NOERR || size == 0 ||
+            nc_inq_var_chunking(id, v, &storage, chunks) != NC_NOERR || storage != NC_CHUNKED)
+            continue;
+        uint64_t bytes = size * std::max<size_t>(chunks[0], 1);
+        uint64_t count = 1;
+        for (int d = 1; d < dims && bytes <= cap; ++d) {
+            size_t length = 0;
+            if (nc_inq_dimlen(id, dimIds[d], &length) != NC_NOERR || chunks[d] == 0)
+                break;
+            const uint64_t across = (length + chunks[d] - 1) / chunks[d];
+            bytes *= std::max<uint64_t>(across, 1) * chunks[d];
+            count *= std::max<uint64_t>(across, 1);
+        }
+        if (bytes <= (uint64_t{1} << 20))
+            continue;  // the library's own cache holds it
+        nc_set_var_chunk_cache(id, v, static_cast<size_t>(std::min(bytes, cap)),
+                               static_cast<size_t>(std::min<uint64_t>(count * 4 + 1, 100003)),
+                               0.75f);
+    }
+}
+
 // Reads, block by block, every attribute and the values of every variable of plain type:
 // all a reader may ask of the file. Errors are no matter here, only whether the library
-// survives them.
-void TouchEverything(int id) {
+// survives them. A variable larger than the file could hold compressed at the deflate
+// filter's best ratio is left out (a reader refuses it anyway), so that a small file
+// declaring a vast variable of fill values cannot keep the trial busy.
+void TouchEverything(int id, uint64_t fileSize) {
     constexpr size_t kBlockBytes = size_t{4} << 20;
+    const uint64_t mostBytes = fileSize * kBestCompression;
     std::vector<unsigned char> block(kBlockBytes);
     int variables = 0;
     if (nc_inq_nvars(id, &variables) != NC_NOERR)
@@ -101,6 +152,8 @@ void TouchEverything(int id) {
             if (d > 0)
                 rowValues *= count[d];
         }
+        if (dims > 0 && rowValues != 0 && count[0] > mostBytes / size / rowValues)
+            fits = false;
         if (!fits)
             continue;
         if (dims == 0) {
@@ -121,39 +174,85 @@ void TouchEverything(int id) {
 // The HDF5 library under netCDF-4 crashes (frees a wild pointer) on some damaged files
 // instead of answering an error, and would take the host application with it. An
 // HDF5-based file is therefore opened and read in full first in a child process; only
-// when that ends normally is it opened here.
-bool OpensInAChild(const std::string& path) {
-    const pid_t child = fork();
-    if (child < 0)
+// when the child says through a pipe that it got through is it opened here. The answer
+// travels through the pipe, not the exit status, so a host that reaps its children
+// itself (or ignores SIGCHLD) does not turn every file into a failure. The child dies
+// with its parent and within its own processor-time limit.
+bool OpensInAChild(const std::string& path, uint64_t fileSize) {
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0)
         return false;
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child < 0) {
+        close(fds[0]);
+        close(fds[1]);
+        return false;
+    }
     if (child == 0) {
+        close(fds[0]);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent)
+            _exit(1);  // the parent died before the line above took effect
+        const rlim_t seconds = TrialSeconds(fileSize);
+        const struct rlimit cpu = {seconds, seconds + 1};
+        setrlimit(RLIMIT_CPU, &cpu);
         // The child's complaints (an abort message) are not the host's to print.
         const int quiet = open("/dev/null", O_WRONLY);
-        if (quiet >= 0)
+        if (quiet >= 0) {
+            dup2(quiet, STDOUT_FILENO);
             dup2(quiet, STDERR_FILENO);
+        }
         int id = -1;
-        const bool opened = nc_open(path.c_str(), NC_NOWRITE, &id) == NC_NOERR;
-        if (opened) {
-            TouchEverything(id);
+        if (nc_open(path.c_str(), NC_NOWRITE, &id) == NC_NOERR) {
+            SizeChunkCaches(id, fileSize);
+            TouchEverything(id, fileSize);
             nc_close(id);
+            const char yes = 'Y';
+            while (write(fds[1], &yes, 1) < 0 && errno == EINTR) {
+            }
         }
-        _exit(opened ? 0 : 1);
+        _exit(0);
     }
-    const auto deadline = std::chrono::steady_clock::now() + kTrialTime;
-    int status = 0;
-    for (;;) {
-        const pid_t done = waitpid(child, &status, WNOHANG);
-        if (done == child)
-            return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        if (done < 0 && errno != EINTR)
-            return false;
-        if (std::chrono::steady_clock::now() > deadline) {
-            kill(child, SIGKILL);
-            waitpid(child, &status, 0);
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    close(fds[1]);
+    char answer = 0;
+    ssize_t got = 0;
+    do {
+        got = read(fds[0], &answer, 1);
+    } while (got < 0 && errno == EINTR);
+    close(fds[0]);
+    // The pipe ends when the child does; reap it unless the host already has.
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
+    return got == 1 && answer == 'Y';
+}
+
+// What the trial found about a file, for as long as the file stays as it was (same
+// device, inode, size and change times): one trial per file, however many times the
+// readers open it while reading.
+using FileKey = std::tuple<dev_t, ino_t, off_t, long long, long long, long long, long long>;
+
+bool TrialOpens(const std::string& path, uint64_t fileSize) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0)
+        return false;
+    const FileKey key{info.st_dev,         info.st_ino,          info.st_size,
+                      info.st_mtim.tv_sec, info.st_mtim.tv_nsec, info.st_ctim.tv_sec,
+                      info.st_ctim.tv_nsec};
+    static std::mutex mutex;
+    static std::map<FileKey, bool> known;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        const auto found = known.find(key);
+        if (found != known.end())
+            return found->second;
+    }
+    const bool opens = OpensInAChild(path, fileSize);
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (known.size() >= 1024)
+        known.clear();
+    known[key] = opens;
+    return opens;
 }
 
 }  // namespace
@@ -167,7 +266,7 @@ NetCDF::NetCDF(const std::string& path) {
         return;
     fileSize_ = size;
     // The library sizes its lists by the header's counts before reading them.
-    if (!ClassicHeaderFits(path, size) || (HasHDF5Signature(path) && !OpensInAChild(path)))
+    if (!ClassicHeaderFits(path, size) || (HasHDF5Signature(path) && !TrialOpens(path, size)))
         return;
     int id = -1;
     if (nc_open(path.c_str(), NC_NOWRITE, &id) != NC_NOERR)
@@ -176,6 +275,8 @@ NetCDF::NetCDF(const std::string& path) {
     int format = 0;
     if (nc_inq_format(id_, &format) == NC_NOERR)
         hdf5_ = format == NC_FORMAT_NETCDF4 || format == NC_FORMAT_NETCDF4_CLASSIC;
+    if (hdf5_)
+        SizeChunkCaches(id_, fileSize_);
 }
 
 NetCDF::~NetCDF() {

@@ -12,6 +12,9 @@ namespace zm {
 // variable's dimension list, attribute values) fits in the file. The netCDF library
 // allocates each list as long as its count says before reading it, so a header claiming
 // a billion variables or dimension ids would cost gigabytes; such a file is refused here.
+// So is a file cut short: one whose header places a variable's data (in the last record,
+// for record variables) beyond the end of the file, which the library would read as
+// zeros.
 // Files that do not begin with a classic signature (netCDF-4 on HDF5, anything else)
 // pass: the netCDF library decides about them.
 bool ClassicHeaderFits(const std::string& path, uint64_t fileSize);

@@ -71,9 +71,11 @@ int AndiFileReader::Open(bool readMode, const char* file, ZmImportOpenOptions* o
 int AndiFileReader::ExtractNecessaryFileInformation(const char* file) {
     if (status != 0)
         return status;
+    // A file that is missing or does not open is, like one without the attributes, not a
+    // chromatogram this reader can take.
     std::error_code ec;
     if (file == nullptr || !std::filesystem::is_regular_file(file, ec))
-        return SetStatus(kOpenFailed);
+        return SetStatus(kNotAndiFile);
     const zm::NetCDF cdf(file);
     if (!cdf.IsOpen())
         return SetStatus(kNotAndiFile);
@@ -277,7 +279,8 @@ int AndiFileReader::EstablishSize() {
     const int kept = GetNumCol(static_cast<int>(points_), rangeMinimum_, samplingInterval_);
     if (rows > INT_MAX || kept > INT_MAX - 2)
         return SetStatus(kStatusSizeFailed);
-    numCols = kept + 2;
+    // No x point kept is no data: the sheet has no columns, not only its name columns.
+    numCols = kept == 0 ? 0 : kept + 2;
     numRows = static_cast<int>(rows);
     sizeEstablished = true;
     return 0;

@@ -36,8 +36,8 @@ int AndiFileReader::Read(ReadSpreadSheetData* sink) {
 int AndiFileReader::ReadSheet(ReadSpreadSheetData* sink) {
     if (GetNumCols() < 0 || GetNumRows() < 0)
         return status;
-    if (sink == nullptr)
-        return 0;
+    if (sink == nullptr || numCols == 0)
+        return 0;  // no time point kept: nothing to write
     bool includeX = IncludeXAsAnObservation();
     if (includeX && sink->MapRow(1) != 2) {
         // The sink takes no second name row: the retention times stay in the headings.

@@ -21,6 +21,7 @@ GalacticSPCFile::~GalacticSPCFile() = default;
 
 void GalacticSPCFile::Close() {
     files_.clear();
+    warning_.clear();
     xValues_.clear();
     firstX_ = spacing_ = lastX_ = 0;
     points_ = 0;
@@ -35,6 +36,7 @@ int GalacticSPCFile::Open(bool readMode, const char* file, ZmImportOpenOptions* 
     if (!readMode)
         return SetStatus(kStatusWrongMode);
     files_.clear();
+    warning_.clear();
     xValues_.clear();
     numCols = numRows = -1;
     sizeEstablished = false;
@@ -181,10 +183,12 @@ int GalacticSPCFile::EstablishSize() {
     long long rows = 1 + (IncludeXAsAnObservation() ? 1 : 0);
     for (const FileRecord& record : files_)
         rows += record.subFiles;
+    SetCountWarning();
     const int kept = GetNumCol(points_, firstX_, spacing_);
     if (rows > INT_MAX || kept > INT_MAX - 3)
         return SetStatus(kStatusSizeFailed);
-    numCols = kept + 3;
+    // No x point kept is no data: the sheet has no columns, not only its name columns.
+    numCols = kept == 0 ? 0 : kept + 3;
     numRows = static_cast<int>(rows);
     sizeEstablished = true;
     return 0;
@@ -200,6 +204,24 @@ int GalacticSPCFile::GetNumRows() {
     if (status != 0)
         return -1;
     return SpreadsheetFile::GetNumRows();
+}
+
+void GalacticSPCFile::SetCountWarning() {
+    warning_.clear();
+    for (const FileRecord& record : files_) {
+        if (record.leftOver == 0)
+            continue;
+        warning_ = zm::FormatMessage(
+            zm::Translate("%1%: the size of this old-format file is not a whole number of "
+                          "spectra, so how many it holds is not known for sure. %2% spectra "
+                          "were read; the last %3% bytes were left out."),
+            zm::FileTitle(record.name), record.subFiles, record.leftOver);
+        return;  // the first such file is the one named
+    }
+}
+
+const char* GalacticSPCFile::GetWarningMessage() {
+    return warning_.empty() ? nullptr : warning_.c_str();
 }
 
 void GalacticSPCFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {

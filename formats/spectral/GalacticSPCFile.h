@@ -14,7 +14,8 @@
 
 // Reads SPC files of the little-endian new format (version byte 'K', 512-byte header,
 // a 32-byte header before each sub-file) and the old format ('M', 256-byte header, one
-// spectrum). Y values are 16-bit or 32-bit integers scaled by a power-of-two exponent,
+// spectrum, or as many 32-byte headed sub-files as its size holds when it is marked
+// multi-file). Y values are 16-bit or 32-bit integers scaled by a power-of-two exponent,
 // or IEEE floats; x is evenly spaced or one x array shared by all sub-files. Several
 // files with the same x axis become one sheet: a name row ("Primary ID", "Name", the
 // date or z heading, the kept x values), optionally a row of x values, then one row per
@@ -47,6 +48,8 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     int GetNumRows() override;
     int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     int Read(ReadSpreadSheetData* sink) override;
+    // Set when an old multi-file file's size is no whole number of sub-files.
+    const char* GetWarningMessage() override;
 
     // One line per opened file: its name and its points, x range and spacing, or its
     // number of sub-files.
@@ -85,6 +88,9 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
         double spacing = 0;
         int32_t points = 0;
         int32_t subFiles = 0;
+        // Bytes after the last whole sub-file of an old multi-file file: its size then
+        // does not say for sure how many sub-files it holds.
+        uint64_t leftOver = 0;
     };
     struct FileCloser {
         void operator()(std::FILE* f) const { std::fclose(f); }
@@ -113,7 +119,10 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     // Column 3 of a sub-file row: a date, an elapsed time, or z.
     void SetDateCell(ReadSpreadSheetData* sink, int row, bool multiSpectrum) const;
 
+    void SetCountWarning();
+
     std::vector<FileRecord> files_;
+    std::string warning_;
     double firstX_ = 0;
     double spacing_ = 0;
     double lastX_ = 0;

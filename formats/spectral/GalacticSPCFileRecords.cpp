@@ -15,6 +15,8 @@ namespace {
 constexpr size_t kNewHeaderSize = 512;
 constexpr size_t kOldHeaderSize = 256;
 constexpr size_t kSubHeaderSize = 32;
+// An old file's own header ends where its first sub-file's header begins.
+constexpr size_t kOldMainSize = kOldHeaderSize - kSubHeaderSize;
 constexpr uint8_t kNewVersion = 0x4B;        // 'K': little-endian new format
 constexpr uint8_t kBigEndianVersion = 0x4C;  // 'L': the same, big-endian
 constexpr uint8_t kOldVersion = 0x4D;        // 'M': the old format
@@ -113,8 +115,13 @@ int GalacticSPCFile::ReadHeaderInfo(std::FILE* file, FileRecord& record) {
     firstZ_ = currentZ_ = -1;
     zIncrement_ = 0;
     subExponent_ = 0;
-    if (version == kOldVersion)
-        return ReadOldHeader(header, fileSize, record);
+    if (version == kOldVersion) {
+        const int code = ReadOldHeader(header, fileSize, record);
+        if (code != 0)
+            return code;
+        // Every sub-file, the first included, is read with its own header.
+        return std::fseek(file, static_cast<long>(kOldMainSize), SEEK_SET) == 0 ? 0 : kShortHeader;
+    }
     return ReadNewHeader(file, header, fileSize, record);
 }
 
@@ -222,7 +229,7 @@ int GalacticSPCFile::ReadOldHeader(const uint8_t* header, uint64_t fileSize, Fil
     y32Bit_ = (flags & kFlag16BitY) == 0;
     yExponent_ = exponent;
     yFloat_ = yExponent_ == kFloatExponent;
-    multiFile_ = false;
+    multiFile_ = (flags & kFlagMultiFile) != 0;
     zEvenlySpaced_ = false;
     typeCodes_[0] = header[16];
     typeCodes_[1] = header[17];
@@ -235,24 +242,43 @@ int GalacticSPCFile::ReadOldHeader(const uint8_t* header, uint64_t fileSize, Fil
     record.points = count;
     record.subFiles = 1;
     record.spacing = count > 1 ? (last - first) / static_cast<float>(count - 1) : 0.0f;
+    record.leftOver = 0;
 
     const uint64_t valueBytes = uint64_t(count) * (y32Bit_ ? 4 : 2);
     if (fileSize < kOldHeaderSize || valueBytes > fileSize - kOldHeaderSize)
         return kNotSPCFile;
+    if (multiFile_) {
+        // The old header holds no count of sub-files: the file holds as many as its size
+        // has room for, each a sub-file header and its values. Bytes left over mean the
+        // size does not say the count for sure.
+        const uint64_t block = kSubHeaderSize + valueBytes;
+        const uint64_t room = fileSize - kOldMainSize;
+        const uint64_t subFiles = room / block;
+        if (subFiles > INT32_MAX)
+            return kNotSPCFile;
+        record.subFiles = static_cast<int32_t>(subFiles);
+        record.leftOver = room % block;
+    }
     return 0;
 }
 
 int GalacticSPCFile::ReadSubHeaderInfo(std::FILE* file) {
     subExponent_ = yExponent_;
-    if (oldFormat_) {
-        currentZ_ = -1;
-        return 0;
-    }
     // 0 u8 subflgs, 1 i8 subexp, 2 u16 subindx, 4 f32 subtime (z start), 8 f32 subnext
     // (z end); the rest is not used here.
     uint8_t bytes[kSubHeaderSize];
     if (!ReadExactly(file, bytes, sizeof bytes))
         return kNotSPCFile;
+    if (oldFormat_) {
+        // A single old spectrum is scaled by the main header's exponent; in a multi-file
+        // one each sub-file has its own exponent and z.
+        currentZ_ = -1;
+        if (multiFile_) {
+            subExponent_ = static_cast<int8_t>(bytes[1]);
+            currentZ_ = zm::LoadF32LE(bytes + 4);
+        }
+        return 0;
+    }
     if (!multiFile_) {
         currentZ_ = 0;
         return 0;

@@ -199,8 +199,8 @@ int GalacticSPCFile::ReadSheet(ReadSpreadSheetData* sink) {
         return status;
     if (GetNumCols() < 0 || GetNumRows() < 0)
         return status;
-    if (sink == nullptr)
-        return 0;
+    if (sink == nullptr || numCols == 0)
+        return 0;  // no x point kept: nothing to write
     if (RereadHeaders() != 0)
         return status;
 

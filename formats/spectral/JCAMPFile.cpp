@@ -77,6 +77,11 @@ JCAMPFile::JCAMPFile() = default;
 JCAMPFile::~JCAMPFile() = default;
 
 void JCAMPFile::Close() {
+    Clear();
+    SpreadsheetFile::Close();
+}
+
+void JCAMPFile::Clear() {
     files_.clear();
     text_ = zm::RawArray<char>();
     values_ = zm::RawArray<double>();
@@ -96,7 +101,6 @@ void JCAMPFile::Close() {
     xRangesDiffer_ = pointNumbersDiffer_ = false;
     numCols = numRows = -1;
     sizeEstablished = false;
-    SpreadsheetFile::Close();
 }
 
 int JCAMPFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
@@ -105,6 +109,8 @@ int JCAMPFile::Open(bool readMode, const char* file, ZmImportOpenOptions* option
     if (!readMode)
         return SetStatus(kStatusWrongMode);
     try {
+        // A second Open reads its own files only, never adding to the blocks of the first.
+        Clear();
         return OpenFiles(file, options);
     } catch (...) {
         return SetUnknownException();

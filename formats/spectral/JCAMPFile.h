@@ -142,6 +142,7 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
         double first = 0, step = 0;
         std::vector<double> x;
         size_t offset = 0, count = 0;
+        bool resample = false;  // written resampled onto the sheet's columns
 
         size_t Size() const { return count; }
         double X(size_t i) const { return even ? first + static_cast<double>(i) * step : x[i]; }
@@ -156,6 +157,8 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     };
 
     int EstablishSize() override;
+    // Forgets the files, blocks and decoded values (the status stays).
+    void Clear();
     std::string_view Text(int file) const {
         const SourceFile& source = files_[static_cast<size_t>(file)];
         return std::string_view(text_.Data() + source.offset, source.size);

@@ -1,4 +1,5 @@
 // JCAMP-DX files: the label scan that lists the data blocks of a file.
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -15,6 +16,9 @@ using zm::jcamp::Unindented;
 using zm::jcamp::WithoutComment;
 
 namespace {
+
+// How deep blocks may nest: a LINK block and the blocks it holds, with room to spare.
+constexpr int kDeepestBlocks = 64;
 
 // A number text, blanks around it allowed; false for anything else.
 bool ParseDouble(std::string_view text, double& value) {
@@ -95,8 +99,11 @@ int JCAMPFile::ReadNumberLabel(std::string_view value, double& number, bool& giv
 
 int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& pos) {
     if (name == "TITLE") {
-        // A new block, inside the blocks not yet ended.
-        ++depth_;
+        // A new block, inside the blocks not yet ended. LINK blocks hold blocks one level
+        // deep: a file that opens block after block without ending any is damaged, and
+        // refused before its blocks fill memory.
+        if (++depth_ > kDeepestBlocks)
+            return Fail(kTitleEndMismatch);
         Block block;
         block.file = currentFile_;
         block.title = std::string(Strip(value));
@@ -108,8 +115,16 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
     if (name == "END") {
         if (--depth_ < 0)
             return Fail(kTitleEndMismatch);
-        if (!openBlocks_.empty())
+        if (!openBlocks_.empty()) {
+            // A block ended without data and without blocks after it is of no further
+            // use: dropped now, so that a million empty blocks cost no memory.
+            const int ended = openBlocks_.back();
             openBlocks_.pop_back();
+            if (ended == static_cast<int>(scanned_.size()) - 1 &&
+                std::none_of(scanned_.back().pages.begin(), scanned_.back().pages.end(),
+                             [](const Page& page) { return page.hasData; }))
+                scanned_.pop_back();
+        }
         blockIndex_ = openBlocks_.empty() ? -1 : openBlocks_.back();
         return 0;
     }
@@ -196,9 +211,15 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
 void JCAMPFile::AddPage(std::string_view text) {
     if (blockIndex_ < 0)
         return;
+    std::vector<Page>& pages = scanned_[static_cast<size_t>(blockIndex_)].pages;
+    if (!pages.empty() && !pages.back().hasData) {
+        // A page without data is replaced by the next rather than kept.
+        pages.back().text = std::string(text);
+        return;
+    }
     Page page;
     page.text = std::string(text);
-    scanned_[static_cast<size_t>(blockIndex_)].pages.push_back(std::move(page));
+    pages.push_back(std::move(page));
 }
 
 int JCAMPFile::AddData(std::string_view value, size_t& pos) {

@@ -31,17 +31,11 @@ int JCAMPFile::ResampleSelection() {
         return SetStatus(kBadSeries);
     }
     columnX_ = reference->XVector();
-    for (Series& series : series_) {
-        if (&series == reference)
-            continue;
-        const std::vector<double> y(Y(series), Y(series) + series.count);
-        const std::vector<double> resampled = zm::InterpolateVector(series.XVector(), y, columnX_);
-        series.offset = values_.Size();
-        values_.Append(resampled.data(), resampled.size());
-        series.count = resampled.size();
-        series.x = columnX_;
-        series.even = false;
-    }
+    // The other rows are resampled as they are written, one row at a time: held resampled,
+    // a few hundred short spectra on the axis of a long one would each take the long
+    // one's size.
+    for (Series& series : series_)
+        series.resample = &series != reference;
     return 0;
 }
 
@@ -78,10 +72,17 @@ int JCAMPFile::ReadSheet(ReadSpreadSheetData* sink) {
     for (size_t i = 0; i < columnX_.size(); ++i)
         sink->Set(static_cast<int>(i) + 2, 1, columnX_[i]);
     int row = 2;
+    std::vector<double> resampled;
     for (const Series& series : series_) {
         sink->Set(1, row, RowLabel(series).c_str());
         const double* y = Y(series);
-        const size_t n = std::min(series.count, columnX_.size());
+        if (series.resample) {
+            resampled = zm::InterpolateVector(series.XVector(),
+                                              std::vector<double>(y, y + series.count), columnX_);
+            y = resampled.data();
+        }
+        const size_t n =
+            std::min(series.resample ? resampled.size() : series.count, columnX_.size());
         for (size_t i = 0; i < n; ++i) {
             if (!std::isnan(y[i]))
                 sink->Set(static_cast<int>(i) + 2, row, y[i]);

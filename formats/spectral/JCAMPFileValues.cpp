@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "formats/spectral/JCAMPFile.h"
+#include "formats/spectral/JCAMPLineStarts.h"
 #include "formats/spectral/JCAMPText.h"
 #include "formats/spectral/SpectralCompare.h"
 #include "platform/Translate.h"
@@ -491,6 +492,9 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
 
     size_t pos = page.position;
     int line = page.line - 1;
+    // Without a point count, only the x that starts each line can tell a line missing.
+    const bool checkLineStarts = block.numPoints <= 0;
+    std::vector<zm::jcamp::LineStart> lineStarts;
     double previous = 0;  // the last ordinate, as written (before the y factor)
     bool lineEndedWithDifference = false;
     bool stopped = false;  // by a failed y check
@@ -513,6 +517,8 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
             continue;  // an empty line
         if (count != 1)
             return Fail(kDupOnAbscissa);
+        if (checkLineStarts)
+            lineStarts.push_back({value, y.Size() - start});
         bool firstOrdinate = true;
         bool endsWithDifference = lineEndedWithDifference;
         while (true) {
@@ -548,6 +554,9 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
                         stopped = true;
                         break;
                     }
+                    // The line's x belongs to the repeated point, the previous line's last.
+                    if (checkLineStarts && lineStarts.back().index > 0)
+                        --lineStarts.back().index;
                     endsWithDifference = false;
                     continue;
                 }
@@ -591,10 +600,17 @@ int JCAMPFile::ReadXYData(const Block& block, const Page& page, Series& series) 
         for (size_t i = start; i < y.Size(); ++i)
             y[i] *= block.yFactor;
     }
-    if (block.numPoints > 0 && n > static_cast<size_t>(block.numPoints))
+    if (block.numPoints > 0 && n > static_cast<size_t>(block.numPoints)) {
         SetWarning(kMoreValues);
-    else if (block.numPoints > 0 && n < static_cast<size_t>(block.numPoints))
+    } else if (block.numPoints > 0 && n < static_cast<size_t>(block.numPoints)) {
         SetWarning(kFewerValues, static_cast<long long>(n), block.numPoints);
+    } else if (checkLineStarts && !stopped) {
+        const zm::jcamp::AxisLabels axis{block.xFactor, block.firstX, block.lastX, block.hasFirstX,
+                                         block.hasLastX};
+        const size_t expected = zm::jcamp::PointsByLineStarts(lineStarts, n, axis);
+        if (expected > n)
+            SetWarning(kFewerValues, static_cast<long long>(n), static_cast<long long>(expected));
+    }
     return 0;
 }
 

@@ -145,7 +145,9 @@ int MvaCDFFileReader::ReadObservations(const zm::NetCDF& cdf, const Layout& layo
                 read = ReadRow<double>(cdf, layout, obs, sink, row);
                 break;
             case kByte:
-                read = ReadRow<uint8_t>(cdf, layout, obs, sink, row);
+                // Read as 16-bit so that each byte keeps the sign of its own type: netCDF
+                // bytes are signed (-5 is -5), netCDF-4 unsigned bytes are not (251).
+                read = ReadRow<int16_t>(cdf, layout, obs, sink, row);
                 break;
             case kShort:
                 read = ReadRow<int16_t>(cdf, layout, obs, sink, row);

@@ -7,17 +7,16 @@
 
 namespace zm {
 
-// The single-precision epsilon.
-constexpr double kSpectralEpsilon = 1.1920928955078125e-7;
+// Values closer than one part in a million are one value: instruments store a sampling
+// interval of 0.2 s as 0.2 in one file and 0.2000001 in the next.
+constexpr double kSpectralTolerance = 1e-6;
 
-// a and b are equal when |a - b| <= epsilon * 2^e, e being the binary exponent of the larger
-// magnitude. Infinities and NaN never compare equal.
+// a and b are equal when |a - b| < 1e-6 * max(|a|, |b|) (or both are zero). Infinities and
+// NaN never compare equal.
 inline bool SpectralValuesEqual(double a, double b) {
     if (!std::isfinite(a) || !std::isfinite(b))
         return false;
-    int exponent = 0;
-    std::frexp(std::max(std::fabs(a), std::fabs(b)), &exponent);
-    return std::fabs(a - b) <= std::ldexp(kSpectralEpsilon, exponent);
+    return a == b || std::fabs(a - b) < kSpectralTolerance * std::max(std::fabs(a), std::fabs(b));
 }
 
 }  // namespace zm

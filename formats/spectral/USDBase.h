@@ -45,8 +45,12 @@ class ZMIMPORT_API USDBase {
     // Tests x, but averages y (with a second accumulator); x is left as it is.
     bool IsValid(float& x, float& y);
     // True when IsValid lets every point through unchanged (no interval test, no
-    // averaging): a reader may then skip the test point by point.
-    bool KeepsEveryPoint() const { return includeAllValues || !startPoints || !endPoints; }
+    // averaging): a reader may then skip the test point by point. With the range
+    // filter on, no interval at all keeps nothing; intervals counted but not given keep
+    // everything.
+    bool KeepsEveryPoint() const {
+        return includeAllValues || (numberOfIncludedIntervals >= 1 && (!startPoints || !endPoints));
+    }
     // Clears both accumulators and the previous point's interval: call before each spectrum.
     void Reset();
     // The number of values IsValid(float&) lets through for x = first + i * step,

@@ -131,6 +131,9 @@ def main():
         descriptions=[(2, 4, 1100, 1300)], times=False)
     mva("mva_byte.cdf", "byte", [[x + 60 for x in row] for row in grid], names=False,
         missing="80")
+    # Signed bytes, a negative one the missing-value marker.
+    mva("mva_signed_byte.cdf", "byte", [[-5, -128, 127, 3, -1], [0, -5, 5, -100, 100]],
+        names=False, missing="-5")
     mva("mva_short.cdf", "short", [[-x * 100 for x in row] for row in grid], spectral=True,
         headers=["s1", "s2", "s3"])
     mva("mva_long.cdf", "long", [[x * 100000 for x in row] for row in grid],
@@ -139,6 +142,21 @@ def main():
     mva("mva_matrix.cdf", "float", grid, rows_per_point=2)
     mva("mva_unknown_type.cdf", "complex", grid)
     mva("mva_no_data.cdf", "float", grid, data=False)
+    vast_unwritten("mva_vast_unwritten.nc")
+
+
+def vast_unwritten(name):
+    """A netCDF-4 file of 6.5 KB declaring 2^40 doubles it never wrote: read in full they
+    would be fill values for hours."""
+    ds = netCDF4.Dataset(path(name), "w", format="NETCDF4")
+    ds.mva_template_revision = "1.0"
+    ds.raw_data_mva_format = "double"
+    ds.createDimension("sequence_no", 1 << 20)
+    ds.createDimension("number_data_points", 1 << 20)
+    ds.createDimension("string_len", 16)
+    ds.createVariable("observation", "f8", ("sequence_no", "number_data_points"),
+                      chunksizes=(1, 1 << 16))
+    ds.close()
 
 
 if __name__ == "__main__":

@@ -473,8 +473,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Refusal{"dup-2-31.jdx", JCAMPFile::kReadError,
                 "Error in file 'dup-2-31.jdx', line 10: Error occurred while reading the file."},
+        // Refused at the 65th nested title (three lines a level), not at the end.
         Refusal{"endless-link.jdx", JCAMPFile::kTitleEndMismatch,
-                "Error in file 'endless-link.jdx', line 15000: Mismatching '##TITLE=' and "
+                "Error in file 'endless-link.jdx', line 193: Mismatching '##TITLE=' and "
                 "'##END=' labels were found in the file."},
         Refusal{"npoints-fraction.jdx", JCAMPFile::kBadNPoints,
                 "Error in file 'npoints-fraction.jdx', line 8: Invalid value of '##NPOINTS=' "

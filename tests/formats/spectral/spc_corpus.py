@@ -5,8 +5,6 @@ own message.
 Where the library deliberately differs from spc-parser the comparison says so:
 - spc-parser turns descending x axes around (and their y values with them); the sheet
   keeps the file's order, so the reference is turned back before comparing;
-- old-format files (version 0x4D) give one spectrum, the first, where spc-parser finds
-  all of them;
 - files with one x array per sub-file (GC-MS style) are refused;
 - in multi-file files each sub-file's integer y values are scaled by the sub-file's own
   exponent, even when it is 0, where spc-parser takes the main header's exponent for a
@@ -28,7 +26,6 @@ ZMIMPORT = CORPUS = DUMP = None
 REFUSED = {
     "ms.spc": "Looks like GC-MS spectra files and that is not supported at the moment.",
 }
-ONE_SPECTRUM = {"m_ordz.spc"}
 
 
 def f32(v):
@@ -90,8 +87,6 @@ class SpcCorpus(unittest.TestCase):
         spectra = reference(path)
         self.assertNotIn("error", spectra)
         spectra = spectra["spectra"]
-        if name in ONE_SPECTRUM:
-            spectra = spectra[:1]
         # Two name rows (the second holds the x values), then one row per spectrum.
         self.assertEqual(len(cells), 2 + len(spectra))
         self.assertEqual(cells[0][:2], ["Primary ID", "Name"])
