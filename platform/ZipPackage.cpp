@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <streambuf>
 
+#include "platform/InputFile.h"
+
 namespace zm {
 
 namespace {
@@ -84,6 +86,9 @@ ZipPackage::ZipPackage(std::unique_ptr<Impl> impl) : impl(std::move(impl)) {}
 ZipPackage::~ZipPackage() = default;
 
 std::unique_ptr<ZipPackage> ZipPackage::Open(const std::string& path, std::string* error) {
+    // Only a regular file of bounded size goes to the zip library.
+    if (!CheckContainerFile(path, kMaxContainerBytes, error))
+        return nullptr;
     try {
         auto impl = std::make_unique<Impl>();
         impl->path = path;
