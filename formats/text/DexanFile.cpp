@@ -1,6 +1,8 @@
 // DEXAN worksheets: plain text, or the worksheet stream of a compound design file.
 #include "formats/text/DexanFile.h"
 
+#include <cerrno>
+
 #include <algorithm>
 #include <climits>
 #include <string>
@@ -106,6 +108,8 @@ int DexanFile::SizeWorksheet() {
         cols = std::max(cols, lastCount);
         ++rows;
     }
+    if (worksheet->ReadFailed())
+        return SetReadError(EIO);
     if (rows > 0 && lastCount == 0)
         --rows;
     numCols = cols;
@@ -156,7 +160,9 @@ int DexanFile::ReadWorksheet(ReadSpreadSheetData* sink, int lastCol, int lastRow
             if (more)
                 ++lineNumber;
         } while (more && lineNumber < wanted);
-        if (!more || lineNumber > lastRow)
+        if (!more)
+            return worksheet->ReadFailed() ? SetReadError(EIO) : 0;
+        if (lineNumber > lastRow)
             return 0;
         if (lineNumber < firstRow)
             continue;

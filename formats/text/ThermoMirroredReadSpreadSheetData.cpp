@@ -11,21 +11,39 @@ ThermoMirroredReadSpreadSheetData::ThermoMirroredReadSpreadSheetData(int cells, 
 
 void ThermoMirroredReadSpreadSheetData::SetDataSize(int cols, int rows) {
     cells = std::max(cols, 0);
-    lines.clear();
-    // Line vectors stay empty until their cells arrive: a line costs what it holds.
-    lines.resize(static_cast<size_t>(std::max(rows, 0)));
-    texts.clear();
+    lineCount = std::max(rows, 0);
+    openLines = 0;
+    lineStart.clear();
+    offsets.clear();
+    texts.assign(1, '\0');  // offset 0: the text every empty cell shares
+    overflowed = false;
 }
 
 void ThermoMirroredReadSpreadSheetData::Set(int col, int row, const char* text) {
-    if (col < 1 || col > cells || row < 1 || static_cast<size_t>(row) > lines.size())
+    // Lines come in order; a cell of a line already passed has no place any more.
+    if (col < 1 || col > cells || row < 1 || row > lineCount || row < openLines)
         return;
-    std::vector<size_t>& line = lines[static_cast<size_t>(row) - 1];
-    if (line.size() < static_cast<size_t>(col))
-        line.resize(static_cast<size_t>(col), kMissing);
-    line[static_cast<size_t>(col) - 1] = texts.size();
-    if (text != nullptr)
-        texts.append(text, std::strlen(text));
+    while (openLines < row) {
+        lineStart.push_back(offsets.size());
+        ++openLines;
+    }
+    const size_t first = lineStart.back();
+    const auto index = static_cast<size_t>(col) - 1;
+    if (offsets.size() - first > index)
+        return;  // cells of a line come in order too
+    offsets.resize(first + index, kMissing);
+    const size_t length = text != nullptr ? std::strlen(text) : 0;
+    if (length == 0) {
+        offsets.push_back(0);
+        return;
+    }
+    if (texts.size() + length + 1 >= kMissing) {
+        overflowed = true;
+        offsets.push_back(kMissing);
+        return;
+    }
+    offsets.push_back(static_cast<uint32_t>(texts.size()));
+    texts.append(text, length);
     texts.push_back('\0');
 }
 
@@ -37,11 +55,13 @@ void ThermoMirroredReadSpreadSheetData::Set(int col, int row, float value) {
 }
 
 const char* ThermoMirroredReadSpreadSheetData::Cell(int line, int cell) const {
-    if (line < 1 || static_cast<size_t>(line) > lines.size() || cell < 1)
+    if (line < 1 || line > openLines || cell < 1)
         return nullptr;
-    const std::vector<size_t>& offsets = lines[static_cast<size_t>(line) - 1];
-    if (static_cast<size_t>(cell) > offsets.size())
+    const auto at = static_cast<size_t>(line) - 1;
+    const size_t first = lineStart[at];
+    const size_t end = at + 1 < lineStart.size() ? lineStart[at + 1] : offsets.size();
+    if (static_cast<size_t>(cell) > end - first)
         return nullptr;
-    const size_t offset = offsets[static_cast<size_t>(cell) - 1];
+    const uint32_t offset = offsets[first + static_cast<size_t>(cell) - 1];
     return offset == kMissing ? nullptr : texts.data() + offset;
 }
