@@ -17,18 +17,50 @@ void ThermoMirroredReadSpreadSheetData::SetDataSize(int cols, int rows) {
     offsets.clear();
     texts.assign(1, '\0');  // offset 0: the text every empty cell shares
     overflowed = false;
+    kept.clear();
+    keptBuilt = false;
+}
+
+int ThermoMirroredReadSpreadSheetData::Place(int line, int cell) const {
+    if (line == 1 || !filter)
+        return cell - 1;
+    const auto column = static_cast<size_t>(cell) - 1;
+    return column < kept.size() ? kept[column] : -1;
+}
+
+void ThermoMirroredReadSpreadSheetData::BuildKept() {
+    keptBuilt = true;
+    if (!filter)
+        return;
+    int next = 0;
+    kept.assign(static_cast<size_t>(cells), -1);
+    for (int c = 1; c <= cells; ++c) {
+        const char* name = Cell(1, c);
+        if (name != nullptr && filter(name))
+            kept[static_cast<size_t>(c) - 1] = next++;
+    }
+    const auto later = static_cast<size_t>(std::max(lineCount - 1, 0));
+    const size_t most = later == 0 || static_cast<size_t>(next) <= SIZE_MAX / later
+                            ? static_cast<size_t>(next) * later
+                            : SIZE_MAX;
+    offsets.reserve(offsets.size() + std::min(most, budget));
 }
 
 void ThermoMirroredReadSpreadSheetData::Set(int col, int row, const char* text) {
     // Lines come in order; a cell of a line already passed has no place any more.
     if (col < 1 || col > cells || row < 1 || row > lineCount || row < openLines)
         return;
+    if (row > 1 && !keptBuilt)
+        BuildKept();
+    const int place = Place(row, col);
+    if (place < 0)
+        return;
     while (openLines < row) {
         lineStart.push_back(offsets.size());
         ++openLines;
     }
     const size_t first = lineStart.back();
-    const auto index = static_cast<size_t>(col) - 1;
+    const auto index = static_cast<size_t>(place);
     if (offsets.size() - first > index)
         return;  // cells of a line come in order too
     offsets.resize(first + index, kMissing);
@@ -55,13 +87,16 @@ void ThermoMirroredReadSpreadSheetData::Set(int col, int row, float value) {
 }
 
 const char* ThermoMirroredReadSpreadSheetData::Cell(int line, int cell) const {
-    if (line < 1 || line > openLines || cell < 1)
+    if (line < 1 || line > openLines || cell < 1 || cell > cells)
+        return nullptr;
+    const int place = Place(line, cell);
+    if (place < 0)
         return nullptr;
     const auto at = static_cast<size_t>(line) - 1;
     const size_t first = lineStart[at];
     const size_t end = at + 1 < lineStart.size() ? lineStart[at + 1] : offsets.size();
-    if (static_cast<size_t>(cell) > end - first)
+    if (static_cast<size_t>(place) >= end - first)
         return nullptr;
-    const uint32_t offset = offsets[first + static_cast<size_t>(cell) - 1];
+    const uint32_t offset = offsets[first + static_cast<size_t>(place)];
     return offset == kMissing ? nullptr : texts.data() + offset;
 }

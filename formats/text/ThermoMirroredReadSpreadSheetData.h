@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "framework/SpreadSheetData.h"
@@ -14,6 +16,8 @@
 // Cells arrive line by line, in order: the texts live in one block, the cells' offsets
 // in one array with the first cell of each line marked, and every empty cell shares one
 // empty text, so that a table of empty cells costs four bytes per delimiter of the file.
+// With a column filter, line 1 (the names) is kept whole and later lines keep only the
+// cells of columns whose name the filter wants.
 class ThermoMirroredReadSpreadSheetData : public ReadSpreadSheetData {
   public:
     ThermoMirroredReadSpreadSheetData(int cells, int lines);
@@ -24,6 +28,16 @@ class ThermoMirroredReadSpreadSheetData : public ReadSpreadSheetData {
     void Set(int col, int row, const char* text) override;
     void Set(int col, int row, float value) override;
     using ReadSpreadSheetData::Set;
+
+    // Keeps, below line 1, only the columns whose line-1 text `wanted` accepts. Set
+    // before the first cell arrives.
+    void SetColumnFilter(std::function<bool(std::string_view)> wanted) {
+        filter = std::move(wanted);
+    }
+
+    // At most this many cells can come (a file cannot hold more cells than bytes and
+    // lines): room for the kept ones is made once instead of by repeated doubling.
+    void SetCellBudget(size_t maxCells) { budget = maxCells; }
 
     int CellCount() const { return cells; }
     int LineCount() const { return lineCount; }
@@ -42,4 +56,14 @@ class ThermoMirroredReadSpreadSheetData : public ReadSpreadSheetData {
     std::vector<uint32_t> offsets;  // per cell, where its text starts in `texts`
     std::string texts;              // an empty text first, then each nonempty cell's text
     bool overflowed = false;
+    std::function<bool(std::string_view)> filter;
+    // Per column, its place among the kept columns below line 1 (-1: dropped); built
+    // from line 1 when the first later line arrives. Empty without a filter.
+    std::vector<int> kept;
+    bool keptBuilt = false;
+    size_t budget = 0;
+
+    // Where cell `cell` (from 1) of line `line` lives within its line; -1 when dropped.
+    int Place(int line, int cell) const;
+    void BuildKept();
 };

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 
 #include "formats/text/ThermoMirroredReadSpreadSheetData.h"
@@ -212,6 +213,21 @@ int ThermoSIEVEFile::ReadTable(ReadSpreadSheetData* sink) {
     if (lines < 0 || cells < 0)
         return SetStatus(kStatusSizeFailed);
     ThermoMirroredReadSpreadSheetData table(cells, lines);
+    // Only the columns that a field can come from are kept below the names: a wide file
+    // costs what the sheet takes from it.
+    table.SetColumnFilter([](std::string_view name) {
+        if (StartsWith(name, kIntensityPrefix))
+            return true;
+        for (const Field& field : kFields) {
+            if (StartsWith(name, field.name))
+                return true;
+        }
+        return false;
+    });
+    std::error_code sizeError;
+    const uintmax_t bytes = std::filesystem::file_size(fileName, sizeError);
+    if (!sizeError)
+        table.SetCellBudget(static_cast<size_t>(bytes) + static_cast<size_t>(lines) + 1);
     if (TextFile::Read(&table, cells, lines, 1, 1, options) != 0)
         return status;
     if (table.Overflowed())

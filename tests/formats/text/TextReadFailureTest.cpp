@@ -115,13 +115,15 @@ TEST(TextReadFailure, DifWarnsOfAnnouncedRowsThatAreMissing) {
                  "are missing.");
 }
 
-// Lines of nothing but delimiters: every cell is empty and still reaches the table.
+// Lines of nothing but delimiters: every cell is empty and still reaches the table. A
+// column no field comes from (Comment) is not kept, and the columns after it still are.
 TEST(TextReadFailure, SieveReadsATableOfEmptyCells) {
     zmtest::ScratchDir scratch;
-    std::string text = "FrameID,MZStart,MZStop,TimeStart,TimeStop,pValue,Ratio,Intensity_A\n";
+    std::string text =
+        "FrameID,MZStart,MZStop,TimeStart,TimeStop,pValue,Ratio,Comment,Intensity_A\n";
     for (int i = 0; i < 50; ++i)
         text += std::string(300, ',') + "\n";
-    text += "9,100.2,100.4,1,2,0.5,1,7\n";
+    text += "9,100.2,100.4,1,2,0.5,1,note,7\n";
     const std::string path = scratch.Write("empty.txt", text);
     ThermoSIEVEFile reader;
     zmtest::RecordingSink sink;
@@ -131,6 +133,8 @@ TEST(TextReadFailure, SieveReadsATableOfEmptyCells) {
     EXPECT_EQ(sink.Text(52, 13), "7");            // Intensity_A
     EXPECT_EQ(sink.Text(2, 1), "");               // an empty FrameID stays empty
     EXPECT_EQ(sink.Text(2, 13), "");              // and so does an empty intensity
+    for (const auto& [place, cell] : sink.cells)
+        EXPECT_NE(cell.text, "note");
 }
 
 }  // namespace
