@@ -176,15 +176,19 @@ class RawDataParser : public XercesDOMParser {
     void startElement(const XMLElementDecl& decl, const unsigned int urlId,
                       const XMLCh* const prefix, const RefVectorOf<XMLAttr>& attributes,
                       const XMLSize_t count, const bool isEmpty, const bool isRoot) override {
+        // An FDC request nests five levels; content models are checked only at end tags,
+        // so a document of unclosed elements would otherwise build a tree of millions
+        // of nodes before the parser finds the fault.
+        if (depth >= kMaxDepth)
+            throw zm::Exception("The document nests elements deeper than {1} levels.",
+                                {std::to_string(kMaxDepth)});
         XercesDOMParser::startElement(decl, urlId, prefix, attributes, count, isEmpty, isRoot);
         ++depth;
         if (rawDepth == 0 && XMLString::equals(decl.getFullName(), u"RawData")) {
             rawDepth = depth;
             sections.emplace_back();
         }
-        // An empty element gets no end event.
-        if (isEmpty)
-            LeaveElement();
+        // An empty element gets its end event too, right after this one.
     }
 
     void endElement(const XMLElementDecl& decl, const unsigned int urlId, const bool isRoot,
@@ -207,6 +211,8 @@ class RawDataParser : public XercesDOMParser {
     }
 
   private:
+    static constexpr size_t kMaxDepth = 64;
+
     void LeaveElement() {
         if (rawDepth == depth)
             rawDepth = 0;
@@ -244,6 +250,8 @@ void BrooksideXML::Parse(XercesDOMParser& parser, InputSource& stream) {
         failure = Utf8(e.getMessage());
     } catch (const OutOfMemoryException&) {
         failure = "out of memory";
+    } catch (const zm::Exception& e) {
+        failure = e.what();  // a limit of the reader's own
     }
     parser.setEntityResolver(nullptr);
     parser.setErrorHandler(nullptr);

@@ -183,6 +183,25 @@ TEST(BrooksideXML, ASectionSharedByWafersIsReadOnce) {
     EXPECT_EQ(plain.GetWarningMessage(), nullptr);
 }
 
+// Content models are checked at end tags: unclosed elements that a document's own
+// subset declares would build a tree of every one of them before the parser objects.
+TEST(BrooksideXML, RefusesElementsNestedDeeperThanARequestNeeds) {
+    Scratch scratch;
+    std::string text = TwoWafersWith("SYSTEM \"FDCRequest.dtd\">",
+                                     "SYSTEM \"FDCRequest.dtd\" [<!ELEMENT x ANY>]>");
+    std::string nested;
+    for (int i = 0; i < 200000; ++i)
+        nested += "<x>";
+    text = text.substr(0, text.find("<APCSystemName")) + nested;
+    const std::string file = scratch.Write("deep.xml", text);
+    BrooksideXML reader;
+    EXPECT_EQ(reader.Open(true, file.c_str(), nullptr), BrooksideXML::kXmlError);
+    EXPECT_EQ(Message(reader),
+              "XML Parse error:\nThe document nests elements deeper than 64 "
+              "levels.");
+    EXPECT_FALSE(BrooksideXML::IsMyKindOfFile(file.c_str()));
+}
+
 struct Refusal {
     const char* file;
     int code;
