@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "platform/FileNames.h"
@@ -84,6 +85,17 @@ bool CheckContainerFile(const std::string& path, uint64_t limit, std::string* er
     if (error != nullptr)
         *error = reason;
     return false;
+}
+
+int FirstReadError(const std::string& path) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
+        return 0;
+    char byte;
+    const ssize_t got = ::read(fd, &byte, 1);
+    const int error = got < 0 && errno != EAGAIN ? errno : 0;
+    ::close(fd);
+    return error;
 }
 
 std::string SystemErrorText(int errorNumber) {

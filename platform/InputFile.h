@@ -38,6 +38,10 @@ ZMIMPORT_API bool CheckContainerFile(const std::string& path, uint64_t limit, st
 // either format can address without extensions these files never use.
 constexpr uint64_t kMaxContainerBytes = uint64_t{4} << 30;
 
+// The error number (errno) of a failing first read of the file; 0 when it can be read or
+// cannot be opened. Tells a medium that fails from content that is merely not a format's.
+ZMIMPORT_API int FirstReadError(const std::string& path);
+
 // The system's text for an error number (strerror), never empty.
 ZMIMPORT_API std::string SystemErrorText(int errorNumber);
 

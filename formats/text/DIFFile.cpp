@@ -107,7 +107,7 @@ int DIFFile::Open(bool readMode, const char* file, ZmImportOpenOptions* record) 
     if (!OpenStream(options.GetEncoding(), true))
         return SetStatus(kOpenStreamFailed);
     if (int code = ReadHeader(); code != 0)
-        return SetStatus(code);
+        return Failure(code);
     numCols = 0;
     numRows = 0;
     return status;

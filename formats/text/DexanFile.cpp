@@ -12,6 +12,7 @@
 #include "framework/SprFileFactory.h"
 #include "platform/CompoundFile.h"
 #include "platform/ErrorText.h"
+#include "platform/InputFile.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -52,8 +53,12 @@ int DexanFile::Open(bool readMode, const char* path, ZmImportOpenOptions* record
         return TextFile::Open(true, path, record);
     try {
         compoundFile = zm::CompoundFile::Open(fileName);
-        if (compoundFile == nullptr)
+        if (compoundFile == nullptr) {
+            // A file that cannot be read at all is no fault of its content.
+            if (const int error = zm::FirstReadError(fileName); error != 0)
+                return SetReadError(error);
             return status = kNotDexanFile;
+        }
         std::unique_ptr<zm::CompoundStream> stream;
         const std::vector<std::string> names = compoundFile->EntryNames();
         for (size_t i = 0; i < names.size(); ++i) {

@@ -11,6 +11,7 @@
 
 #include "formats/text/CsvFile.h"
 #include "formats/text/DIFFile.h"
+#include "formats/text/DexanFile.h"
 #include "formats/text/TextFile.h"
 #include "formats/text/ThermoSIEVEFile.h"
 #include "platform/TextStream.h"
@@ -75,6 +76,12 @@ TEST(TextReadFailure, EveryReaderRefusesAFailedRead) {
         EXPECT_EQ(code, kStatusReadError) << c.what;
         EXPECT_EQ(Message(*reader), expected) << c.what;
     }
+    // DEXAN takes what is not text for a design file: one it cannot read at all is
+    // refused for the read, not as a damaged design file.
+    zmtest::ScratchDir scratch;
+    DexanFile dexan;
+    EXPECT_EQ(dexan.Open(true, scratch.dir.string().c_str(), nullptr), kStatusReadError);
+    EXPECT_EQ(Message(dexan), expected);
 }
 
 TEST(TextReadFailure, CsvKeepsZeroBytesAndSaysSo) {
