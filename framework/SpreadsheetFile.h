@@ -18,9 +18,9 @@ enum ZmCommonStatus {
     // An exception that was not the file's fault (a throwing sink, memory) ended the call.
     kStatusUnknownException = 6,
     // The file named is not a regular file (a FIFO, a device, a directory).
-    kStatusNotRegularFile = 7,
+    kStatusNotRegularFile = 40,
     // Reading the file failed in the system (not its end): the system's text says why.
-    kStatusReadError = 8,
+    kStatusReadError = 41,
 };
 
 // One object per opened file. Calling order for reading: Open(true, ...) ->

@@ -72,9 +72,9 @@ TEST(SpreadsheetFile, CommonCodesHaveTheirTextsCutToTheBuffer) {
         {4, "AbortedByUser"},
         {5, "Incorrect format of file open options"},
         {6, "An unknown exception occurred."},
-        {7, "The file is not a regular file and cannot be imported."},
-        {8, "The file could not be read."},
-        {9, "No further information available."},
+        {7, "No further information available."},
+        {40, "The file is not a regular file and cannot be imported."},
+        {41, "The file could not be read."},
         {-1, "No further information available."},
         {2816, "No further information available."},
     };
