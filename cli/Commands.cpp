@@ -135,7 +135,8 @@ bool DefaultOptionsXml(int index, const std::string& file, std::string& xml, boo
     // Readers write their defaults into an empty record.
     OptionsRecord record;
     ReaderPtr reader = CreateReader(index);
-    opened = reader->Open(true, file.c_str(), record.Get()) == 0;
+    opened = reader->RefuseIrregularInput(file.c_str()) == 0 &&
+             reader->Open(true, file.c_str(), record.Get()) == 0;
     if (!opened)
         openError = ErrorTextOf(*reader);
     if (!record.DecodeXml(xml))

@@ -139,7 +139,8 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
             return outcome;
         }
         const std::string joined = zm::JoinFileNames(files);
-        if (reader->Open(true, joined.c_str(), options) != 0) {
+        if (reader->RefuseIrregularInput(joined.c_str()) != 0 ||
+            reader->Open(true, joined.c_str(), options) != 0) {
             outcome.error = ErrorTextOf(*reader);
             outcome.code = reader->GetStatus();
             return outcome;

@@ -92,6 +92,8 @@ int DLLFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options)
         return SetStatus(kStatusWrongMode);
     if (fn.open == nullptr)
         return SetStatus(kMissingFunction);
+    if (readMode && RefuseIrregularInput(file) != 0)
+        return status;
     if (handle != nullptr)
         ReleaseHandle();
     sizeEstablished = false;

@@ -11,6 +11,7 @@
 #include "framework/DLLFile.h"
 #include "framework/ZmImport.h"
 #include "platform/DynamicLibrary.h"
+#include "platform/InputFile.h"
 
 namespace {
 
@@ -227,6 +228,8 @@ int ImportDLLLoader::GetSpreadsheetFileIndex(const char* file) {
     if (file == nullptr)
         return -1;
     std::vector<InstanceInfo>& list = GetList();
+    if (zm::CheckInputFile(file).kind == zm::InputKind::kOther)
+        return -1;
     if (!FileExists(file)) {
         std::list<InstanceInfo> all(list.begin(), list.end());
         std::list<InstanceInfo> matches;
@@ -271,6 +274,9 @@ char ImportDLLLoader::IsCorrectFileType(int index, const char* file) {
     std::lock_guard<std::recursive_mutex> lock(GetMutex());
     const std::vector<InstanceInfo>& list = GetList();
     if (file == nullptr || index < 1 || static_cast<size_t>(index) > list.size())
+        return 0;
+    // A plug-in's detector is never handed a FIFO or a device either.
+    if (zm::CheckInputFile(file).kind == zm::InputKind::kOther)
         return 0;
     const InstanceInfo& entry = list[index - 1];
     auto isCorrect =

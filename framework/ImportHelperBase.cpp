@@ -7,6 +7,7 @@
 
 #include "framework/ImportDLLLoader.h"
 #include "platform/FileNames.h"
+#include "platform/InputFile.h"
 #include "platform/Log.h"
 #include "platform/Translate.h"
 
@@ -111,10 +112,13 @@ bool ImportHelperBase::CheckOneFile(const std::string& file, ReadErrors& error) 
         return Fail(zm::Translate("The file does not exist."), kFileMissing, error);
     if (std::filesystem::is_directory(status))
         return Fail(zm::Translate("Directories can not be imported."), kFileIsDirectory, error);
-    std::FILE* handle = std::fopen(file.c_str(), "r");
-    if (handle == nullptr)
+    // Checked on a descriptor opened without blocking: an ordinary open of a FIFO would
+    // wait for a writer, and a device would hand its endless bytes to the reader.
+    const zm::InputCheck check = zm::CheckInputFile(file);
+    if (check.kind == zm::InputKind::kMissing)
         return Fail(zm::Translate("The file could not be opened."), kFileMissing, error);
-    std::fclose(handle);
+    if (check.kind == zm::InputKind::kOther)
+        return Fail(check.refusal, kTypeNotSupported, error);
     return true;
 }
 

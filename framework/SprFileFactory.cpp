@@ -6,6 +6,8 @@
 #include <set>
 #include <vector>
 
+#include "platform/InputFile.h"
+
 namespace {
 
 struct ByFilter {
@@ -84,6 +86,10 @@ int SprFileFactory::SizeInfos() {
 SprFileFactory::MyKindOfFile SprFileFactory::IsMyKindOfFile(int index, const char* file) {
     const ZmImportFileFormatInfo* record = RecordAt(index);
     if (record == nullptr || file == nullptr)
+        return kNotMine;
+    // No detector is handed a FIFO (its reads would block) or a device (whose reads
+    // never end).
+    if (zm::CheckInputFile(file).kind == zm::InputKind::kOther)
         return kNotMine;
     return record->factory->IsMyKindOfFile(file);
 }

@@ -2,12 +2,31 @@
 #include "framework/SpreadsheetFile.h"
 
 #include "platform/ErrorText.h"
+#include "platform/InputFile.h"
 #include "platform/Translate.h"
 
 SpreadsheetFile::~SpreadsheetFile() = default;
 
 void SpreadsheetFile::Close() {
     status = 0;
+    failureText.clear();
+}
+
+int SpreadsheetFile::RefuseIrregularInput(const char* files) {
+    if (status != 0 || files == nullptr)
+        return status;
+    std::string refusal = zm::RefusalOfInputFiles(files);
+    if (refusal.empty())
+        return status;
+    failureText = std::move(refusal);
+    return SetStatus(kStatusNotRegularFile);
+}
+
+int SpreadsheetFile::SetReadError(int errorNumber) {
+    if (status != 0)
+        return status;
+    failureText = zm::SystemErrorText(errorNumber);
+    return SetStatus(kStatusReadError);
 }
 
 int SpreadsheetFile::GetNumCols() {
@@ -56,6 +75,19 @@ void SpreadsheetFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
             return;
         case kStatusUnknownException:
             zm::CopyErrorText(zm::Translate("An unknown exception occurred."), buffer, bufferSize);
+            return;
+        case kStatusNotRegularFile:
+            // The text names the file and what it is; a code set without one says less.
+            zm::CopyErrorText(failureText.empty() ? zm::Translate("The file is not a regular "
+                                                                  "file and cannot be imported.")
+                                                  : failureText,
+                              buffer, bufferSize);
+            return;
+        case kStatusReadError:
+            zm::CopyErrorText(failureText.empty() ? zm::Translate("The file could not be read.")
+                                                  : zm::Translate("The file could not be read: ") +
+                                                        failureText + ".",
+                              buffer, bufferSize);
             return;
         default:
             zm::CopyErrorText(zm::Translate("No further information available."), buffer,

@@ -1,6 +1,8 @@
 // Abstract reader/writer of one file format, with sticky status codes.
 #pragma once
 
+#include <string>
+
 #include "framework/SpreadSheetData.h"
 #include "framework/ZmImportTypes.h"
 #include "platform/ZmExport.h"
@@ -15,6 +17,10 @@ enum ZmCommonStatus {
     kStatusBadOptions = 5,
     // An exception that was not the file's fault (a throwing sink, memory) ended the call.
     kStatusUnknownException = 6,
+    // The file named is not a regular file (a FIFO, a device, a directory).
+    kStatusNotRegularFile = 40,
+    // Reading the file failed in the system (not its end): the system's text says why.
+    kStatusReadError = 41,
 };
 
 // One object per opened file. Calling order for reading: Open(true, ...) ->
@@ -45,6 +51,16 @@ class ZMIMPORT_API SpreadsheetFile {
     // status stays. Returns the stored status.
     int SetUnknownException() { return SetStatus(kStatusUnknownException); }
 
+    // Refuses, before the reader opens anything, names (joined as for Open) of which
+    // one exists but is not a regular file; such a file could block the read forever
+    // or never end. Returns the stored status: kStatusNotRegularFile on refusal.
+    int RefuseIrregularInput(const char* files);
+
+  protected:
+    // Records that reading failed in the system with `errorNumber` (errno); an earlier
+    // status stays. Returns the stored status.
+    int SetReadError(int errorNumber);
+
   private:
     virtual int EstablishSize() = 0;
 
@@ -60,4 +76,6 @@ class ZMIMPORT_API SpreadsheetFile {
     int numRows = -1;
     bool sizeEstablished = false;
     int status = 0;
+    // The detail of kStatusNotRegularFile and kStatusReadError.
+    std::string failureText;
 };

@@ -59,6 +59,8 @@ bool ZmImportOpen(int index, const char* file, bool readMode, void** handle,
         *handle = reader;
         if (reader == nullptr)
             return false;
+        if (readMode && reader->RefuseIrregularInput(file) != 0)
+            return false;
         return reader->Open(readMode, file, options) == 0;
     } catch (...) {
         if (*handle != nullptr)

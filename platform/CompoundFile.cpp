@@ -11,6 +11,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "platform/InputFile.h"
+
 namespace zm {
 
 namespace {
@@ -40,8 +42,11 @@ size_t CompoundStream::Read(void* buffer, size_t count) {
     if (take == 0)
         return 0;
     // libgsf hands out its own buffer when given none; ours avoids one more copy.
-    if (gsf_input_read(AsInput(input), take, static_cast<guint8*>(buffer)) == nullptr)
+    if (gsf_input_read(AsInput(input), take, static_cast<guint8*>(buffer)) == nullptr) {
+        // Bytes the stream claims but the file cannot give: no end of the stream.
+        failed = true;
         return 0;
+    }
     return take;
 }
 
@@ -78,6 +83,10 @@ std::unique_ptr<CompoundFile> CompoundFile::Open(const std::string& path, std::s
         return true;
     }();
     (void)quiet;
+    // libgsf copies a file it cannot seek (a FIFO, a device) into memory whole, and
+    // /dev/zero never ends: only a regular file of bounded size is handed over.
+    if (!CheckContainerFile(path, kMaxContainerBytes, error))
+        return nullptr;
     GError* failure = nullptr;
     GsfInput* file = gsf_input_stdio_new(path.c_str(), &failure);
     GsfInfile* infile = file != nullptr ? gsf_infile_msole_new(file, &failure) : nullptr;

@@ -27,11 +27,15 @@ class ZMIMPORT_API CompoundStream {
     bool Seek(uint64_t position);
     uint64_t Tell() const;
     uint64_t Size() const;
+    // True once a read failed before the end of the stream (a damaged chain of sectors or
+    // a failing medium); Read then returned 0 as at the end.
+    bool Failed() const { return failed; }
 
   private:
     friend class CompoundFile;
     explicit CompoundStream(void* input);
     void* input;  // GsfInput*
+    bool failed = false;
 };
 
 class ZMIMPORT_API CompoundFile {

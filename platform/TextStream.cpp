@@ -4,6 +4,8 @@
 
 #include <unicode/utf8.h>
 
+#include <cerrno>
+
 #include "platform/TextStreamImpl.h"
 
 namespace zm {
@@ -121,6 +123,16 @@ bool TextStream::Impl::OpenForWriting(const std::string& fileName,
     return true;
 }
 
+// Reads up to one block; a failing read (not the end of the file) is kept, so that the
+// caller can tell a damaged medium from a file that simply ends.
+size_t TextStream::Impl::ReadBlock(char* to) {
+    errno = 0;
+    const size_t got = std::fread(to, 1, kTextBlockSize, file);
+    if (got < kTextBlockSize && std::ferror(file) != 0 && readError == 0)
+        readError = errno != 0 ? errno : EIO;
+    return got;
+}
+
 // Moves unconverted bytes to the front of the raw buffer and reads one block after them.
 void TextStream::Impl::ReadRaw() {
     if (rawAtEnd)
@@ -131,7 +143,7 @@ void TextStream::Impl::ReadRaw() {
     rawPos = 0;
     rawEnd = left;
     raw.Reserve(left + kTextBlockSize, left);
-    const size_t got = std::fread(raw.Data() + rawEnd, 1, kTextBlockSize, file);
+    const size_t got = ReadBlock(raw.Data() + rawEnd);
     rawEnd += got;
     if (got < kTextBlockSize)
         rawAtEnd = true;
@@ -258,7 +270,7 @@ bool TextStream::Impl::FillBlock() {
         if (rawAtEnd)
             return false;
         text.Reserve(textEnd + kTextBlockSize, textEnd);
-        const size_t got = std::fread(text.Data() + textEnd, 1, kTextBlockSize, file);
+        const size_t got = ReadBlock(text.Data() + textEnd);
         textEnd += got;
         if (got < kTextBlockSize)
             rawAtEnd = true;
@@ -344,6 +356,10 @@ TextStream::~TextStream() {
 
 bool TextStream::Failed() const {
     return impl->failed;
+}
+
+int TextStream::ReadError() const {
+    return impl->readError;
 }
 
 const std::string& TextStream::EncodingKey() const {

@@ -45,6 +45,10 @@ class ZMIMPORT_API TextStream {
     // The next Unicode code point; false at the end of the file.
     bool GetChar(char32_t& codePoint);
     bool EndOfFile();
+    // The error number (errno) of the first read that failed, 0 when none did. A failed
+    // read ends the text as the end of the file would; readers ask this to refuse the
+    // file rather than deliver what came before as all of it.
+    int ReadError() const;
     // Writes UTF-8 text converted to the stream's encoding.
     bool WriteString(const std::string& utf8);
     bool WriteString(std::string_view utf8);

@@ -89,6 +89,7 @@ struct TextStream::Impl {
     ByteBuffer raw;
     size_t rawPos = 0, rawEnd = 0;
     bool rawAtEnd = false;
+    int readError = 0;  // errno of the first failed read
     bool converterFlushed = false;
     ByteBuffer text;
     size_t textPos = 0, textEnd = 0;
@@ -105,6 +106,7 @@ struct TextStream::Impl {
     bool OpenForWriting(const std::string& fileName, const std::string& requestedKey);
     bool SetUpConversion(const std::string& icuName);
     void BuildTable();
+    size_t ReadBlock(char* to);
     void ReadRaw();
     bool Fill();
     bool FillBlock();

@@ -13,6 +13,8 @@
 
 #include <zlib.h>
 
+#include "platform/InputFile.h"
+
 namespace zm {
 
 namespace {
@@ -118,16 +120,9 @@ ZipPackage::ZipPackage(std::unique_ptr<Impl> impl) : impl(std::move(impl)) {}
 ZipPackage::~ZipPackage() = default;
 
 std::unique_ptr<ZipPackage> ZipPackage::Open(const std::string& path, std::string* error) {
-    // Only a regular file is handed to the zip library (a pipe or a device would block it
-    // or never end), and only one a zip without 64-bit extensions can be: 4 GB at most.
-    std::error_code ec;
-    const auto status = std::filesystem::status(path, ec);
-    if (ec || !std::filesystem::is_regular_file(status) ||
-        std::filesystem::file_size(path, ec) > 0xFFFFFFFFull || ec) {
-        if (error != nullptr)
-            *error = "not a regular file of at most 4 GB";
+    // Only a regular file of bounded size goes to the zip library.
+    if (!CheckContainerFile(path, kMaxContainerBytes, error))
         return nullptr;
-    }
     try {
         auto impl = std::make_unique<Impl>();
         impl->path = path;

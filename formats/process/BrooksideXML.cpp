@@ -18,6 +18,8 @@ void BrooksideXML::Clear() {
     wafers_.clear();
     rawData_.clear();
     columns_.clear();
+    delivered_.clear();
+    warning_.clear();
     apstat_ = false;
     detail_.clear();
 }
@@ -88,7 +90,7 @@ void BrooksideXML::GetErrorMessage(char* buffer, unsigned int bufferSize) {
 }
 
 const char* BrooksideXML::GetWarningMessage() {
-    return nullptr;
+    return warning_.empty() ? nullptr : warning_.c_str();
 }
 
 int BrooksideXML::SizePhases(int wafer) const {

@@ -13,6 +13,10 @@
 #include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
 
+namespace zm::fdc {
+struct RawText;
+}  // namespace zm::fdc
+
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMNode;
 class DOMElement;
@@ -152,8 +156,8 @@ class ZMIMPORT_API BrooksideXML : public SpreadsheetFile {
     void Open(const char* file);
     void Parse(XERCES_CPP_NAMESPACE::XercesDOMParser& parser,
                XERCES_CPP_NAMESPACE::InputSource& stream);
-    void ReadDOM(const XERCES_CPP_NAMESPACE::DOMNode* document, const std::string& file,
-                 int fileIndex);
+    void ReadDOM(const XERCES_CPP_NAMESPACE::DOMNode* document, std::vector<zm::fdc::RawText>& raw,
+                 const std::string& file, int fileIndex);
     void ReadWafer(const XERCES_CPP_NAMESPACE::DOMElement* dataset, int fileIndex);
     static const XERCES_CPP_NAMESPACE::DOMElement* FindNode(
         const XERCES_CPP_NAMESPACE::DOMNode* parent, const char16_t* name, bool required,
@@ -161,6 +165,8 @@ class ZMIMPORT_API BrooksideXML : public SpreadsheetFile {
     static std::string FindAttribute(const XERCES_CPP_NAMESPACE::DOMElement* node,
                                      const char16_t* name, bool required);
     RawDataBuffer InitNextBuffer(int wafer) const;
+    // Marks the wafers whose section an earlier wafer already named, and says so.
+    void MarkSharedSections();
     void Clear();
 
     std::string apcSystemName_;
@@ -176,6 +182,11 @@ class ZMIMPORT_API BrooksideXML : public SpreadsheetFile {
     std::string detail_;  // the text of the exception that set the status
     // The sheet's variable columns: name and occurrence among equal names.
     std::vector<std::pair<std::string, int>> columns_;
+    // Per wafer, whether its rows reach the sheet: a RAWDATA section gives its rows to
+    // the first wafer that names it only, so that wafers sharing one section cannot
+    // multiply it into more rows than the file holds.
+    std::vector<bool> delivered_;
+    std::string warning_;
 };
 
 // Registers the FDC XML format and recognises its files by validation.

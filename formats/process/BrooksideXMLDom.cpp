@@ -11,12 +11,14 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/TransService.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "formats/process/BrooksideXML.h"
 #include "formats/process/BrooksideXMLDtd.h"
@@ -161,6 +163,67 @@ bool StartsWithNoCase(const std::string& text, const char* prefix) {
     return true;
 }
 
+// A DOM parser that keeps the character data of `RawData` elements out of the tree: the
+// raw text, nearly all of a file, goes once into UTF-8 as it is scanned, instead of into
+// a UTF-16 text node first and a UTF-8 copy beside it. Everything else builds the tree as
+// usual. With `keep` false (detection) the raw text is only noted, not kept.
+class RawDataParser : public zm::SafeDomParser {
+  public:
+    explicit RawDataParser(bool keep) : keep(keep) {}
+
+    std::vector<zm::fdc::RawText> sections;  // per RawData element, in document order
+
+    void startElement(const XMLElementDecl& decl, const unsigned int urlId,
+                      const XMLCh* const prefix, const RefVectorOf<XMLAttr>& attributes,
+                      const XMLSize_t count, const bool isEmpty, const bool isRoot) override {
+        // An FDC request nests five levels; content models are checked only at end tags,
+        // so a document of unclosed elements would otherwise build a tree of millions
+        // of nodes before the parser finds the fault.
+        if (depth >= kMaxDepth)
+            throw zm::Exception("The document nests elements deeper than {1} levels.",
+                                {std::to_string(kMaxDepth)});
+        zm::SafeDomParser::startElement(decl, urlId, prefix, attributes, count, isEmpty, isRoot);
+        ++depth;
+        if (rawDepth == 0 && XMLString::equals(decl.getFullName(), u"RawData")) {
+            rawDepth = depth;
+            sections.emplace_back();
+        }
+        // An empty element gets its end event too, right after this one.
+    }
+
+    void endElement(const XMLElementDecl& decl, const unsigned int urlId, const bool isRoot,
+                    const XMLCh* const prefix) override {
+        zm::SafeDomParser::endElement(decl, urlId, isRoot, prefix);
+        LeaveElement();
+    }
+
+    void docCharacters(const XMLCh* const chars, const XMLSize_t length,
+                       const bool cdataSection) override {
+        if (rawDepth == 0) {
+            XercesDOMParser::docCharacters(chars, length, cdataSection);
+            return;
+        }
+        // Text, CDATA sections and expanded references together are the raw text.
+        zm::fdc::RawText& section = sections.back();
+        section.found = true;
+        if (keep)
+            AppendUtf8(chars, length, section.text);
+    }
+
+  private:
+    static constexpr size_t kMaxDepth = 64;
+
+    void LeaveElement() {
+        if (rawDepth == depth)
+            rawDepth = 0;
+        --depth;
+    }
+
+    bool keep;
+    size_t depth = 0;
+    size_t rawDepth = 0;  // depth of the open RawData element; 0 outside one
+};
+
 }  // namespace
 
 void BrooksideXML::Parse(XercesDOMParser& parser, InputSource& stream) {
@@ -187,6 +250,8 @@ void BrooksideXML::Parse(XercesDOMParser& parser, InputSource& stream) {
         failure = Utf8(e.getMessage());
     } catch (const OutOfMemoryException&) {
         failure = "out of memory";
+    } catch (const zm::Exception& e) {
+        failure = e.what();  // a limit of the reader's own
     }
     parser.setEntityResolver(nullptr);
     parser.setErrorHandler(nullptr);
@@ -207,7 +272,7 @@ bool BrooksideXML::IsMyKindOfFile(const char* file) {
         return false;
     try {
         EnsureXerces();
-        zm::SafeDomParser parser;
+        RawDataParser parser(false);
         TranscodeFromStr path(reinterpret_cast<const XMLByte*>(file), std::strlen(file), "UTF-8");
         LocalFileInputSource source(path.str());
         BrooksideXML probe;
@@ -224,9 +289,9 @@ void BrooksideXML::Open(const char* files) {
     if (names.empty())
         throw zm::Exception("No file name was given.");
     for (size_t i = 0; i < names.size(); ++i) {
-        // The parser owns the tree; it goes at the end of each turn, and with it the
-        // UTF-16 copy of the raw data, so that only the UTF-8 texts stay.
-        zm::SafeDomParser parser;
+        // The parser owns the tree; it goes at the end of each turn. The raw texts never
+        // enter it: they are taken in UTF-8 while the file is scanned.
+        RawDataParser parser(true);
         TranscodeFromStr path(reinterpret_cast<const XMLByte*>(names[i].data()), names[i].size(),
                               "UTF-8");
         LocalFileInputSource source(path.str());
@@ -234,7 +299,7 @@ void BrooksideXML::Open(const char* files) {
         const DOMDocument* document = parser.getDocument();
         if (document == nullptr)
             throw zm::Exception("XML node '{1}' not found", {"FDCRequest"});
-        ReadDOM(document, names[i], static_cast<int>(i));
+        ReadDOM(document, parser.sections, names[i], static_cast<int>(i));
     }
 }
 
@@ -261,7 +326,8 @@ std::string BrooksideXML::FindAttribute(const DOMElement* node, const char16_t* 
     return Utf8(attribute->getValue());
 }
 
-void BrooksideXML::ReadDOM(const DOMNode* document, const std::string& file, int fileIndex) {
+void BrooksideXML::ReadDOM(const DOMNode* document, std::vector<zm::fdc::RawText>& rawTexts,
+                           const std::string& file, int fileIndex) {
     // Of several files, the first one's message-level values are kept.
     const bool first = fileIndex == 0;
     const DOMElement* root = FindNode(document, u"FDCRequest", true);
@@ -291,26 +357,22 @@ void BrooksideXML::ReadDOM(const DOMNode* document, const std::string& file, int
     if (first)
         topicName_ = std::move(value);
 
+    // The parser took the RawData texts in document order; the tree's RawData elements
+    // under the root are matched to them by their position among all RawData elements.
+    const DOMNodeList* all =
+        static_cast<const DOMDocument*>(document)->getElementsByTagName(u"RawData");
+    if (all == nullptr || all->getLength() != rawTexts.size())
+        throw zm::Exception("The RawData elements could not be matched to their texts.");
+    // Both go in document order: one walk matches them.
+    size_t index = 0;
     for (const DOMElement* raw = FindNode(root, u"RawData", false); raw != nullptr;
-         raw = FindNode(raw, u"RawData", false, true)) {
+         raw = FindNode(raw, u"RawData", false, true), ++index) {
         const std::string name = FindAttribute(raw, u"Name", true);
-        // Character data may come in several nodes (text, CDATA sections, expanded
-        // character references); together they are the raw text.
-        std::string text;
-        bool found = false;
-        for (const DOMNode* n = raw->getFirstChild(); n != nullptr; n = n->getNextSibling()) {
-            const auto type = n->getNodeType();
-            if (type != DOMNode::TEXT_NODE && type != DOMNode::CDATA_SECTION_NODE)
-                continue;
-            const XMLCh* value = n->getNodeValue();
-            const size_t length = XMLString::stringLen(value);
-            if (!found)
-                text.reserve(length);
-            AppendUtf8(value, length, text);
-            found = true;
-        }
-        if (!found)
+        while (index < rawTexts.size() && all->item(index) != raw)
+            ++index;
+        if (index >= rawTexts.size() || !rawTexts[index].found)
             throw RawDataError("Could not find RawData for file '{1}'", {file});
+        std::string text = std::move(rawTexts[index].text);
         if (text.find("NUM_DATA_ROWS") == std::string::npos)
             throw RawDataError(
                 "The RawData section '{1}' does not contain the string "

@@ -15,6 +15,13 @@ class RawDataError : public Exception {
     using Exception::Exception;
 };
 
+// The character data of one `RawData` element, taken as the parser reads it so that the
+// document tree never holds a second copy.
+struct RawText {
+    std::string text;    // UTF-8
+    bool found = false;  // the element held character data at all
+};
+
 // RAWDATA sections are found by name without regard to case.
 inline std::string LowerAscii(std::string text) {
     for (char& c : text)

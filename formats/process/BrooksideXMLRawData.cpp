@@ -238,6 +238,29 @@ BrooksideXML::RawDataBuffer BrooksideXML::InitNextBuffer(int wafer) const {
     return buffer;
 }
 
+void BrooksideXML::MarkSharedSections() {
+    delivered_.assign(wafers_.size(), true);
+    warning_.clear();
+    std::set<std::pair<int, std::string>> named;
+    size_t shared = 0;
+    std::string firstShared;
+    for (size_t w = 0; w < wafers_.size(); ++w) {
+        const std::string& name = wafers_[w].attributes[kRawDataName];
+        if (named.emplace(wafers_[w].file, zm::fdc::LowerAscii(name)).second)
+            continue;
+        delivered_[w] = false;
+        if (shared++ == 0)
+            firstShared = name;
+    }
+    if (shared > 0) {
+        warning_ = zm::FormatMessage(
+            zm::Translate("%1% dataset(s) name a RAWDATA section that an earlier dataset already "
+                          "names (the first: '%2%'); its rows are read once, for the earlier "
+                          "dataset only."),
+            shared, firstShared);
+    }
+}
+
 int BrooksideXML::EstablishSize() {
     if (status != 0)
         return status;
@@ -246,8 +269,11 @@ int BrooksideXML::EstablishSize() {
     sizeEstablished = false;
     columns_.clear();
     try {
+        MarkSharedSections();
         long long rows = 1;  // the name row
         for (int w = 0; w < SizeWafer(); ++w) {
+            if (!delivered_[static_cast<size_t>(w)])
+                continue;
             const RawDataBuffer buffer = InitNextBuffer(w);
             // Every data row takes a line: a count beyond the lines left is refused here,
             // before anybody sizes a table by it.
@@ -302,6 +328,8 @@ int BrooksideXML::ReadSheet(ReadSpreadSheetData* sink) {
     std::vector<std::string_view> fields;
     std::string cellText;
     for (int w = 0; w < SizeWafer(); ++w) {
+        if (!delivered_[static_cast<size_t>(w)])
+            continue;
         RawDataBuffer buffer = InitNextBuffer(w);
         const std::vector<int> columns = VariableColumns(buffer.variables, columns_, false);
         const Wafer& wafer = wafers_[w];

@@ -43,6 +43,9 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
         // A file that cannot be opened parses as no rows: hosts check files before
         // reading them, and the sink then simply receives nothing.
         const CsvParser parser(dialect, fileName, options.GetEncoding(), INT_MAX);
+        // A failed read is no end of the file: what came before it is not all of it.
+        if (parser.ReadError() != 0)
+            return SetReadError(parser.ReadError());
         parser.GetData(*sink, INT_MAX, INT_MAX);
         warning.clear();
         if (parser.DroppedLines() > 0) {
@@ -50,6 +53,14 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
                 zm::Translate("A quoted field is not closed at the end of the file: its last %1% "
                               "line(s), from the opening quote on, were not read."),
                 parser.DroppedLines());
+        }
+        if (parser.NulBytes() > 0) {
+            if (!warning.empty())
+                warning += '\n';
+            warning += zm::FormatMessage(
+                zm::Translate("The file holds %1% zero byte(s) (NUL); each was read as the "
+                              "replacement character U+FFFD."),
+                parser.NulBytes());
         }
     } catch (...) {
         // The dialects used here never throw; what is left is the sink or memory.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -32,6 +33,7 @@ enum : unsigned {
 constexpr unsigned kCr = 13;
 constexpr unsigned kLf = 10;
 constexpr unsigned kSpace = 32;
+constexpr char32_t kReplacementCharacter = 0xFFFD;
 
 std::string ToUtf8(char32_t c) {
     std::string out;
@@ -184,26 +186,54 @@ void CsvParser::ParseFile(const std::filesystem::path& path, const std::string& 
     if (CanScanBytes()) {
         // The stream hands out UTF-8 in blocks that end at character boundaries.
         std::string_view chunk;
-        while (!stopped && stream.ReadChunk(chunk)) {
-            const auto* p = reinterpret_cast<const unsigned char*>(chunk.data());
-            ProcessBytes(p, p + chunk.size());
-        }
+        while (!stopped && stream.ReadChunk(chunk))
+            ProcessScannable(chunk);
+        readError = stream.ReadError();
         return;
     }
     char32_t c = 0;
     while (!stopped && stream.GetChar(c))
-        ProcessCodePoint(c);
+        ProcessCodePoint(ReplaceNul(c));
+    readError = stream.ReadError();
+}
+
+char32_t CsvParser::ReplaceNul(char32_t c) {
+    if (c != 0)
+        return c;
+    ++nulBytes;
+    return kReplacementCharacter;
+}
+
+void CsvParser::ProcessScannable(std::string_view utf8) {
+    // A zero byte would end the field for every sink that takes C strings: it becomes
+    // U+FFFD (three bytes), counted so that the reader can say so. Text without one,
+    // nearly all of it, is scanned where it lies.
+    if (std::memchr(utf8.data(), 0, utf8.size()) != nullptr) {
+        scratch.clear();
+        scratch.reserve(utf8.size() + 16);
+        for (const char byte : utf8) {
+            if (byte == '\0') {
+                ++nulBytes;
+                scratch += "\xEF\xBF\xBD";
+            } else {
+                scratch += byte;
+            }
+        }
+        utf8 = scratch;
+    }
+    const auto* p = reinterpret_cast<const unsigned char*>(utf8.data());
+    ProcessBytes(p, p + utf8.size());
 }
 
 void CsvParser::ParseUtf8(std::string_view utf8, bool byCodePoint) {
     auto p = reinterpret_cast<const unsigned char*>(utf8.data());
     const auto end = p + utf8.size();
     if (!byCodePoint && CanScanBytes()) {
-        ProcessBytes(p, end);
+        ProcessScannable(utf8);
         return;
     }
     while (p < end && !stopped)
-        ProcessCodePoint(NextCodePoint(p, end));
+        ProcessCodePoint(ReplaceNul(NextCodePoint(p, end)));
 }
 
 void CsvParser::ProcessBytes(const unsigned char* p, const unsigned char* end) {

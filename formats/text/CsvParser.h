@@ -36,6 +36,11 @@ class ZMIMPORT_API CsvParser {
     size_t DroppedLines() const { return droppedLines; }
     // True when the file could not be opened as text in the encoding.
     bool StreamFailed() const { return streamFailed; }
+    // The error number of a read of the file that failed (not its end); 0 when none did.
+    // What came before it is all the parser holds.
+    int ReadError() const { return readError; }
+    // Zero bytes (NUL) of the input, each held as U+FFFD in its field.
+    size_t NulBytes() const { return nulBytes; }
     size_t RowCount() const { return rows.RowCount(); }
     size_t LongestRow() const { return rows.LongestRow(); }
 
@@ -47,6 +52,9 @@ class ZMIMPORT_API CsvParser {
     // bytes: multi-byte sequences then never meet a special character.
     bool CanScanBytes() const;
     void ProcessBytes(const unsigned char* p, const unsigned char* end);
+    // ProcessBytes over UTF-8 text, with zero bytes replaced first.
+    void ProcessScannable(std::string_view utf8);
+    char32_t ReplaceNul(char32_t c);
     // Appends the ordinary bytes [p, q) to the field; the input runs on to `end`.
     void AppendRun(const unsigned char* p, const unsigned char* q, const unsigned char* end);
     void ProcessOrdinaryByte(unsigned char byte);
@@ -65,6 +73,9 @@ class ZMIMPORT_API CsvParser {
     int maxRows;
     bool stopped = false;
     bool streamFailed = false;
+    int readError = 0;
+    size_t nulBytes = 0;
+    std::string scratch;  // a block of input with its zero bytes replaced
     // Bytes that end a run of ordinary characters in an unquoted and a quoted field.
     bool unquotedStop[256] = {};
     bool quotedStop[256] = {};

@@ -78,6 +78,13 @@ bool DIFFile::GetLine(std::string_view& text) {
     return stream != nullptr && stream->GetLine(text);
 }
 
+int DIFFile::Failure(int code) {
+    // A record cut short by a failed read is the medium's fault, not the file's.
+    if (stream != nullptr && stream->ReadError() != 0)
+        return SetReadError(stream->ReadError());
+    return SetStatus(code);
+}
+
 int DIFFile::Open(bool readMode, const char* file, ZmImportOpenOptions* record) {
     if (status != 0)
         return status;
@@ -100,7 +107,7 @@ int DIFFile::Open(bool readMode, const char* file, ZmImportOpenOptions* record) 
     if (!OpenStream(options.GetEncoding(), true))
         return SetStatus(kOpenStreamFailed);
     if (int code = ReadHeader(); code != 0)
-        return SetStatus(code);
+        return Failure(code);
     numCols = 0;
     numRows = 0;
     return status;
@@ -226,7 +233,7 @@ int DIFFile::EstablishSize() {
     if (!OpenStream(options.GetEncoding(), true))
         return SetStatus(kOpenStreamFailed);
     if (int code = ReadHeader(); code != 0)
-        return SetStatus(code);
+        return Failure(code);
 
     ReadDIFRecord();  // normally the first BOT
     long long count = 0;
@@ -250,7 +257,7 @@ int DIFFile::EstablishSize() {
         numRows = static_cast<int>(headerCols);
         numCols = static_cast<int>(count);
     } else if (int code = ScanSize(); code != 0) {
-        return SetStatus(code);
+        return Failure(code);
     }
     sizeEstablished = true;
     return 0;
@@ -306,7 +313,7 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
     if (mode != 1)
         return SetStatus(kStatusWrongMode);
     if (int code = ReadHeader(); code != 0)
-        return SetStatus(code);
+        return Failure(code);
     if (sink == nullptr)
         return status;
 
@@ -315,6 +322,7 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
     long long column = 0;
     int row = 0;
     bool badRecord = false;
+    bool sinkStopped = false;
     for (;;) {
         const int kind = ReadDIFRecord();
         if (kind == kBadRecord) {
@@ -326,8 +334,10 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
         if (kind == kBeginTuple) {
             wanted = sink->MapRow(row);
             column = 0;
-            if (wanted < 0)
+            if (wanted < 0) {
+                sinkStopped = true;
                 break;  // the sink wants no more
+            }
             if (row >= lastRow) {
                 // The limit: the size the header announced. Rows beyond it are counted
                 // so that their loss is not silent.
@@ -352,7 +362,16 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
         }
     }
     sink->SetDataSize(static_cast<int>(std::min<long long>(column, INT_MAX)), row);
-    return badRecord ? SetStatus(kRecordError) : 0;
+    if (badRecord)
+        return Failure(kRecordError);
+    if (!sinkStopped && row < lastRow && lastRow == numRows) {
+        // The data ended before the rows the header announced: say how many are missing.
+        warning = zm::FormatMessage(
+            zm::Translate("The file holds %1% row(s) fewer than its header announces "
+                          "(TUPLES %2%); they are missing."),
+            lastRow - row, lastRow);
+    }
+    return 0;
 }
 
 long long DIFFile::CountRemainingTuples() {

@@ -75,6 +75,8 @@ class ZMIMPORT_API DIFFile : public SpreadsheetFile {
     int ReadDIFRecord();
     // The next line, a view into the stream valid until the next call.
     bool GetLine(std::string_view& text);
+    // Stores the read error of the stream when a read failed, else `code`.
+    int Failure(int code);
 
     std::string stringValue;  // the cell text of the last string or numeric record
 

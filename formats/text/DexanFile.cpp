@@ -1,6 +1,8 @@
 // DEXAN worksheets: plain text, or the worksheet stream of a compound design file.
 #include "formats/text/DexanFile.h"
 
+#include <cerrno>
+
 #include <algorithm>
 #include <climits>
 #include <string>
@@ -10,6 +12,7 @@
 #include "framework/SprFileFactory.h"
 #include "platform/CompoundFile.h"
 #include "platform/ErrorText.h"
+#include "platform/InputFile.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -50,8 +53,12 @@ int DexanFile::Open(bool readMode, const char* path, ZmImportOpenOptions* record
         return TextFile::Open(true, path, record);
     try {
         compoundFile = zm::CompoundFile::Open(fileName);
-        if (compoundFile == nullptr)
+        if (compoundFile == nullptr) {
+            // A file that cannot be read at all is no fault of its content.
+            if (const int error = zm::FirstReadError(fileName); error != 0)
+                return SetReadError(error);
             return status = kNotDexanFile;
+        }
         std::unique_ptr<zm::CompoundStream> stream;
         const std::vector<std::string> names = compoundFile->EntryNames();
         for (size_t i = 0; i < names.size(); ++i) {
@@ -106,6 +113,8 @@ int DexanFile::SizeWorksheet() {
         cols = std::max(cols, lastCount);
         ++rows;
     }
+    if (worksheet->ReadFailed())
+        return SetReadError(EIO);
     if (rows > 0 && lastCount == 0)
         --rows;
     numCols = cols;
@@ -156,7 +165,9 @@ int DexanFile::ReadWorksheet(ReadSpreadSheetData* sink, int lastCol, int lastRow
             if (more)
                 ++lineNumber;
         } while (more && lineNumber < wanted);
-        if (!more || lineNumber > lastRow)
+        if (!more)
+            return worksheet->ReadFailed() ? SetReadError(EIO) : 0;
+        if (lineNumber > lastRow)
             return 0;
         if (lineNumber < firstRow)
             continue;

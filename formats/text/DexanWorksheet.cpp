@@ -124,3 +124,7 @@ bool DexanWorksheet::GetLine(std::string& line) {
         return true;
     }
 }
+
+bool DexanWorksheet::ReadFailed() const {
+    return stream->Failed();
+}

@@ -26,6 +26,8 @@ class DexanWorksheet {
     bool Rewind();
     // The next line without its line feed; false at the end when nothing is left.
     bool GetLine(std::string& line);
+    // True when the worksheet's stream could not be read to its end.
+    bool ReadFailed() const;
 
   private:
     // Reads more bytes after those not yet handed out; false at the end of the stream.

@@ -45,8 +45,10 @@ bool TextFile::IsTextFile(const char* path) {
         return false;
     std::vector<char> sample(kTextSample);
     const size_t got = std::fread(sample.data(), 1, sample.size(), file);
+    // A sample cut short by a failed read says nothing about the file.
+    const bool failed = std::ferror(file) != 0;
     std::fclose(file);
-    return std::memchr(sample.data(), 0, got) == nullptr;
+    return !failed && std::memchr(sample.data(), 0, got) == nullptr;
 }
 
 int TextFile::Open(bool readMode, const char* path, ZmImportOpenOptions* record) {
@@ -180,6 +182,8 @@ int TextFile::EstablishSize() {
             cols = lastCount;
         ++rows;
     }
+    if (stream.ReadError() != 0)
+        return SetReadError(stream.ReadError());
     if (rows > 0 && lastCount == 0)
         --rows;
     numCols = cols;
@@ -227,7 +231,7 @@ int TextFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow, int firs
                 ++lineNumber;
         } while (more && lineNumber < wanted);
         if (!more)
-            return 0;
+            return stream.ReadError() != 0 ? SetReadError(stream.ReadError()) : 0;
         if (length > 0 && line[length - 1] == '\r')
             --length;
         if (lineNumber > lastRow)

@@ -11,21 +11,71 @@ ThermoMirroredReadSpreadSheetData::ThermoMirroredReadSpreadSheetData(int cells, 
 
 void ThermoMirroredReadSpreadSheetData::SetDataSize(int cols, int rows) {
     cells = std::max(cols, 0);
-    lines.clear();
-    // Line vectors stay empty until their cells arrive: a line costs what it holds.
-    lines.resize(static_cast<size_t>(std::max(rows, 0)));
-    texts.clear();
+    lineCount = std::max(rows, 0);
+    openLines = 0;
+    lineStart.clear();
+    offsets.clear();
+    texts.assign(1, '\0');  // offset 0: the text every empty cell shares
+    overflowed = false;
+    kept.clear();
+    keptBuilt = false;
+}
+
+int ThermoMirroredReadSpreadSheetData::Place(int line, int cell) const {
+    if (line == 1 || !filter)
+        return cell - 1;
+    const auto column = static_cast<size_t>(cell) - 1;
+    return column < kept.size() ? kept[column] : -1;
+}
+
+void ThermoMirroredReadSpreadSheetData::BuildKept() {
+    keptBuilt = true;
+    if (!filter)
+        return;
+    int next = 0;
+    kept.assign(static_cast<size_t>(cells), -1);
+    for (int c = 1; c <= cells; ++c) {
+        const char* name = Cell(1, c);
+        if (name != nullptr && filter(name))
+            kept[static_cast<size_t>(c) - 1] = next++;
+    }
+    const auto later = static_cast<size_t>(std::max(lineCount - 1, 0));
+    const size_t most = later == 0 || static_cast<size_t>(next) <= SIZE_MAX / later
+                            ? static_cast<size_t>(next) * later
+                            : SIZE_MAX;
+    offsets.reserve(offsets.size() + std::min(most, budget));
 }
 
 void ThermoMirroredReadSpreadSheetData::Set(int col, int row, const char* text) {
-    if (col < 1 || col > cells || row < 1 || static_cast<size_t>(row) > lines.size())
+    // Lines come in order; a cell of a line already passed has no place any more.
+    if (col < 1 || col > cells || row < 1 || row > lineCount || row < openLines)
         return;
-    std::vector<size_t>& line = lines[static_cast<size_t>(row) - 1];
-    if (line.size() < static_cast<size_t>(col))
-        line.resize(static_cast<size_t>(col), kMissing);
-    line[static_cast<size_t>(col) - 1] = texts.size();
-    if (text != nullptr)
-        texts.append(text, std::strlen(text));
+    if (row > 1 && !keptBuilt)
+        BuildKept();
+    const int place = Place(row, col);
+    if (place < 0)
+        return;
+    while (openLines < row) {
+        lineStart.push_back(offsets.size());
+        ++openLines;
+    }
+    const size_t first = lineStart.back();
+    const auto index = static_cast<size_t>(place);
+    if (offsets.size() - first > index)
+        return;  // cells of a line come in order too
+    offsets.resize(first + index, kMissing);
+    const size_t length = text != nullptr ? std::strlen(text) : 0;
+    if (length == 0) {
+        offsets.push_back(0);
+        return;
+    }
+    if (texts.size() + length + 1 >= kMissing) {
+        overflowed = true;
+        offsets.push_back(kMissing);
+        return;
+    }
+    offsets.push_back(static_cast<uint32_t>(texts.size()));
+    texts.append(text, length);
     texts.push_back('\0');
 }
 
@@ -37,11 +87,16 @@ void ThermoMirroredReadSpreadSheetData::Set(int col, int row, float value) {
 }
 
 const char* ThermoMirroredReadSpreadSheetData::Cell(int line, int cell) const {
-    if (line < 1 || static_cast<size_t>(line) > lines.size() || cell < 1)
+    if (line < 1 || line > openLines || cell < 1 || cell > cells)
         return nullptr;
-    const std::vector<size_t>& offsets = lines[static_cast<size_t>(line) - 1];
-    if (static_cast<size_t>(cell) > offsets.size())
+    const int place = Place(line, cell);
+    if (place < 0)
         return nullptr;
-    const size_t offset = offsets[static_cast<size_t>(cell) - 1];
+    const auto at = static_cast<size_t>(line) - 1;
+    const size_t first = lineStart[at];
+    const size_t end = at + 1 < lineStart.size() ? lineStart[at + 1] : offsets.size();
+    if (static_cast<size_t>(place) >= end - first)
+        return nullptr;
+    const uint32_t offset = offsets[first + static_cast<size_t>(place)];
     return offset == kMissing ? nullptr : texts.data() + offset;
 }

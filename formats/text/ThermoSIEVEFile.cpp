@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 
 #include "formats/text/ThermoMirroredReadSpreadSheetData.h"
@@ -63,7 +64,10 @@ bool ReadHeaderLine(const char* path, std::string& line) {
         return false;
     line.resize(kHeaderSample);
     line.resize(std::fread(line.data(), 1, line.size(), file));
+    const bool failed = std::ferror(file) != 0;
     std::fclose(file);
+    if (failed)
+        return false;
     if (StartsWith(line, "\xEF\xBB\xBF"))
         line.erase(0, 3);
     line.resize(std::min(line.find('\n'), line.size()));
@@ -145,6 +149,10 @@ int ThermoSIEVEFile::GetRows() {
             return -1;
         lastEmpty = line.empty() || line == "\r";
     }
+    if (stream.ReadError() != 0) {
+        SetReadError(stream.ReadError());
+        return -1;
+    }
     return lastEmpty ? lines - 1 : lines;
 }
 
@@ -159,6 +167,10 @@ int ThermoSIEVEFile::GetColumns() {
             line.remove_suffix(1);
         widest = std::max(widest, CountCells(line, options.GetDelimiter(),
                                              options.GetIgnoreConsecutiveDelimiters()));
+    }
+    if (stream.ReadError() != 0) {
+        SetReadError(stream.ReadError());
+        return -1;
     }
     return widest;
 }
@@ -199,10 +211,27 @@ int ThermoSIEVEFile::ReadTable(ReadSpreadSheetData* sink) {
     const int lines = GetRows();
     const int cells = lines < 0 ? -1 : GetColumns();
     if (lines < 0 || cells < 0)
-        return status = kStatusSizeFailed;
+        return SetStatus(kStatusSizeFailed);
     ThermoMirroredReadSpreadSheetData table(cells, lines);
+    // Only the columns that a field can come from are kept below the names: a wide file
+    // costs what the sheet takes from it.
+    table.SetColumnFilter([](std::string_view name) {
+        if (StartsWith(name, kIntensityPrefix))
+            return true;
+        for (const Field& field : kFields) {
+            if (StartsWith(name, field.name))
+                return true;
+        }
+        return false;
+    });
+    std::error_code sizeError;
+    const uintmax_t bytes = std::filesystem::file_size(fileName, sizeError);
+    if (!sizeError)
+        table.SetCellBudget(static_cast<size_t>(bytes) + static_cast<size_t>(lines) + 1);
     if (TextFile::Read(&table, cells, lines, 1, 1, options) != 0)
         return status;
+    if (table.Overflowed())
+        return SetStatus(kStatusSizeFailed);
     if (sink == nullptr)
         return 0;
 

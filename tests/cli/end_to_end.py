@@ -121,6 +121,24 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertIn("Directories can not be imported.", err)
 
+    def test_files_that_are_not_regular_are_refused_at_once(self):
+        # A FIFO without a writer blocks any read, /dev/zero never ends: both are refused
+        # before a reader or detection sees them.
+        fifo = os.path.join(self.dir.name, "pipe.csv")
+        os.mkfifo(fifo)
+        fifo_text = "'%s' is a pipe (FIFO), not a regular file, and cannot be imported." % fifo
+        for args in (("read", fifo, "--format", "CSV File"), ("read", fifo)):
+            status, out, err = run(*args)
+            self.assertEqual((status, out), (1, ""), args)
+            self.assertEqual(err, "zmimport: %s: %s\n" % (fifo, fifo_text), args)
+        status, out, err = run("detect", fifo)
+        self.assertEqual(status, 1)
+        self.assertNotRegex(out, r"(?m)(surely|plausible|can read)$")
+        self.assertEqual(out.splitlines()[-1], "chosen: none")
+        status, out, err = run("read", "/dev/zero", "--format", "DEXAN File")
+        self.assertEqual((status, out), (1, ""))
+        self.assertIn("'/dev/zero' is a character device, not a regular file", err)
+
     def test_read_to_csv(self):
         status, out, err = run("read", self.spectra)
         self.assertEqual((status, err), (0, ""))

@@ -73,6 +73,8 @@ TEST(SpreadsheetFile, CommonCodesHaveTheirTextsCutToTheBuffer) {
         {5, "Incorrect format of file open options"},
         {6, "An unknown exception occurred."},
         {7, "No further information available."},
+        {40, "The file is not a regular file and cannot be imported."},
+        {41, "The file could not be read."},
         {-1, "No further information available."},
         {2816, "No further information available."},
     };

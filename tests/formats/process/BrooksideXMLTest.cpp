@@ -160,6 +160,48 @@ TEST(BrooksideXML, ReadsSeveralFilesIntoOneSheet) {
     EXPECT_EQ(reader.GetAttribute("MessageSequenceIdentifier"), "881");
 }
 
+// Wafers that name one section between them get its rows once: sharing cannot make a
+// small file announce more rows than it holds, and the loss is said.
+TEST(BrooksideXML, ASectionSharedByWafersIsReadOnce) {
+    Scratch scratch;
+    const std::string file = scratch.Write(
+        "shared.xml", TwoWafersWith("rawDataName=\"rd_w02\"", "rawDataName=\"rd_W01\""));
+    BrooksideXML reader;
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, file, sink), 0) << Message(reader);
+    EXPECT_EQ(sink.rows, 11);  // the name row and RD_W01's 10 rows, for W01 alone
+    EXPECT_EQ(sink.Text(1, 11), "W01");
+    const char* warning = reader.GetWarningMessage();
+    ASSERT_NE(warning, nullptr);
+    EXPECT_NE(std::string(warning).find("1 dataset(s)"), std::string::npos) << warning;
+    EXPECT_NE(std::string(warning).find("'rd_W01'"), std::string::npos) << warning;
+
+    // The unshared fixture reads without a warning.
+    BrooksideXML plain;
+    zmtest::RecordingSink all;
+    ASSERT_EQ(zmtest::ReadAll(plain, Fixture("two-wafers.xml"), all), 0);
+    EXPECT_EQ(plain.GetWarningMessage(), nullptr);
+}
+
+// Content models are checked at end tags: unclosed elements that a document's own
+// subset declares would build a tree of every one of them before the parser objects.
+TEST(BrooksideXML, RefusesElementsNestedDeeperThanARequestNeeds) {
+    Scratch scratch;
+    std::string text = TwoWafersWith("SYSTEM \"FDCRequest.dtd\">",
+                                     "SYSTEM \"FDCRequest.dtd\" [<!ELEMENT x ANY>]>");
+    std::string nested;
+    for (int i = 0; i < 200000; ++i)
+        nested += "<x>";
+    text = text.substr(0, text.find("<APCSystemName")) + nested;
+    const std::string file = scratch.Write("deep.xml", text);
+    BrooksideXML reader;
+    EXPECT_EQ(reader.Open(true, file.c_str(), nullptr), BrooksideXML::kXmlError);
+    EXPECT_EQ(Message(reader),
+              "XML Parse error:\nThe document nests elements deeper than 64 "
+              "levels.");
+    EXPECT_FALSE(BrooksideXML::IsMyKindOfFile(file.c_str()));
+}
+
 struct Refusal {
     const char* file;
     int code;
