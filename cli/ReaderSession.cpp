@@ -12,6 +12,7 @@
 #include "framework/OptionsRecord.h"
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
+#include "platform/Translate.h"
 
 namespace zmcli {
 
@@ -150,6 +151,13 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
         if (rows < 0 || cols < 0) {
             outcome.error = ErrorTextOf(*reader);
             outcome.code = reader->GetStatus();
+            return outcome;
+        }
+        // A reader that keeps no column (a range filter that matches nothing) or no row
+        // has nothing to deliver: the application refuses such a sheet, and so do we.
+        if (rows == 0 || cols == 0) {
+            outcome.error = zm::Translate(
+                "The selected file does not contain any data. Import will be aborted.");
             return outcome;
         }
         sink.SetDataSize(cols, rows);

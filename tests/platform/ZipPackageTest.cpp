@@ -192,7 +192,7 @@ TEST(ZipPackage, NoZipAndCutZipsEndCleanly) {
     for (const char* other : {"/dev/zero", "/dev/null", "/"}) {
         error.clear();
         EXPECT_EQ(ZipPackage::Open(other, &error), nullptr) << other;
-        EXPECT_EQ(error, "not a regular file of at most 4 GB") << other;
+        EXPECT_NE(error.find("not a regular file"), std::string::npos) << other << ": " << error;
     }
     std::ifstream in(Corpus("47813.xlsx"), std::ios::binary);
     const std::string whole{std::istreambuf_iterator<char>(in), {}};
