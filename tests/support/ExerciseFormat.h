@@ -126,6 +126,15 @@ inline Snapshot ReadSnapshot(int format, const char* file) {
     return shot;
 }
 
+// Delimited and plain text carry no length and no end mark: a copy cut at a line's end
+// is a shorter file of the same format, and a cut inside the last value reads as a
+// shorter value. Comparing cut copies with the whole file says nothing about them. DEXAN
+// reads worksheets of delimited text besides its binary files.
+inline bool CarriesNoLength(const std::string& format) {
+    return format == "CSV File" || format == "Text File" || format == "Text UTF-8 File" ||
+           format == "Thermo SIEVE File" || format == "DEXAN File";
+}
+
 // How a damaged copy's read compares with the whole file's: "" when it was refused,
 // warned about or gave the same cells; otherwise what changed without a word.
 inline std::string SilentChange(const Snapshot& whole, const Snapshot& damaged) {
