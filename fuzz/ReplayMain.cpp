@@ -19,6 +19,10 @@
 
 #include "tests/support/Bounded.h"
 
+#ifdef ZMTEST_ASAN
+#include <sanitizer/lsan_interface.h>
+#endif
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace fs = std::filesystem;
@@ -105,10 +109,16 @@ int main(int argc, char** argv) {
     for (const auto& file : files) {
         std::ifstream in(file, std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(in), {}};
-        const zmtest::Outcome outcome = zmtest::RunBounded(limits, [&](int&) {
+        const zmtest::Outcome outcome = zmtest::RunBounded(limits, [&](int& code) {
             mallocLimit = static_cast<size_t>(mallocLimitMb) << 20;
             LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
             mallocLimit = 0;
+#ifdef ZMTEST_ASAN
+            // The child leaves without exit handlers, so the leak check runs here.
+            if (__lsan_do_recoverable_leak_check() != 0)
+                code = 1;
+#endif
+            (void)code;
             return std::string();
         });
         std::string finding;

@@ -30,7 +30,20 @@ namespace {
 // Reads that exceed their budget today, each with the fault that makes it do so; the
 // list shrinks as the readers are fixed. Keys are "folder/file|format" ("detected" for
 // the read without --format).
-const std::set<std::string> kKnownOverBudget = {};
+const std::set<std::string> kKnownOverBudget = {
+    // .xls BIFF4: a sheet-offset record (0x008E) pointing at itself is followed forever.
+    "pending/biff4-sheet-offset-points-at-itself.xls|detected",
+    "pending/biff4-sheet-offset-points-at-itself.xls|Excel File",
+    // .xls: DIMENSIONS claiming 1,048,576 x 16,384 in a 60-byte file are produced in full.
+    "pending/xls-dimensions-claim-whole-sheet.xls|detected",
+    "pending/xls-dimensions-claim-whole-sheet.xls|Excel File",
+    // MAT Level 4: a sparse matrix whose last triple announces 2e9 x 2e9.
+    "pending/mat4-sparse-2e9-square.mat|detected",
+    "pending/mat4-sparse-2e9-square.mat|Matlab File",
+    // .xlsx: 50 million empty shared strings, each held as a string of its own.
+    "pending/xlsx-50-million-empty-shared-strings.xlsx|detected",
+    "pending/xlsx-50-million-empty-shared-strings.xlsx|Excel2007 File",
+};
 
 constexpr uint64_t kBase = 64ull << 20;
 constexpr uint64_t kPerByte = 16;
@@ -107,7 +120,8 @@ std::vector<Input> Inputs() {
     static const std::regex kNotInput(
         R"((^|/)scripts/|\.expected|\.(md|tsv|py|sh|js|json|cmake)$)");
     std::vector<Input> out;
-    for (const fs::path& root : {fs::path(ZM_TEST_DATA), fs::path(ZM_FUZZ_CORPUS)}) {
+    for (const fs::path& root : {fs::path(ZM_TEST_DATA), fs::path(ZM_FUZZ_DIR) / "corpus",
+                                 fs::path(ZM_FUZZ_DIR) / "pending"}) {
         for (const auto& entry : fs::recursive_directory_iterator(root)) {
             const std::string name = fs::relative(entry.path(), root.parent_path()).string();
             if (entry.is_regular_file() && !std::regex_search(name, kNotInput))
@@ -187,7 +201,7 @@ TEST(ResourceBudget, EveryHostileFileIsReadWithinItsBudget) {
         GTEST_SKIP() << "the sanitizer's shadow memory is no reader's";
     const std::string cli = std::string(ZM_BIN_DIR) + "/zmimport";
     // What each format costs on an empty file: the program and the libraries it loads.
-    const std::string empty = std::string(ZM_FUZZ_CORPUS) + "/empty";
+    const std::string empty = std::string(ZM_FUZZ_DIR) + "/corpus/empty";
     std::map<std::string, long> baselineKb;
     for (const std::string& format : FormatsFor(empty))
         baselineKb[format] =
@@ -200,7 +214,7 @@ TEST(ResourceBudget, EveryHostileFileIsReadWithinItsBudget) {
         const std::string bytes = Bytes(input.path);
         const uint64_t counted = CountedSize(bytes), budget = Budget(counted);
         zmtest::Limits limits;
-        limits.cpuSeconds = 30;  // a hang guard only
+        limits.cpuSeconds = 10;  // a hang guard only, as the fuzzers' -timeout
         // Room above the budget, so a blow-up shows in the peak before the limit bites.
         limits.addressSpaceBytes = 2 * budget + (1ull << 30);
         std::vector<std::string> formats = FormatsFor(input.path);
