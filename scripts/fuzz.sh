@@ -6,7 +6,7 @@
 # not end the run. Exit status 1 when a target found something.
 #   scripts/fuzz.sh BUILD_DIR [SECONDS_PER_TARGET] [TARGET...]
 set -uo pipefail
-build=${1:?usage: fuzz.sh BUILD_DIR [SECONDS]}
+build=${1:?usage: fuzz.sh BUILD_DIR [SECONDS] [TARGET...]}
 seconds=${2:-60}
 root=$(cd "$(dirname "$0")/.." && pwd)
 corpus=${ZM_CORPUS:-$root/../shared/corpus}
@@ -35,8 +35,8 @@ failed=0
 for target in "${targets[@]}"; do
   mkdir -p "$build/corpus-$target"
   echo "== $target: $seconds s"
-  # shellcheck disable=SC2086
   before=$(ls "$build/findings" | grep -c "^$target-")
+  # shellcheck disable=SC2086
   "$build/bin/$target" "${limits[@]}" "${keep_going[@]}" -max_total_time="$seconds" \
     -artifact_prefix="$build/findings/$target-" "$build/corpus-$target" ${seeds[$target]}
   if [ "$(ls "$build/findings" | grep -c "^$target-")" -gt "$before" ]; then
