@@ -38,15 +38,14 @@ test-asan: build-asan
 # The whole suite, then the same suite again under AddressSanitizer and UBSan.
 test: test-plain test-asan
 
-# libFuzzer targets, built with clang.
+# libFuzzer targets, built with clang, each run FUZZ_SECONDS under the memory, allocation
+# and time limits that make a blow-up a finding, with the seeds of every family.
+FUZZ_SECONDS ?= 60
 fuzz: deps
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DZM_FUZZ=ON -DZM_BUILD_BENCH=OFF $(CMAKE_FLAGS)
 	cmake --build build-fuzz -j $(JOBS) --target fuzz_formats fuzz_options fuzz_plugin_file
-	mkdir -p build-fuzz/corpus
-	@echo "Run: build-fuzz/bin/fuzz_formats -max_total_time=60 build-fuzz/corpus fuzz/corpus tests/data"
-	@echo "     build-fuzz/bin/fuzz_options -max_total_time=60 build-fuzz/options fuzz/options-corpus"
-	@echo "     build-fuzz/bin/fuzz_plugin_file -max_total_time=60 build-fuzz/plugins fuzz/plugin-corpus"
+	bash scripts/fuzz.sh build-fuzz $(FUZZ_SECONDS)
 
 bench: build
 	bash bench/run.sh $(BUILD)/bin

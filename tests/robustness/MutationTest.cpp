@@ -4,8 +4,11 @@
 // text.
 #include <gtest/gtest.h>
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -157,5 +160,116 @@ TEST_P(Mutated, FormatsWithOptionsSurviveOddValues) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fixtures, Mutated, ::testing::ValuesIn(Fixtures()));
+
+// Cut copies that readers do not yet refuse or warn about, as "file|format|cut" (a "*"
+// matches any file or any cut), each with the reason. Formats that carry no length are
+// left out of the check as a whole (zmtest::CarriesNoLength).
+const std::vector<std::string> kKnownSilentCuts = {
+    // Classic netCDF: a variable whose data lies past the end of a cut file reads as
+    // zeros, although the header says where the data lies.
+    "netcdf/|NetCDF Files|*",
+    // MAT Level 5: a file cut inside an element's tag loses that variable silently.
+    "mat/level5.mat|Matlab File|*",
+    "mat/level5_compressed.mat|Matlab File|*",
+};
+
+bool KnownCut(const std::string& file, const std::string& format, size_t cut) {
+    for (const std::string& known : kKnownSilentCuts) {
+        const size_t a = known.find('|'), b = known.rfind('|');
+        const std::string f = known.substr(0, a), n = known.substr(a + 1, b - a - 1),
+                          at = known.substr(b + 1);
+        if ((f == "*" || file.find(f) != std::string::npos) && n == format &&
+            (at == "*" || at == std::to_string(cut)))
+            return true;
+    }
+    return false;
+}
+
+// Cut offsets past the opening bytes: evenly spread, and the last few bytes, so that
+// each fixture costs a bounded number of reads.
+std::set<size_t> CutOffsets(size_t n) {
+    constexpr size_t kSamples = 40;
+    const size_t header = std::min<size_t>(16, n / 2);
+    std::set<size_t> cuts;
+    for (size_t i = 0; i < kSamples && header < n; ++i)
+        cuts.insert(header + (n - header) * i / kSamples);
+    for (size_t back = 1; back <= 3 && back < n; ++back)
+        cuts.insert(n - back);
+    return cuts;
+}
+
+// Fixtures, and a sample of each family of the shared corpus of real files: the
+// smallest few, which hold the same structures as the big ones.
+std::vector<std::string> CutInputs() {
+    std::vector<std::string> out;
+    for (const std::string& name : Fixtures())
+        out.push_back((fs::path(ZM_TEST_DATA) / name).string());
+    const fs::path corpus = ZM_CORPUS;
+    if (!fs::is_directory(corpus))
+        return out;
+    for (const auto& family : fs::directory_iterator(corpus)) {
+        if (!family.is_directory())
+            continue;
+        std::vector<std::pair<uintmax_t, std::string>> files;
+        for (const auto& entry : fs::directory_iterator(family))
+            if (entry.is_regular_file())
+                files.push_back({entry.file_size(), entry.path().string()});
+        std::sort(files.begin(), files.end());
+        for (size_t i = 0; i < files.size() && i < 4; ++i)
+            out.push_back(files[i].second);
+    }
+    return out;
+}
+
+bool ClaimsExtension(int format, const std::string& extension) {
+    const ZmImportFileFormatInfo* info = ZmImportGetFileFormatInfo(format);
+    const char* p = info->extensions;
+    for (int i = 0; p != nullptr && i < info->extensionCount; ++i, p += std::strlen(p) + 1)
+        if (!extension.empty() && strcasecmp(p, extension.c_str()) == 0)
+            return true;
+    return false;
+}
+
+class Cut : public ::testing::TestWithParam<std::string> {};
+
+// A copy cut short is refused, read with a warning, or read with the same cells: never
+// a sheet that differs from the whole file's without a word.
+TEST_P(Cut, CopiesCutShortAreRefusedOrWarnedAbout) {
+    const fs::path source = GetParam();
+    std::ifstream in(source, std::ios::binary);
+    const std::string original{std::istreambuf_iterator<char>(in), {}};
+    const fs::path dir = fs::temp_directory_path() / ("zmimport-cut-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    const std::string copy = (dir / source.filename()).string();
+    std::ofstream(copy, std::ios::binary | std::ios::trunc) << original;
+    std::vector<std::pair<int, zmtest::Snapshot>> wholes;
+    // The formats the file is meant for, by its extension: a binary file read as
+    // delimited text says nothing about either.
+    for (int format = 1; format <= ZmImportSizeFileFormatsSupported(); ++format) {
+        if (!ClaimsExtension(format, source.extension().string()) ||
+            zmtest::CarriesNoLength(ZmImportGetFileFormatInfo(format)->name))
+            continue;
+        zmtest::Snapshot whole = zmtest::ReadSnapshot(format, copy.c_str());
+        if (whole.read && !whole.cells.empty())
+            wholes.push_back({format, std::move(whole)});
+    }
+    std::vector<std::string> silent;
+    for (size_t cut : CutOffsets(original.size())) {
+        std::ofstream(copy, std::ios::binary | std::ios::trunc) << original.substr(0, cut);
+        for (const auto& [format, whole] : wholes) {
+            const std::string name = ZmImportGetFileFormatInfo(format)->name;
+            const std::string change =
+                zmtest::SilentChange(whole, zmtest::ReadSnapshot(format, copy.c_str()));
+            if (!change.empty() && !KnownCut(source.string(), name, cut))
+                silent.push_back(name + " cut at " + std::to_string(cut) + " of " +
+                                 std::to_string(original.size()) + ": " + change);
+        }
+    }
+    fs::remove_all(dir);
+    for (const std::string& s : silent)
+        ADD_FAILURE() << source.string() << " " << s;
+}
+
+INSTANTIATE_TEST_SUITE_P(FixturesAndCorpus, Cut, ::testing::ValuesIn(CutInputs()));
 
 }  // namespace

@@ -4,8 +4,11 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <map>
 #include <string>
+#include <utility>
 
 #include "framework/SpreadsheetFile.h"
 #include "framework/ZmHostData.h"
@@ -83,6 +86,68 @@ inline std::string ExerciseFormat(int format, const char* file,
         broken = "failure without a text";
     ZmImportClose(format, handle);
     return broken;
+}
+
+// What one read gave: whether it succeeded, the table's size, every cell (numbers
+// printed exactly, texts marked) and the reader's warning.
+struct Snapshot {
+    bool read = false;
+    int rows = 0, cols = 0;
+    std::map<std::pair<int, int>, std::string> cells;
+    std::string warning;
+};
+
+struct RecordingHost : ZmHostReadTarget {
+    void SetNumber(int row, int col, float value) override {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.9g", value);
+        cells[{row, col}] = text;
+    }
+    void SetText(int row, int col, const char* text) override {
+        cells[{row, col}] = "'" + std::string(text);
+    }
+    void SetSize(int, int) override {}
+    std::map<std::pair<int, int>, std::string> cells;
+};
+
+inline Snapshot ReadSnapshot(int format, const char* file) {
+    Snapshot shot;
+    void* handle = nullptr;
+    if (ZmImportOpen(format, file, true, &handle, nullptr) &&
+        ZmImportEstablishSize(format, handle, &shot.rows, &shot.cols)) {
+        RecordingHost host;
+        shot.read = ZmImportRead(format, handle, &host);
+        shot.cells = std::move(host.cells);
+        if (const char* warning = ZmImportGetWarning(format, handle))
+            shot.warning = warning;
+    }
+    if (handle != nullptr)
+        ZmImportClose(format, handle);
+    return shot;
+}
+
+// Delimited and plain text carry no length and no end mark: a copy cut at a line's end
+// is a shorter file of the same format, and a cut inside the last value reads as a
+// shorter value. Comparing cut copies with the whole file says nothing about them. DEXAN
+// reads worksheets of delimited text besides its binary files.
+inline bool CarriesNoLength(const std::string& format) {
+    return format == "CSV File" || format == "Text File" || format == "Text UTF-8 File" ||
+           format == "Thermo SIEVE File" || format == "DEXAN File";
+}
+
+// How a damaged copy's read compares with the whole file's: "" when it was refused,
+// warned about or gave the same cells; otherwise what changed without a word.
+inline std::string SilentChange(const Snapshot& whole, const Snapshot& damaged) {
+    if (!damaged.read || !damaged.warning.empty() || damaged.cells == whole.cells)
+        return "";
+    const bool sameShape = damaged.rows == whole.rows && damaged.cols == whole.cols &&
+                           damaged.cells.size() == whole.cells.size();
+    std::string what = sameShape ? "same size, values differ"
+                                 : "silently " + Size(damaged.rows, damaged.cols) + " (" +
+                                       std::to_string(damaged.cells.size()) +
+                                       " cells) instead of " + Size(whole.rows, whole.cols) + " (" +
+                                       std::to_string(whole.cells.size()) + ")";
+    return what;
 }
 
 }  // namespace zmtest

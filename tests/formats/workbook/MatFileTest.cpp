@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/BoundedTest.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
