@@ -35,8 +35,14 @@ Cell* Sheet::Slot(int col, int row) {
             // Rows usually arrive in order: a new last row is inserted at the end directly.
             auto [it, inserted] = row > maxRow ? std::pair{rows.try_emplace(rows.end(), row), true}
                                                : rows.try_emplace(row);
-            if (inserted && Affordable(lastRowWidth)) {
-                it->second.reserve(lastRowWidth);
+            // A column-by-column read leaves the last row one cell wide: the announced
+            // width, where the allowance takes it, spares the row its regrowth copies.
+            const size_t announcedWidth = static_cast<size_t>(announcedCols);
+            const size_t width = lastRowWidth < announcedWidth && Affordable(announcedWidth)
+                                     ? announcedWidth
+                                     : lastRowWidth;
+            if (inserted && Affordable(width)) {
+                it->second.reserve(width);
                 slots += it->second.capacity();
             }
             cachedCells = &it->second;
