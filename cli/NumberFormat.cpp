@@ -48,27 +48,42 @@ int DigitCount(uint64_t m) {
     return guess + (m >= kPowersOf10[guess]);
 }
 
-// Writes the eight digits of m < 10^8, zeros in front, without a loop.
-void WriteEight(uint32_t m, char* p) {
-    const uint32_t high = m / 10000, low = m % 10000;
-    std::memcpy(p, kDigitPairs + 2 * (high / 100), 2);
-    std::memcpy(p + 2, kDigitPairs + 2 * (high % 100), 2);
-    std::memcpy(p + 4, kDigitPairs + 2 * (low / 100), 2);
-    std::memcpy(p + 6, kDigitPairs + 2 * (low % 100), 2);
+// The eight digits of m < 10^8, zeros in front, as the bytes of one word in text order:
+// both four-digit halves, then their two-digit quarters, then the single digits are split
+// off in every lane at once by multiplying with scaled reciprocals (exact below 10^4 and
+// 10^2).
+uint64_t EightDigits(uint32_t m) {
+    uint64_t y = (m / 10000) | (uint64_t{m % 10000} << 32);
+    uint64_t z = ((y * 10486) >> 20) & 0x0000007F0000007Fu;
+    y = z | ((y - 100 * z) << 16);
+    z = ((y * 103) >> 10) & 0x000F000F000F000Fu;
+    y = z | ((y - 10 * z) << 8);
+    return y + 0x3030303030303030u;
 }
 
-// The digits of a significand, right-aligned in 24 places (every uint64_t fits), so that
-// its n digits start at Start(n); the 24 places after them are zero bytes, so that the
-// layouts below copy a fixed 24 bytes (the length that is kept is decided apart).
-struct Digits {
-    char text[48] = {};
-    explicit Digits(uint64_t m) {
-        WriteEight(static_cast<uint32_t>(m / 10000000000000000u), text);
-        WriteEight(static_cast<uint32_t>(m / 100000000 % 100000000), text + 8);
-        WriteEight(static_cast<uint32_t>(m % 100000000), text + 16);
+// The last `count` (1 to 8) of a word's digits at p; writes eight bytes.
+void StoreLast(uint64_t digits, int count, char* p) {
+    digits >>= 8 * (8 - count);
+    std::memcpy(p, &digits, 8);
+}
+
+// Writes the n digits of m at p, and at most eight bytes past them in all.
+void WriteDigits(uint64_t m, int n, char* p) {
+    if (n <= 8) {
+        StoreLast(EightDigits(static_cast<uint32_t>(m)), n, p);
+        return;
     }
-    const char* Start(int n) const { return text + 24 - n; }
-};
+    const auto low = EightDigits(static_cast<uint32_t>(m % 100000000));
+    m /= 100000000;
+    if (n <= 16) {
+        StoreLast(EightDigits(static_cast<uint32_t>(m)), n - 8, p);
+    } else {
+        StoreLast(EightDigits(static_cast<uint32_t>(m / 100000000)), n - 16, p);
+        const auto middle = EightDigits(static_cast<uint32_t>(m % 100000000));
+        std::memcpy(p + n - 16, &middle, 8);
+    }
+    std::memcpy(p + n - 8, &low, 8);
+}
 
 size_t Special(bool nan, bool negative, char* out) {
     const char* text = nan ? "NaN" : negative ? "-inf" : "inf";
@@ -89,35 +104,35 @@ size_t LayOut(zm::ShortestDecimal decimal, bool negative, bool belowExactLimit, 
     const int sciAbs = sciExponent < 0 ? -sciExponent : sciExponent;
     const int sciLength = n + (n > 1) + 2 + (sciAbs >= 100 ? 3 : 2);
     const int fixedLength = e >= 0 ? n + e : sciExponent >= 0 ? n + 1 : n + 1 - sciExponent;
-    const Digits digits(m);
-    const char* const first = digits.Start(n);
     char* p = out;
     if (negative)
         *p++ = '-';
-    // Each copy below writes a fixed number of bytes past the text's end, within the
-    // kNumberRoom the caller gives: fixed notation is chosen only while it is at most four
-    // or five places longer than the digits.
+    // The copies below write a few bytes past the text's end, within the kNumberRoom the
+    // caller gives: fixed notation is chosen only while it is at most five places longer
+    // than the digits.
     if (fixedLength <= sciLength) {
         if (e >= 0) {
             if (!belowExactLimit)
                 return 0;
-            std::memcpy(p, first, 24);
+            WriteDigits(m, n, p);
             std::memcpy(p + n, "00000000", 8);
         } else if (sciExponent >= 0) {
+            // All digits one place on, then the integer digits back over the gap.
             const int intDigits = sciExponent + 1;
-            std::memcpy(p, first, 24);
+            WriteDigits(m, n, p + 1);
+            for (int i = 0; i < intDigits; ++i)
+                p[i] = p[i + 1];
             p[intDigits] = '.';
-            std::memcpy(p + intDigits + 1, first + intDigits, 24);
         } else {
             std::memcpy(p, "0.000000", 8);
-            std::memcpy(p + 1 - sciExponent, first, 24);
+            WriteDigits(m, n, p + 1 - sciExponent);
         }
         return static_cast<size_t>(p - out) + fixedLength;
     }
     // Scientific: the first digit, the point and the rest when there is more than one.
-    p[0] = first[0];
+    WriteDigits(m, n, p + 1);
+    p[0] = p[1];
     p[1] = '.';
-    std::memcpy(p + 2, first + 1, 24);
     p += n > 1 ? n + 1 : 1;
     *p++ = 'e';
     *p++ = sciExponent < 0 ? '-' : '+';

@@ -7,7 +7,7 @@
 namespace zmcli {
 
 // Each Print writes into `out` (at least kNumberRoom bytes) and returns the length.
-constexpr size_t kNumberRoom = 48;
+constexpr size_t kNumberRoom = 32;
 
 // Shortest round-trip text of a double; "NaN", "inf" or "-inf" when not finite.
 size_t PrintDouble(double value, char* out);
