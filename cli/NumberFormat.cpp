@@ -94,8 +94,8 @@ size_t Special(bool nan, bool negative, char* out) {
 
 // Lays out significand x 10^exponent as std::to_chars does without a format: fixed
 // notation when it is not longer than scientific ("d.ddde+XX", at least two exponent
-// digits). Returns 0 for fixed notation of integers not below `exactLimit`, from where
-// on the type no longer holds every integer: the general conversion decides their digits.
+// digits). Returns 0 for fixed notation of an integer that is not `belowExactLimit`, where
+// the type no longer holds every integer: the general conversion decides those digits.
 size_t LayOut(zm::ShortestDecimal decimal, bool negative, bool belowExactLimit, char* out) {
     const uint64_t m = decimal.significand;
     const int e = decimal.exponent;
