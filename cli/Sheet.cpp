@@ -28,15 +28,31 @@ Cell* Sheet::Slot(int col, int row) {
     if (cachedCells == nullptr || cachedRow != row) {
         if (cachedCells != nullptr)
             lastRowWidth = cachedCells->size();
-        // Rows usually arrive in order: a new last row is inserted at the end directly.
-        auto [it, inserted] = row > maxRow ? std::pair{rows.try_emplace(rows.end(), row), true}
-                                           : rows.try_emplace(row);
-        if (inserted && Affordable(lastRowWidth)) {
-            it->second.reserve(lastRowWidth);
-            slots += it->second.capacity();
+        const size_t at = static_cast<size_t>(row);
+        if (at < rowIndex.size() && rowIndex[at] != nullptr) {
+            cachedCells = rowIndex[at];
+        } else {
+            // Rows usually arrive in order: a new last row is inserted at the end directly.
+            auto [it, inserted] = row > maxRow ? std::pair{rows.try_emplace(rows.end(), row), true}
+                                               : rows.try_emplace(row);
+            // A column-by-column read leaves the last row one cell wide: the announced
+            // width, where the allowance takes it, spares the row its regrowth copies.
+            const size_t announcedWidth = static_cast<size_t>(announcedCols);
+            const size_t width = lastRowWidth < announcedWidth && Affordable(announcedWidth)
+                                     ? announcedWidth
+                                     : lastRowWidth;
+            if (inserted && Affordable(width)) {
+                it->second.reserve(width);
+                slots += it->second.capacity();
+            }
+            cachedCells = &it->second;
+            if (at <= std::min(announcedRows, kIndexedRows)) {
+                if (rowIndex.size() <= at)
+                    rowIndex.resize(static_cast<size_t>(std::min(announcedRows, kIndexedRows)) + 1);
+                rowIndex[at] = cachedCells;
+            }
         }
         cachedRow = row;
-        cachedCells = &it->second;
     }
     const size_t width = static_cast<size_t>(col);
     const size_t capacity = cachedCells->capacity();
@@ -53,7 +69,11 @@ Cell* Sheet::Slot(int col, int row) {
         cachedCells->reserve(grown);
         slots += cachedCells->capacity() - capacity;
     }
-    if (width > cachedCells->size())
+    // A column-major reader lengthens each row by one cell at a time: append that cell
+    // directly rather than through the general resize.
+    if (width == cachedCells->size() + 1)
+        cachedCells->emplace_back();
+    else if (width > cachedCells->size())
         cachedCells->resize(width);
     maxCol = std::max(maxCol, col);
     maxRow = std::max(maxRow, row);

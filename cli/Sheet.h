@@ -94,6 +94,11 @@ class Sheet {
     // Rows usually arrive one after another; remembering the last keeps Set O(1).
     int cachedRow = 0;
     std::vector<Cell>* cachedCells = nullptr;
+    // The rows of the announced size, up to kIndexedRows, by number: a reader that
+    // delivers column by column changes rows with every cell, and the map would be
+    // searched each time. Map nodes stay where they are, so the pointers stay valid.
+    static constexpr int kIndexedRows = 1 << 20;
+    std::vector<std::vector<Cell>*> rowIndex;
     // Width of the last row that received cells: a new row reserves as much, since rows
     // of one table are usually alike.
     size_t lastRowWidth = 0;

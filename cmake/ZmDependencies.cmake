@@ -2,6 +2,7 @@
 find_package(Boost 1.74 REQUIRED COMPONENTS locale filesystem system date_time iostreams thread)
 find_package(XercesC REQUIRED)
 find_package(ZLIB REQUIRED)
+find_package(fmt REQUIRED)
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-uc icu-i18n)
@@ -14,5 +15,5 @@ add_library(zm_thirdparty INTERFACE)
 target_include_directories(zm_thirdparty INTERFACE ${ZIPIOS_INCLUDE_DIR})
 target_link_libraries(zm_thirdparty INTERFACE
   Boost::locale Boost::filesystem Boost::system Boost::date_time Boost::iostreams Boost::thread
-  XercesC::XercesC ZLIB::ZLIB PkgConfig::ICU PkgConfig::GSF PkgConfig::NETCDF
+  XercesC::XercesC ZLIB::ZLIB fmt::fmt-header-only PkgConfig::ICU PkgConfig::GSF PkgConfig::NETCDF
   ${ZIPIOS_LIBRARY} Threads::Threads ${CMAKE_DL_LIBS})

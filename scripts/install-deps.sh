@@ -10,7 +10,7 @@ packages=(
   libboost-date-time-dev libboost-iostreams-dev libboost-thread-dev
   libboost-program-options-dev libboost-dev
   libxerces-c-dev libzipios++-dev libnetcdf-dev netcdf-bin zlib1g-dev
-  libicu-dev libgsf-1-dev python3-gi gir1.2-gsf-1
+  libicu-dev libfmt-dev libgsf-1-dev python3-gi gir1.2-gsf-1
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   python3 python3-pandas python3-numpy python3-xlrd python3-xlwt python3-openpyxl python3-xlsxwriter
   python3-scipy libmatio-dev matio-tools python3-netcdf4
