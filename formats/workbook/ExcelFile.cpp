@@ -43,7 +43,7 @@ bool ExcelFile::IsDateFormatText(std::string text) {
     return p[first] != '\0' && p[first + 1 + std::strcspn(p + first + 1, "ymdhms")] != '\0';
 }
 
-ExcelFile::ExcelFile() : record(std::make_unique<Record>()) {}
+ExcelFile::ExcelFile() : WorkbookFile(kOpenFailed, kNoSheets), record(std::make_unique<Record>()) {}
 
 ExcelFile::~ExcelFile() = default;
 
@@ -92,20 +92,8 @@ bool ExcelFile::ReadBiffRecord() {
     return stream->Read(record->data, static_cast<size_t>(record->length));
 }
 
-int ExcelFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    if (int code = OpenFile(file); code != 0) {
-        stream.reset();
-        return SetStatus(code);
-    }
-    if (int code = ChooseSheets(GetWorksheets(), options, kNoSheets, kOpenFailed); code != 0) {
-        stream.reset();
-        return SetStatus(code);
-    }
-    return status;
+void ExcelFile::ReleaseFile() {
+    stream.reset();
 }
 
 int ExcelFile::OpenFile(const char* file) {

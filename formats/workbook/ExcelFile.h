@@ -44,14 +44,12 @@ class ZMIMPORT_API ExcelFile : public WorkbookFile {
     ExcelFile();
     ~ExcelFile() override;
 
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     void Close() override;
     int Read(ReadSpreadSheetData* sink) override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
 
-    // The worksheet names in file order.
-    std::vector<std::string> GetWorksheets() const;
+    std::vector<std::string> GetWorksheets() const override;
     // Sets the selection; false when a name is unknown.
     bool SetCurWorksheet(const std::vector<std::string>& names);
 
@@ -75,7 +73,8 @@ class ZMIMPORT_API ExcelFile : public WorkbookFile {
     };
 
     int EstablishSize() override;
-    int OpenFile(const char* file);
+    int OpenFile(const char* file) override;
+    void ReleaseFile() override;
     bool ReadBiffRecord();
     void ReadWorkbookGlobals();
     void ReadBiff4Bundles();

@@ -23,7 +23,7 @@ const char* BoolErrText(bool isError, uint8_t value) {
 }  // namespace
 
 int ExcelFile::Read(ReadSpreadSheetData* sink) {
-    if (!ReadyToRead(sink, stream != nullptr, kOpenFailed))
+    if (!ReadyToRead(sink, stream != nullptr))
         return status;
     damagedCells = 0;
     const std::vector<size_t> indexes = GetSheetIndexes(choice.names);

@@ -21,8 +21,23 @@ void WorkbookFile::Close() {
     SpreadsheetFile::Close();
 }
 
-int WorkbookFile::ChooseSheets(const std::vector<std::string>& names, ZmImportOpenOptions* options,
-                               int noSheets, int badOptions) {
+int WorkbookFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
+    if (status != 0)
+        return status;
+    if (!readMode)
+        return SetStatus(kStatusWrongMode);
+    int code = OpenFile(file);
+    if (code == 0)
+        code = ChooseSheets(GetWorksheets(), options);
+    if (code != 0) {
+        ReleaseFile();
+        return SetStatus(code);
+    }
+    return status;
+}
+
+int WorkbookFile::ChooseSheets(const std::vector<std::string>& names,
+                               ZmImportOpenOptions* options) {
     if (status != 0)
         return status;
     if (names.empty())
@@ -35,7 +50,7 @@ int WorkbookFile::ChooseSheets(const std::vector<std::string>& names, ZmImportOp
     if (outcome == zm::SheetChoice::Outcome::kCancelled)
         return status;
     if (outcome == zm::SheetChoice::Outcome::kBadOptions)
-        return badOptions;
+        return openFailed;
     readName = choice.ReadName();
     sizeEstablished = false;
     return 0;
@@ -59,7 +74,7 @@ void WorkbookFile::SetSize(const std::vector<zm::SheetSize>& sheets) {
     sizeEstablished = true;
 }
 
-bool WorkbookFile::ReadyToRead(ReadSpreadSheetData* sink, bool open, int openFailed) {
+bool WorkbookFile::ReadyToRead(ReadSpreadSheetData* sink, bool open) {
     if (status != 0)
         return false;
     if (!open) {

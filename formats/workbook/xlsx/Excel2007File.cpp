@@ -16,24 +16,12 @@
 #include "platform/Translate.h"
 #include "platform/ZipPackage.h"
 
-Excel2007File::Excel2007File() = default;
+Excel2007File::Excel2007File() : WorkbookFile(kOpenFailed, kNoSheets) {}
 
 Excel2007File::~Excel2007File() = default;
 
-int Excel2007File::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    if (int code = OpenFile(file); code != 0) {
-        package.reset();
-        return SetStatus(code);
-    }
-    if (int code = ChooseSheets(GetWorksheets(), options, kNoSheets, kOpenFailed); code != 0) {
-        package.reset();
-        return SetStatus(code);
-    }
-    return status;
+void Excel2007File::ReleaseFile() {
+    package.reset();
 }
 
 int Excel2007File::OpenFile(const char* file) {
@@ -148,7 +136,7 @@ int Excel2007File::EstablishSize() {
 }
 
 int Excel2007File::Read(ReadSpreadSheetData* sink) {
-    if (!ReadyToRead(sink, package != nullptr, kOpenFailed))
+    if (!ReadyToRead(sink, package != nullptr))
         return status;
     zm::WorkbookLayout layout(sink, choice.layout, loaded.size(), {numRows, numCols});
     for (size_t s = 0; s < loaded.size(); ++s)

@@ -36,17 +36,17 @@ class ZMIMPORT_API Excel2007File : public WorkbookFile {
     Excel2007File();
     ~Excel2007File() override;
 
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     void Close() override;
     int Read(ReadSpreadSheetData* sink) override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
 
-    std::vector<std::string> GetWorksheets() const;
+    std::vector<std::string> GetWorksheets() const override;
 
   private:
     int EstablishSize() override;
-    int OpenFile(const char* file);
+    int OpenFile(const char* file) override;
+    void ReleaseFile() override;
     // The binary workbook's sheets, shared strings and date styles.
     int OpenBinary(const std::string& workbook);
     // Reads the selected sheets' cells, once.
