@@ -27,18 +27,19 @@ std::string IcuName(int codePage) {
     }
 }
 
-void AppendUtf8(std::string& out, UChar32 c) {
+}  // namespace
+
+void AppendUtf8(std::string& out, char32_t code) {
     char buffer[4];
     int32_t length = 0;
     UBool error = false;
+    const UChar32 c = code > 0x10FFFF ? 0xFFFD : static_cast<UChar32>(code);
     U8_APPEND(reinterpret_cast<uint8_t*>(buffer), length, 4, c, error);
     if (error)
         out += "\xEF\xBF\xBD";
     else
         out.append(buffer, static_cast<size_t>(length));
 }
-
-}  // namespace
 
 struct CodePageText::Converter {
     UConverter* icu = nullptr;

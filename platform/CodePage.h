@@ -11,6 +11,9 @@
 
 namespace zm {
 
+// Appends one code point as UTF-8; a surrogate or a value beyond U+10FFFF becomes U+FFFD.
+ZMIMPORT_API void AppendUtf8(std::string& out, char32_t code);
+
 class ZMIMPORT_API CodePageText {
   public:
     // A code page by its Windows number (1252, 1251, 10000 Mac Roman, 932, ...); one ICU

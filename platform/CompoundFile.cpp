@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "platform/InputFile.h"
+#include "platform/TextCase.h"
 
 namespace zm {
 
@@ -19,13 +20,6 @@ namespace {
 
 GsfInput* AsInput(void* p) {
     return static_cast<GsfInput*>(p);
-}
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
-               return lower(x) == lower(y);
-           });
 }
 
 }  // namespace

@@ -14,17 +14,11 @@
 #include <zlib.h>
 
 #include "platform/InputFile.h"
+#include "platform/TextCase.h"
 
 namespace zm {
 
 namespace {
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
-               return lower(x) == lower(y);
-           });
-}
 
 // What the directory says an entry inflates to; the size is unknown (zip64 keeps it
 // elsewhere) when `sizeKnown` is false.

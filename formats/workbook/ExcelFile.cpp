@@ -43,7 +43,7 @@ bool ExcelFile::IsDateFormatText(std::string text) {
     return p[first] != '\0' && p[first + 1 + std::strcspn(p + first + 1, "ymdhms")] != '\0';
 }
 
-ExcelFile::ExcelFile() : record(std::make_unique<Record>()) {}
+ExcelFile::ExcelFile() : WorkbookFile(kOpenFailed, kNoSheets), record(std::make_unique<Record>()) {}
 
 ExcelFile::~ExcelFile() = default;
 
@@ -92,20 +92,8 @@ bool ExcelFile::ReadBiffRecord() {
     return stream->Read(record->data, static_cast<size_t>(record->length));
 }
 
-int ExcelFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    if (int code = OpenFile(file); code != 0) {
-        stream.reset();
-        return SetStatus(code);
-    }
-    if (int code = GetSheet(options); code != 0) {
-        stream.reset();
-        return SetStatus(code);
-    }
-    return status;
+void ExcelFile::ReleaseFile() {
+    stream.reset();
 }
 
 int ExcelFile::OpenFile(const char* file) {
@@ -378,30 +366,6 @@ int ExcelFile::TestWorksheet(uint64_t position) {
     return result;
 }
 
-int ExcelFile::GetSheet(ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (worksheets.empty())
-        return kNoSheets;
-    const std::vector<std::string> names = GetWorksheets();
-    const auto outcome = choice.Choose(names, options, [&] {
-        GetSheetOptions(names);
-        return status != kStatusAborted;
-    });
-    if (outcome == zm::SheetChoice::Outcome::kCancelled)
-        return status;
-    if (outcome == zm::SheetChoice::Outcome::kBadOptions)
-        return kOpenFailed;
-    readName = choice.ReadName();
-    sizeEstablished = false;
-    return 0;
-}
-
-void ExcelFile::GetSheetOptions(const std::vector<std::string>& names) {
-    choice.names = names;
-    choice.layout = sideBySideFlag ? zm::SheetChoice::kSideBySide : zm::SheetChoice::kStacked;
-}
-
 std::vector<std::string> ExcelFile::GetWorksheets() const {
     std::vector<std::string> names;
     for (const Worksheet& sheet : worksheets)
@@ -415,9 +379,7 @@ bool ExcelFile::SetCurWorksheet(const std::vector<std::string>& names) {
         if (std::find(known.begin(), known.end(), name) == known.end())
             return false;
     }
-    choice.names = names;
-    readName = choice.ReadName();
-    sizeEstablished = false;
+    SetChoice(names);
     return true;
 }
 
@@ -440,29 +402,15 @@ int ExcelFile::EstablishSize() {
     std::vector<zm::SheetSize> sizes;
     for (size_t i : GetSheetIndexes(choice.names))
         sizes.push_back({worksheets[i].rows, worksheets[i].cols});
-    const zm::SheetSize size = zm::CombinedSize(sizes, choice.layout);
-    numRows = size.rows;
-    numCols = size.cols;
-    sizeEstablished = true;
+    SetSize(sizes);
     return 0;
-}
-
-int ExcelFile::GetNumRows() {
-    return status != 0 ? -1 : SpreadsheetFile::GetNumRows();
-}
-
-int ExcelFile::GetNumCols() {
-    return status != 0 ? -1 : SpreadsheetFile::GetNumCols();
 }
 
 void ExcelFile::Close() {
     stream.reset();
     worksheets.clear();
     sharedStrings.clear();
-    choice = zm::SheetChoice();
-    readName.clear();
-    sizeEstablished = false;
-    SpreadsheetFile::Close();
+    WorkbookFile::Close();
 }
 
 const char* ExcelFile::GetWarningMessage() {
@@ -473,23 +421,6 @@ const char* ExcelFile::GetWarningMessage() {
                       "short or refers to a shared string the file does not hold."),
         damagedCells);
     return warning.c_str();
-}
-
-const char* ExcelFile::GetReadFile() {
-    return readName.c_str();
-}
-
-ZmImportOpenOptions* ExcelFile::GetFileReadOptions(const char* file, bool flag) {
-    sideBySideFlag = flag;
-    Close();
-    Open(true, file, nullptr);
-    if (status == kStatusAborted) {
-        choice.names.clear();
-        return nullptr;
-    }
-    if (status != 0)
-        return nullptr;
-    return choice.NewRecord(worksheets.size());
 }
 
 void ExcelFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {

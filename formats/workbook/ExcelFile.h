@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "formats/workbook/SheetChoice.h"
-#include "framework/SpreadsheetFile.h"
+#include "formats/workbook/WorkbookFile.h"
 #include "platform/ZmExport.h"
 
 namespace zm {
 class CodePageText;
+class WorkbookLayout;
 namespace biff {
 class BaseStream;
 }
@@ -27,7 +27,7 @@ class BaseStream;
 // error values read as "TRUE"/"FALSE" and their texts ("#N/A", ...). Texts cut short and
 // shared strings the file does not hold are counted in the warning. Codes 256-264; reads
 // only.
-class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
+class ZMIMPORT_API ExcelFile : public WorkbookFile {
   public:
     enum Status {
         kOpenFailed = 256,
@@ -44,18 +44,12 @@ class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
     ExcelFile();
     ~ExcelFile() override;
 
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     void Close() override;
-    int GetNumRows() override;
-    int GetNumCols() override;
     int Read(ReadSpreadSheetData* sink) override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
-    const char* GetReadFile() override;
-    ZmImportOpenOptions* GetFileReadOptions(const char* file, bool flag) override;
 
-    // The worksheet names in file order.
-    std::vector<std::string> GetWorksheets() const;
+    std::vector<std::string> GetWorksheets() const override;
     // Sets the selection; false when a name is unknown.
     bool SetCurWorksheet(const std::vector<std::string>& names);
 
@@ -64,11 +58,6 @@ class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
     static int32_t I4Shuffle(const uint8_t* data, size_t offset);
     static double DShuffle(const uint8_t* data, size_t offset);
     static double NumFromRk(uint32_t rk);
-
-  protected:
-    // Chooses the sheets when several exist and no options were given: all of them, in
-    // file order, laid out as the flag last given to GetFileReadOptions says.
-    virtual void GetSheetOptions(const std::vector<std::string>& names);
 
   private:
     struct Record {
@@ -84,34 +73,27 @@ class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
     };
 
     int EstablishSize() override;
-    int OpenFile(const char* file);
+    int OpenFile(const char* file) override;
+    void ReleaseFile() override;
     bool ReadBiffRecord();
     void ReadWorkbookGlobals();
     void ReadBiff4Bundles();
     int IsWorksheet(uint64_t position);
     int TestWorksheet(uint64_t position);
-    int GetSheet(ZmImportOpenOptions* options);
     std::vector<size_t> GetSheetIndexes(const std::vector<std::string>& names) const;
-    // Reads one sheet's cells; with `stackedLabel` each finished row also gets the text
-    // naming the sheet in the last column.
-    int ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset, int colOffset,
-                  const std::string* label);
-    // Where one sheet's cells go and which of its rows and columns hold a value: only
-    // those get the label naming the sheet, so a sheet's declared size costs no cells.
-    struct Placing {
-        const Worksheet* sheet = nullptr;
-        int rowOffset = 0, colOffset = 0;
-        const std::string* label = nullptr;
-        bool sideBySide = false;
-        int labelled = 0;  // rows before this one are finished and labelled
-        std::vector<bool> rowUsed, colUsed;
-    };
-    void LabelRowsBefore(ReadSpreadSheetData* sink, Placing& at, int fileRow);
+    // Reads one sheet's cells into the sink, placed by `layout`.
+    int ReadSheet(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout, const Worksheet& sheet);
     // The sink's place of the current cell record (of column `fileCol` when not negative),
     // or false when it lies outside the sheet's size.
-    bool Place(ReadSpreadSheetData* sink, Placing& at, int fileCol, int& row, int& col);
+    bool Place(zm::WorkbookLayout& layout, int fileCol, int& row, int& col);
     // Places the current record's value; false when the stream ends inside it.
-    bool ReadCellRecord(ReadSpreadSheetData* sink, Placing& at);
+    bool ReadCellRecord(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout);
+    // Code page, date system and the formats BIFF2-4 keep in the worksheet stream.
+    void NoteSheetSetting();
+    // LABEL, RSTRING and LABELSST.
+    void ReadTextCell(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout);
+    // INTEGER, NUMBER, RK and MULRK; false for any other record. `oldXf` as below.
+    bool ReadNumberCell(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout, unsigned oldXf);
     // `oldXf` is the XF of a BIFF2 formula, ~0u for later versions.
     bool ReadFormulaResult(ReadSpreadSheetData* sink, int row, int col, unsigned oldXf);
     void Set(ReadSpreadSheetData* sink, int row, int col, unsigned xf, double value);
@@ -141,9 +123,6 @@ class ZMIMPORT_API ExcelFile : public SpreadsheetFile {
     std::string warning;
     uint64_t walked = 0;  // bytes walked by the worksheet tests, bounded by the stream's size
     std::unique_ptr<zm::CodePageText> codePage;
-    zm::SheetChoice choice;
-    std::string readName;
-    bool sideBySideFlag = false;
     int dimensionRows = 0, dimensionCols = 0;
     struct Tested {
         int result, rows, cols;

@@ -4,6 +4,8 @@
 
 #include "formats/workbook/ExcelFile.h"
 #include "formats/workbook/SpreadsheetDate.h"
+#include "formats/workbook/WorkbookLayout.h"
+#include "formats/workbook/WorkbookValues.h"
 #include "formats/workbook/biff/BiffRecords.h"
 #include "formats/workbook/biff/BiffStream.h"
 #include "formats/workbook/biff/BiffStrings.h"
@@ -13,59 +15,22 @@ using namespace zm::biff::records;
 
 namespace {
 
-// The text of a BIFF error code, as the workbook program shows it; null for a code it
-// does not define.
-const char* ErrorText(uint8_t code) {
-    switch (code) {
-        case 0x00:
-            return "#NULL!";
-        case 0x07:
-            return "#DIV/0!";
-        case 0x0F:
-            return "#VALUE!";
-        case 0x17:
-            return "#REF!";
-        case 0x1D:
-            return "#NAME?";
-        case 0x24:
-            return "#NUM!";
-        case 0x2A:
-            return "#N/A";
-        default:
-            return nullptr;
-    }
-}
-
 // A boolean or an error value as its text.
 const char* BoolErrText(bool isError, uint8_t value) {
-    return isError ? ErrorText(value) : (value != 0 ? "TRUE" : "FALSE");
+    return isError ? zm::ErrorValueText(value) : (value != 0 ? "TRUE" : "FALSE");
 }
 
 }  // namespace
 
 int ExcelFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    if (stream == nullptr)
-        return SetStatus(kOpenFailed);
-    if (GetNumRows() < 0 || GetNumCols() < 0)
-        return status;
-    if (sink == nullptr)
+    if (!ReadyToRead(sink, stream != nullptr))
         return status;
     damagedCells = 0;
     const std::vector<size_t> indexes = GetSheetIndexes(choice.names);
-    const bool several = indexes.size() > 1;
-    const bool sideBySide = choice.layout == zm::SheetChoice::kSideBySide;
-    int rowOffset = 0, colOffset = 0;
+    zm::WorkbookLayout layout(sink, choice.layout, indexes.size(), {numRows, numCols});
     for (size_t i : indexes) {
-        const Worksheet& sheet = worksheets[i];
-        // The extra column (stacked) or row (side by side) names each value's sheet; the
-        // column is filled row by row as the rows are finished, so cells come in row order.
-        const std::string label = several ? zm::SheetLabel(sheet.name) : std::string();
-        if (int code = ReadSheet(sink, sheet, rowOffset, colOffset, several ? &label : nullptr);
-            code != 0)
+        if (int code = ReadSheet(sink, layout, worksheets[i]); code != 0)
             return SetStatus(code);
-        (sideBySide ? colOffset : rowOffset) += sideBySide ? sheet.cols : sheet.rows;
     }
     return status;
 }
@@ -142,56 +107,25 @@ void ExcelFile::Set(ReadSpreadSheetData* sink, int row, int col, unsigned xf, do
     sink->Set(col, row, value);
 }
 
-void ExcelFile::LabelRowsBefore(ReadSpreadSheetData* sink, Placing& at, int fileRow) {
-    // Rows are labelled once finished, so that the label comes after the row's cells; a
-    // row without a value has no value whose sheet needs naming, and gets no label.
-    if (at.label == nullptr || at.sideBySide)
-        return;
-    for (; at.labelled < std::min(fileRow, at.sheet->rows); ++at.labelled) {
-        if (at.rowUsed[static_cast<size_t>(at.labelled)])
-            sink->Set(numCols, at.rowOffset + at.labelled + 1, at.label->c_str());
-    }
-}
-
-bool ExcelFile::Place(ReadSpreadSheetData* sink, Placing& at, int fileCol, int& row, int& col) {
+bool ExcelFile::Place(zm::WorkbookLayout& layout, int fileCol, int& row, int& col) {
     if (record->length < 4)
         return false;
     const int r = uI2Shuffle(record->data, 0);
     const int c = fileCol >= 0 ? fileCol : uI2Shuffle(record->data, 2);
-    if (r >= at.sheet->rows || c >= at.sheet->cols)
-        return false;
-    LabelRowsBefore(sink, at, r);
-    if (at.label != nullptr) {
-        if (at.sideBySide && !at.colUsed[static_cast<size_t>(c)])
-            sink->Set(at.colOffset + c + 1, numRows, at.label->c_str());
-        else if (!at.sideBySide && r < at.labelled && !at.rowUsed[static_cast<size_t>(r)])
-            sink->Set(numCols, at.rowOffset + r + 1, at.label->c_str());  // a row out of order
-    }
-    at.rowUsed[static_cast<size_t>(r)] = true;
-    at.colUsed[static_cast<size_t>(c)] = true;
-    row = at.rowOffset + r + 1;
-    col = at.colOffset + c + 1;
-    return true;
+    return layout.Place(r, c, row, col);
 }
 
-int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int rowOffset,
-                         int colOffset, const std::string* label) {
-    Placing at;
-    at.sheet = &sheet;
-    at.rowOffset = rowOffset;
-    at.colOffset = colOffset;
-    at.label = label;
-    at.sideBySide = choice.layout == zm::SheetChoice::kSideBySide;
-    at.rowUsed.assign(static_cast<size_t>(sheet.rows), false);
-    at.colUsed.assign(static_cast<size_t>(sheet.cols), false);
+int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout,
+                         const Worksheet& sheet) {
     if (!stream->Seek(sheet.position) || !ReadBiffRecord() || !IsBof(record->type))
         return kBadSheetRecord;
+    layout.Begin(sheet.name, {sheet.rows, sheet.cols});
     ownFormats = false;
     for (;;) {
         if (!ReadBiffRecord())
             return kBadSheetRecord;
         if (record->type == kEof) {
-            LabelRowsBefore(sink, at, sheet.rows);
+            layout.End();
             return 0;
         }
         if (IsBof(record->type)) {
@@ -199,12 +133,12 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, const Worksheet& sheet, int 
             }
             continue;
         }
-        if (!ReadCellRecord(sink, at))
+        if (!ReadCellRecord(sink, layout))
             return kBadSheetRecord;
     }
 }
 
-bool ExcelFile::ReadCellRecord(ReadSpreadSheetData* sink, Placing& at) {
+bool ExcelFile::ReadCellRecord(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout) {
     const uint16_t type = record->type;
     const size_t size = static_cast<size_t>(record->length);
     const uint8_t* data = record->data;
@@ -213,6 +147,37 @@ bool ExcelFile::ReadCellRecord(ReadSpreadSheetData* sink, Placing& at) {
     const unsigned oldXf = size >= 5 ? ((data[4] & 0x3Fu) == 0x3F ? biff2Xf : data[4] & 0x3Fu) : 0;
     int row = 0, col = 0;
     switch (type) {
+        case 0x0005:  // BOOLERR (BIFF2): the value, then 1 for an error
+        case 0x0205:  // BOOLERR
+            if (const size_t v = type == 0x0005 ? 7 : 6;
+                size >= v + 2 && Place(layout, -1, row, col)) {
+                if (const char* text = BoolErrText(data[v + 1] != 0, data[v]))
+                    sink->Set(col, row, text);
+            }
+            return true;
+        case 0x0004:  // LABEL (BIFF2)
+        case 0x0204:  // LABEL
+        case 0x00D6:  // RSTRING
+        case 0x00FD:  // LABELSST
+            ReadTextCell(sink, layout);
+            return true;
+        case 0x0006:  // FORMULA (BIFF2, and again from BIFF5 on)
+        case 0x0206:  // FORMULA (BIFF3)
+        case 0x0406:  // FORMULA (BIFF4)
+            if (size >= 4 && Place(layout, -1, row, col))
+                return ReadFormulaResult(sink, row, col, type == 0x0006 && biff2 ? oldXf : ~0u);
+            return true;
+        default:
+            if (!ReadNumberCell(sink, layout, oldXf))
+                NoteSheetSetting();
+            return true;
+    }
+}
+
+void ExcelFile::NoteSheetSetting() {
+    const size_t size = static_cast<size_t>(record->length);
+    const uint8_t* data = record->data;
+    switch (record->type) {
         case kCodePage:
             if (size >= 2)
                 codePage = std::make_unique<zm::CodePageText>(uI2Shuffle(data, 0));
@@ -233,80 +198,75 @@ bool ExcelFile::ReadCellRecord(ReadSpreadSheetData* sink, Placing& at) {
             if (version < 8)
                 NoteOldFormatRecord();
             break;
+        default:
+            break;  // everything else holds no value
+    }
+}
+
+void ExcelFile::ReadTextCell(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout) {
+    const uint16_t type = record->type;
+    int row = 0, col = 0;
+    if (type == 0x00FD) {  // LABELSST: an index into the shared strings
+        if (record->length < 10 || !Place(layout, -1, row, col))
+            return;
+        const uint32_t index = static_cast<uint32_t>(I4Shuffle(record->data, 6));
+        if (index >= sharedStrings.size() ||
+            std::binary_search(cutStrings.begin(), cutStrings.end(), index))
+            ++damagedCells;
+        if (index < sharedStrings.size())
+            sink->Set(col, row, sharedStrings[index].c_str());
+        return;
+    }
+    // LABEL of BIFF2 has a one-byte length; RSTRING's formatting runs are ignored.
+    if (Place(layout, -1, row, col)) {
+        const bool biff2Label = type == 0x0004;
+        sink->Set(col, row, RecordText(biff2Label ? 7 : 6, !biff2Label, biff2Label).c_str());
+    }
+}
+
+bool ExcelFile::ReadNumberCell(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout,
+                               unsigned oldXf) {
+    const size_t size = static_cast<size_t>(record->length);
+    const uint8_t* data = record->data;
+    int row = 0, col = 0;
+    switch (record->type) {
         case 0x0002:  // INTEGER (BIFF2): an unsigned 16-bit number
-            if (size >= 9 && Place(sink, at, -1, row, col)) {
+            if (size >= 9 && Place(layout, -1, row, col)) {
                 if (oldXf < dateXf.size() && dateXf[oldXf])
                     Set(sink, row, col, oldXf, uI2Shuffle(data, 7));
                 else
                     sink->Set(col, row, static_cast<int>(uI2Shuffle(data, 7)));
             }
-            break;
+            return true;
         case 0x0003:  // NUMBER (BIFF2)
-            if (size >= 15 && Place(sink, at, -1, row, col))
+            if (size >= 15 && Place(layout, -1, row, col))
                 Set(sink, row, col, oldXf, DShuffle(data, 7));
-            break;
+            return true;
         case 0x0203:  // NUMBER
-            if (size >= 14 && Place(sink, at, -1, row, col))
+            if (size >= 14 && Place(layout, -1, row, col))
                 Set(sink, row, col, uI2Shuffle(data, 4), DShuffle(data, 6));
-            break;
-        case 0x0005:  // BOOLERR (BIFF2): the value, then 1 for an error
-        case 0x0205:  // BOOLERR
-            if (const size_t v = type == 0x0005 ? 7 : 6;
-                size >= v + 2 && Place(sink, at, -1, row, col)) {
-                if (const char* text = BoolErrText(data[v + 1] != 0, data[v]))
-                    sink->Set(col, row, text);
-            }
-            break;
-        case 0x0004:  // LABEL (BIFF2)
-            if (Place(sink, at, -1, row, col))
-                sink->Set(col, row, RecordText(7, false, true).c_str());
-            break;
-        case 0x0204:  // LABEL
-        case 0x00D6:  // RSTRING: formatting runs ignored
-            if (Place(sink, at, -1, row, col))
-                sink->Set(col, row, RecordText(6, true, false).c_str());
-            break;
-        case 0x00FD:  // LABELSST
-            if (size >= 10 && Place(sink, at, -1, row, col)) {
-                const uint32_t index = static_cast<uint32_t>(I4Shuffle(data, 6));
-                if (index >= sharedStrings.size() ||
-                    std::binary_search(cutStrings.begin(), cutStrings.end(), index))
-                    ++damagedCells;
-                if (index < sharedStrings.size())
-                    sink->Set(col, row, sharedStrings[index].c_str());
-            }
-            break;
+            return true;
         case 0x007E:  // RK as some documentation numbers it
         case 0x027E:  // RK as the files store it
-            if (size >= 10 && Place(sink, at, -1, row, col))
+            if (size >= 10 && Place(layout, -1, row, col))
                 Set(sink, row, col, uI2Shuffle(data, 4),
                     NumFromRk(static_cast<uint32_t>(I4Shuffle(data, 6))));
-            break;
+            return true;
         case 0x00BD: {  // MULRK: (XF, RK) pairs from the first column on
-            if (size < 12)
-                break;
-            const size_t pairs = (size - 6) / 6;
+            const size_t pairs = size < 12 ? 0 : (size - 6) / 6;
             const int firstCol = uI2Shuffle(data, 2);
             for (size_t i = 0; i < pairs; ++i) {
-                const long long c = firstCol + static_cast<long long>(i);
-                if (c >= at.sheet->cols || !Place(sink, at, static_cast<int>(c), row, col))
+                if (!Place(layout, firstCol + static_cast<int>(i), row, col))
                     break;
                 const size_t from = 4 + 6 * i;
                 Set(sink, row, col, uI2Shuffle(data, from),
                     NumFromRk(static_cast<uint32_t>(I4Shuffle(data, from + 2))));
             }
-            break;
+            return true;
         }
-        case 0x0006:  // FORMULA (BIFF2, and again from BIFF5 on)
-        case 0x0206:  // FORMULA (BIFF3)
-        case 0x0406:  // FORMULA (BIFF4)
-            if (size >= 4 && Place(sink, at, -1, row, col))
-                return ReadFormulaResult(sink, row, col, type == 0x0006 && biff2 ? oldXf : ~0u);
-            break;
         default:
-            break;  // everything else holds no value
+            return false;
     }
-    return true;
 }
 
 bool ExcelFile::ReadFormulaResult(ReadSpreadSheetData* sink, int row, int col, unsigned oldXf) {

@@ -2,10 +2,10 @@
 #include "formats/workbook/SheetChoice.h"
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <memory>
 
+#include "formats/workbook/WorkbookValues.h"
 #include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 #include "platform/Translate.h"
@@ -26,12 +26,6 @@ std::vector<std::string> Split(const std::string& text) {
             return items;
         start = end + 1;
     }
-}
-
-bool ToInt(const std::string& text, long long& value) {
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    return error == std::errc() && stop == end;
 }
 
 }  // namespace
@@ -56,10 +50,9 @@ bool SheetChoice::Read(const ZmImportOpenOptions* record,
     names.clear();
     for (const std::string& item : Split(*sheets)) {
         if (byIndex) {
-            long long index = 0;
-            if (ToInt(item, index) && index >= 1 &&
-                index <= static_cast<long long>(available.size()))
-                names.push_back(available[static_cast<size_t>(index - 1)]);
+            const auto index = ToInt(item, true);
+            if (index && *index >= 1 && *index <= static_cast<long long>(available.size()))
+                names.push_back(available[static_cast<size_t>(*index - 1)]);
         } else if (std::find(available.begin(), available.end(), item) != available.end()) {
             names.push_back(item);
         }
@@ -94,9 +87,8 @@ std::string SheetChoice::ReadName() const {
         for (const char* prefix : {"Sheet", "Blad", "Tabelle", "Feuil", "Hoja"}) {
             const std::string& name = names.front();
             const std::string start(prefix);
-            long long number = 0;
             if (name.size() > start.size() && name.compare(0, start.size(), start) == 0 &&
-                ToInt(name.substr(start.size()), number))
+                ToInt(std::string_view(name).substr(start.size()), true))
                 return std::string();
         }
     }

@@ -5,10 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/CodePage.h"
 #include "platform/ErrorText.h"
 #include "platform/Exception.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
+#include "platform/TextCase.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -90,3 +92,22 @@ TEST(FileNames, JoinSplitTitlesExtensionsAndWidePaths) {
 }
 
 }  // namespace
+
+TEST(TextCase, NamesCompareWithoutTheCaseOfAsciiLetters) {
+    EXPECT_TRUE(zm::EqualNoCase("rId7", "RID7"));
+    EXPECT_FALSE(zm::EqualNoCase("rId7", "rId70"));
+    EXPECT_FALSE(zm::EqualNoCase("\xC3\xA9", "\xC3\x89"));  // only ASCII letters fold
+    EXPECT_TRUE(zm::EndsWithNoCase("xl/Workbook.BIN", ".bin"));
+    EXPECT_FALSE(zm::EndsWithNoCase("bin", ".bin"));
+}
+
+TEST(AppendUtf8, EncodesEveryPlaneAndReplacesWhatIsNoCharacter) {
+    std::string out;
+    for (char32_t c : {U'A', U'\u00E9', U'\u20AC', U'\U0001F600'})
+        zm::AppendUtf8(out, c);
+    EXPECT_EQ(out, "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+    out.clear();
+    zm::AppendUtf8(out, 0xD83D);    // half of a surrogate pair
+    zm::AppendUtf8(out, 0x110000);  // beyond the last plane
+    EXPECT_EQ(out, "\xEF\xBF\xBD\xEF\xBF\xBD");
+}

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "formats/workbook/WorkbookValues.h"
+
 namespace zm::biff::records {
 
 // Record types.
@@ -20,8 +22,8 @@ inline constexpr uint16_t kFormat = 0x041E;
 inline constexpr uint16_t kShrFmla = 0x04BC;
 
 // Sheets never hold more than this many rows and columns; larger DIMENSIONS are damage.
-inline constexpr int kMaxRows = 1048576;
-inline constexpr int kMaxCols = 16384;
+using zm::kMaxCols;
+using zm::kMaxRows;
 
 // Records that hold a cell, its row at offset 0 and its column at offset 2.
 inline bool IsCellRecord(uint16_t type) {

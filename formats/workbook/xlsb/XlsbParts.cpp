@@ -1,10 +1,10 @@
 // Workbook, shared strings and styles of a binary workbook.
 #include "formats/workbook/xlsb/XlsbParts.h"
 
-#include <strings.h>
 #include <map>
 
 #include "formats/workbook/xlsb/XlsbRecords.h"
+#include "platform/TextCase.h"
 #include "platform/ZipPackage.h"
 
 namespace zm::xlsb {
@@ -77,7 +77,7 @@ PartResult InitBinarySheetsVector(const ZipPackage& package, const std::string& 
         std::string part = folder + "worksheets/sheet" + std::to_string(entry.tab) + ".bin";
         bool keep = true;
         for (const auto& r : relationships) {
-            if (strcasecmp(r.id.c_str(), entry.relationship.c_str()) != 0)
+            if (!EqualNoCase(r.id, entry.relationship))
                 continue;
             keep = r.target.find("worksheets/") != std::string::npos;
             part = xlsx::Resolve(folder, r.target);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "formats/workbook/ExcelFile.h"
+#include "formats/workbook/WorkbookValues.h"
 #include "platform/CodePage.h"
 
 namespace zm::xlsb {
@@ -143,26 +144,11 @@ bool StringAt(const Record& record, size_t offset, std::string& out, size_t* aft
 }
 
 const char* GetErrorString(uint8_t code) {
-    switch (code) {
-        case 0x00:
-            return "#NULL!";
-        case 0x07:
-            return "#DIV/0!";
-        case 0x0F:
-            return "#VALUE!";
-        case 0x17:
-            return "#REF!";
-        case 0x1D:
-            return "#NAME?";
-        case 0x24:
-            return "#NUM!";
-        case 0x2A:
-            return "#N/A";
-        case 0x2B:
-            return "#GETTING_DATA";
-        default:
-            return "Unknown error code";
-    }
+    // Binary workbooks add one code for a value still being fetched.
+    if (code == 0x2B)
+        return "#GETTING_DATA";
+    const char* text = ErrorValueText(code);
+    return text != nullptr ? text : "Unknown error code";
 }
 
 }  // namespace zm::xlsb

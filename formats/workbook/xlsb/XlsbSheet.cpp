@@ -10,6 +10,7 @@
 #include <map>
 
 #include "formats/workbook/ExcelFile.h"
+#include "formats/workbook/WorkbookValues.h"
 #include "formats/workbook/xlsb/XlsbRecords.h"
 #include "platform/ZipPackage.h"
 
@@ -17,8 +18,6 @@ namespace zm::xlsb {
 
 namespace {
 
-constexpr int kMaxRows = 1048576;
-constexpr int kMaxCols = 16384;
 constexpr uint64_t kSheetPartLimit = uint64_t{1} << 30;
 
 enum : uint32_t {
@@ -57,24 +56,12 @@ class SheetReader {
     // False when the record is too short for what its id says it holds.
     bool Cell(const Record& record, long long& unknownRecords) {
         const uint32_t id = record.id;
-        if (id == kBeginAlternate) {
-            ++alternate;
+        if (id == kBeginAlternate || id == kEndAlternate) {
+            alternate = id == kBeginAlternate ? alternate + 1 : std::max(0, alternate - 1);
             return true;
         }
-        if (id == kEndAlternate) {
-            alternate = std::max(0, alternate - 1);
-            return true;
-        }
-        if (id == kRowHeader) {
-            if (record.size < 4)
-                return false;
-            const uint32_t r = U32At(record.data, 0);
-            if (r >= kMaxRows)
-                return false;
-            row = static_cast<int>(r);
-            col = -1;
-            return true;
-        }
+        if (id == kRowHeader)
+            return RowHeader(record);
         if (id == kRichString)
             return RichString(record);
         if (id > kShortSharedString) {
@@ -82,52 +69,67 @@ class SheetReader {
                 ++unknownRecords;
             return true;
         }
-        // The cell's column and style, and where its value starts.
-        size_t at;
-        uint32_t style;
-        if (id >= kShortBlank) {
+        size_t at = 0;
+        uint32_t style = 0;
+        return Position(record, at, style) && Value(record, at, style);
+    }
+
+  private:
+    bool RowHeader(const Record& record) {
+        if (record.size < 4)
+            return false;
+        const uint32_t r = U32At(record.data, 0);
+        if (r >= kMaxRows)
+            return false;
+        row = static_cast<int>(r);
+        col = -1;
+        return true;
+    }
+
+    // The cell's column and style, and where its value starts: full records give the
+    // column, short ones are one column past the previous cell.
+    bool Position(const Record& record, size_t& at, uint32_t& style) {
+        if (record.id >= kShortBlank) {
             if (record.size < 4 || col + 1 >= kMaxCols)
                 return false;
             ++col;
             style = U32At(record.data, 0) & 0xFFFFFF;
             at = 4;
-        } else {
-            if (record.size < 8)
-                return false;
-            const uint32_t c = U32At(record.data, 0);
-            if (c >= kMaxCols)
-                return false;
-            col = static_cast<int>(c);
-            style = U32At(record.data, 4) & 0xFFFFFF;
-            at = 8;
+            return true;
         }
-        switch (id) {
+        if (record.size < 8)
+            return false;
+        const uint32_t c = U32At(record.data, 0);
+        if (c >= kMaxCols)
+            return false;
+        col = static_cast<int>(c);
+        style = U32At(record.data, 4) & 0xFFFFFF;
+        at = 8;
+        return true;
+    }
+
+    // The cell's value, from `at` on.
+    bool Value(const Record& record, size_t at, uint32_t style) {
+        switch (record.id) {
             case kBlank:
             case kShortBlank:
                 return true;
             case kRk:
             case kShortRk:
-                if (record.size < at + 4)
-                    return false;
-                return Number(ExcelFile::NumFromRk(U32At(record.data, at)), style);
+                return record.size >= at + 4 &&
+                       Number(ExcelFile::NumFromRk(U32At(record.data, at)), style);
             case kReal:
             case kFormulaNumber:
             case kShortReal:
-                if (record.size < at + 8)
-                    return false;
-                return Number(DoubleAt(record.data, at), style);
+                return record.size >= at + 8 && Number(DoubleAt(record.data, at), style);
             case kError:
             case kFormulaError:
             case kShortError:
-                if (record.size < at + 1)
-                    return false;
-                return Constant(GetErrorString(record.data[at]));
+                return record.size >= at + 1 && Constant(GetErrorString(record.data[at]));
             case kBool:
             case kFormulaBool:
             case kShortBool:
-                if (record.size < at + 1)
-                    return false;
-                return Constant(record.data[at] != 0 ? "TRUE" : "FALSE");
+                return record.size >= at + 1 && Constant(record.data[at] != 0 ? "TRUE" : "FALSE");
             case kSharedString:
             case kShortSharedString:
                 if (record.size < at + 4)
@@ -145,7 +147,6 @@ class SheetReader {
         }
     }
 
-  private:
     // A text cell with formatting runs: the column, style and one flags byte come before
     // the text; the runs after it are left out.
     bool RichString(const Record& record) {

@@ -1,41 +1,27 @@
 // The Excel 2007 workbook reader: package, sheet choice and cells.
 #include "formats/workbook/xlsx/Excel2007File.h"
 
-#include <strings.h>
 #include <algorithm>
-#include <climits>
-#include <cstring>
-#include <filesystem>
 #include <new>
 
 #include "formats/workbook/SpreadsheetDate.h"
+#include "formats/workbook/WorkbookLayout.h"
 #include "formats/workbook/xlsb/XlsbParts.h"
 #include "formats/workbook/xlsb/XlsbSheet.h"
 #include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
 #include "platform/ErrorText.h"
 #include "platform/Log.h"
+#include "platform/TextCase.h"
 #include "platform/Translate.h"
 #include "platform/ZipPackage.h"
 
-Excel2007File::Excel2007File() = default;
+Excel2007File::Excel2007File() : WorkbookFile(kOpenFailed, kNoSheets) {}
 
 Excel2007File::~Excel2007File() = default;
 
-int Excel2007File::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    if (int code = OpenFile(file); code != 0) {
-        package.reset();
-        return SetStatus(code);
-    }
-    if (int code = GetSheet(options); code != 0) {
-        package.reset();
-        return SetStatus(code);
-    }
-    return status;
+void Excel2007File::ReleaseFile() {
+    package.reset();
 }
 
 int Excel2007File::OpenFile(const char* file) {
@@ -56,10 +42,7 @@ int Excel2007File::OpenFile(const char* file) {
     // Binary workbooks (.xlsb) keep their parts as records; the package's relationships
     // name the workbook part, "xl/workbook.bin" there.
     const std::string workbook = zm::xlsx::FindWorkbookPart(*package);
-    const auto endsWith = [&](const char* end) {
-        const size_t n = std::strlen(end);
-        return workbook.size() >= n && strcasecmp(workbook.c_str() + workbook.size() - n, end) == 0;
-    };
+    const auto endsWith = [&](const char* end) { return zm::EndsWithNoCase(workbook, end); };
     binary = endsWith(".bin") ||
              (package->Find(workbook) == nullptr && package->Find("xl/workbook.bin") != nullptr);
     if (binary)
@@ -105,27 +88,6 @@ std::vector<std::string> Excel2007File::GetWorksheets() const {
     return names;
 }
 
-int Excel2007File::GetSheet(ZmImportOpenOptions* options) {
-    if (sheets.empty())
-        return kNoSheets;
-    const std::vector<std::string> names = GetWorksheets();
-    const auto outcome = choice.Choose(names, options, [&] {
-        GetSheetOptions(names);
-        return status != kStatusAborted;
-    });
-    if (outcome == zm::SheetChoice::Outcome::kCancelled)
-        return status;
-    if (outcome == zm::SheetChoice::Outcome::kBadOptions)
-        return kOpenFailed;
-    readName = choice.ReadName();
-    return 0;
-}
-
-void Excel2007File::GetSheetOptions(const std::vector<std::string>& names) {
-    choice.names = names;
-    choice.layout = sideBySideFlag ? zm::SheetChoice::kSideBySide : zm::SheetChoice::kStacked;
-}
-
 int Excel2007File::LoadSheets() {
     if (sheetsLoaded)
         return 0;
@@ -169,74 +131,49 @@ int Excel2007File::EstablishSize() {
     std::vector<zm::SheetSize> sizes;
     for (const auto& cells : loaded)
         sizes.push_back({cells.rows, cells.cols});
-    const zm::SheetSize size = zm::CombinedSize(sizes, choice.layout);
-    numRows = size.rows;
-    numCols = size.cols;
-    sizeEstablished = true;
+    SetSize(sizes);
     return 0;
 }
 
-int Excel2007File::GetNumRows() {
-    return status != 0 ? -1 : SpreadsheetFile::GetNumRows();
-}
-
-int Excel2007File::GetNumCols() {
-    return status != 0 ? -1 : SpreadsheetFile::GetNumCols();
-}
-
 int Excel2007File::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
+    if (!ReadyToRead(sink, package != nullptr))
         return status;
-    if (package == nullptr)
-        return SetStatus(kOpenFailed);
-    if (GetNumRows() < 0 || GetNumCols() < 0 || sink == nullptr)
-        return status;
-    const bool several = loaded.size() > 1;
-    const bool sideBySide = choice.layout == zm::SheetChoice::kSideBySide;
-    int rowOffset = 0, colOffset = 0;
-    for (size_t s = 0; s < loaded.size(); ++s) {
-        const zm::xlsx::SheetCells& sheet = loaded[s];
-        // In the stacked layout the column naming the sheet is filled row by row as the
-        // rows are finished, so that the cells arrive in row order.
-        const std::string label = several ? zm::SheetLabel(choice.names[s]) : std::string();
-        int labelled = 0;  // rows of this sheet that got their label
-        auto labelRowsBefore = [&](int row) {
-            for (; several && !sideBySide && labelled < std::min(row, sheet.rows); ++labelled)
-                sink->Set(numCols, rowOffset + labelled + 1, label.c_str());
-        };
-        sheet.cells.ForEach([&](const zm::xlsx::SheetCells::Cell& cell) {
-            labelRowsBefore(cell.row);
-            const int row = rowOffset + cell.row + 1, col = colOffset + cell.col + 1;
-            using Kind = zm::xlsx::SheetCells::Kind;
-            switch (cell.kind) {
-                case Kind::kNumber:
-                    sink->Set(col, row, cell.number);
-                    break;
-                case Kind::kDate: {
-                    const std::string text = zm::SerialToDateText(cell.number, date1904);
-                    if (text.empty())
-                        sink->Set(col, row, cell.number);
-                    else
-                        sink->Set(col, row, text.c_str());
-                    break;
-                }
-                case Kind::kShared:
-                    if (cell.index < sharedStrings.size())
-                        sink->Set(col, row, sharedStrings[cell.index]);
-                    break;
-                case Kind::kText:
-                    sink->Set(col, row, sheet.texts[cell.index].c_str());
-                    break;
-            }
-        });
-        labelRowsBefore(sheet.rows);
-        if (several && sideBySide) {
-            for (int c = 1; c <= sheet.cols; ++c)
-                sink->Set(colOffset + c, numRows, label.c_str());
-        }
-        (sideBySide ? colOffset : rowOffset) += sideBySide ? sheet.cols : sheet.rows;
-    }
+    zm::WorkbookLayout layout(sink, choice.layout, loaded.size(), {numRows, numCols});
+    for (size_t s = 0; s < loaded.size(); ++s)
+        ReadSheet(sink, layout, s);
     return status;
+}
+
+void Excel2007File::ReadSheet(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout, size_t index) {
+    const zm::xlsx::SheetCells& sheet = loaded[index];
+    layout.Begin(choice.names[index], {sheet.rows, sheet.cols});
+    sheet.cells.ForEach([&](const zm::xlsx::SheetCells::Cell& cell) {
+        int row = 0, col = 0;
+        if (!layout.Place(cell.row, cell.col, row, col))
+            return;
+        using Kind = zm::xlsx::SheetCells::Kind;
+        switch (cell.kind) {
+            case Kind::kNumber:
+                sink->Set(col, row, cell.number);
+                break;
+            case Kind::kDate: {
+                const std::string text = zm::SerialToDateText(cell.number, date1904);
+                if (text.empty())
+                    sink->Set(col, row, cell.number);
+                else
+                    sink->Set(col, row, text.c_str());
+                break;
+            }
+            case Kind::kShared:
+                if (cell.index < sharedStrings.size())
+                    sink->Set(col, row, sharedStrings[cell.index]);
+                break;
+            case Kind::kText:
+                sink->Set(col, row, sheet.texts[cell.index].c_str());
+                break;
+        }
+    });
+    layout.End();
 }
 
 const char* Excel2007File::GetWarningMessage() {
@@ -270,26 +207,7 @@ void Excel2007File::Close() {
     sharedStrings.clear();
     loaded.clear();
     sheetsLoaded = false;
-    readName.clear();
-    sizeEstablished = false;
-    SpreadsheetFile::Close();
-}
-
-const char* Excel2007File::GetReadFile() {
-    return readName.c_str();
-}
-
-ZmImportOpenOptions* Excel2007File::GetFileReadOptions(const char* file, bool flag) {
-    sideBySideFlag = flag;
-    Close();
-    Open(true, file, nullptr);
-    if (status == kStatusAborted) {
-        choice.names.clear();
-        return nullptr;
-    }
-    if (status != 0)
-        return nullptr;
-    return choice.NewRecord(sheets.size());
+    WorkbookFile::Close();
 }
 
 void Excel2007File::GetErrorMessage(char* buffer, unsigned int bufferSize) {

@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "formats/workbook/SheetChoice.h"
+#include "formats/workbook/WorkbookFile.h"
 #include "formats/workbook/xlsx/XlsxParts.h"
 #include "formats/workbook/xlsx/XlsxSheet.h"
-#include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
 
 namespace zm {
+class WorkbookLayout;
 class ZipPackage;
-}
+}  // namespace zm
 
 // Reads one or several worksheets of an .xlsx package, or of a binary .xlsb one: shared
 // and inline strings, numbers, booleans as "TRUE"/"FALSE", formula results, and numbers
@@ -21,7 +21,7 @@ class ZipPackage;
 // sheets are stacked or put side by side as in the .xls reader. Worksheet parts are read
 // as streams. Cells beyond the sheet limits and shared-string cells that name no string
 // are left out and counted in the warning. Codes 768-774; reads only.
-class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
+class ZMIMPORT_API Excel2007File : public WorkbookFile {
   public:
     enum Status {
         kNoData = 768,
@@ -36,41 +36,30 @@ class ZMIMPORT_API Excel2007File : public SpreadsheetFile {
     Excel2007File();
     ~Excel2007File() override;
 
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     void Close() override;
-    int GetNumRows() override;
-    int GetNumCols() override;
     int Read(ReadSpreadSheetData* sink) override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    const char* GetReadFile() override;
     const char* GetWarningMessage() override;
-    ZmImportOpenOptions* GetFileReadOptions(const char* file, bool flag) override;
 
-    std::vector<std::string> GetWorksheets() const;
-
-  protected:
-    // With several sheets and no options: all of them, laid out as the flag last given to
-    // GetFileReadOptions says.
-    virtual void GetSheetOptions(const std::vector<std::string>& names);
+    std::vector<std::string> GetWorksheets() const override;
 
   private:
     int EstablishSize() override;
-    int OpenFile(const char* file);
+    int OpenFile(const char* file) override;
+    void ReleaseFile() override;
     // The binary workbook's sheets, shared strings and date styles.
     int OpenBinary(const std::string& workbook);
-    int GetSheet(ZmImportOpenOptions* options);
     // Reads the selected sheets' cells, once.
     int LoadSheets();
+    // One loaded sheet's cells into the sink, placed by `layout`.
+    void ReadSheet(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout, size_t index);
 
     std::unique_ptr<zm::ZipPackage> package;
     std::vector<zm::xlsx::SheetPart> sheets;
     zm::xlsx::StringTable sharedStrings;
     std::vector<bool> dateStyles;
-    zm::SheetChoice choice;
     std::vector<zm::xlsx::SheetCells> loaded;  // per selected sheet, in selection order
     bool sheetsLoaded = false;
-    std::string readName;
-    bool sideBySideFlag = false;
     bool binary = false;
     bool date1904 = false;          // dates count from 1904-01-01
     long long unknownRecords = 0;   // records of binary sheets that were not understood

@@ -8,6 +8,8 @@
 #include <map>
 #include <new>
 
+#include "formats/workbook/WorkbookValues.h"
+#include "platform/CodePage.h"
 #include "platform/XmlReader.h"
 #include "platform/ZipPackage.h"
 
@@ -21,12 +23,6 @@ bool Parse(const ZipPackage& package, std::string_view part, XmlHandler& handler
         return false;
     std::string error;
     return ParseXml(*stream, handler, error);
-}
-
-int ToInt(std::string_view text, int otherwise = -1) {
-    int value = otherwise;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() ? value : otherwise;
 }
 
 struct WorkbookSheets : XmlHandler {
@@ -149,12 +145,12 @@ struct Styles : XmlHandler {
     explicit Styles(std::vector<bool>& d) : dateStyles(d) {}
     void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
         if (name == "numFmt") {
-            customDates[ToInt(AttributeOf(a, "numFmtId").value_or(""))] =
+            customDates[ToInt<int>(AttributeOf(a, "numFmtId").value_or("")).value_or(-1)] =
                 IsDateFormat(std::string(AttributeOf(a, "formatCode").value_or("")));
         } else if (name == "cellXfs") {
             inCellXfs = true;
         } else if (name == "xf" && inCellXfs) {
-            const int id = ToInt(AttributeOf(a, "numFmtId").value_or("0"), 0);
+            const int id = ToInt<int>(AttributeOf(a, "numFmtId").value_or("0")).value_or(0);
             const auto custom = customDates.find(id);
             dateStyles.push_back((id >= 14 && id <= 22) || (id >= 45 && id <= 47) ||
                                  (custom != customDates.end() && custom->second));
@@ -190,30 +186,40 @@ bool IsDateFormat(std::string code) {
     return code.find_first_of("ymdhs") != std::string::npos;
 }
 
+namespace {
+
+// The UTF-16 code unit of an escape "_xHHHH_" at `at`, or -1 when there is none.
+long EscapeAt(std::string_view text, size_t at) {
+    if (at + 6 >= text.size() || text[at] != '_' || text[at + 1] != 'x' || text[at + 6] != '_')
+        return -1;
+    unsigned code = 0;
+    const auto [stop, error] =
+        std::from_chars(text.data() + at + 2, text.data() + at + 6, code, 16);
+    return error == std::errc() && stop == text.data() + at + 6 ? static_cast<long>(code) : -1;
+}
+
+}  // namespace
+
 std::string DecodeEscapes(std::string_view text) {
+    // Each escape is one UTF-16 code unit: a character beyond U+FFFF takes two, its
+    // surrogates, which join into one character; a surrogate alone becomes U+FFFD.
     std::string out;
     out.reserve(text.size());
     for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '_' && i + 6 < text.size() && text[i + 1] == 'x' && text[i + 6] == '_') {
-            unsigned code = 0;
-            const auto [stop, error] =
-                std::from_chars(text.data() + i + 2, text.data() + i + 6, code, 16);
-            if (error == std::errc() && stop == text.data() + i + 6) {
-                if (code < 0x80) {
-                    out += static_cast<char>(code);
-                } else if (code < 0x800) {
-                    out += static_cast<char>(0xC0 | code >> 6);
-                    out += static_cast<char>(0x80 | (code & 0x3F));
-                } else {
-                    out += static_cast<char>(0xE0 | code >> 12);
-                    out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-                    out += static_cast<char>(0x80 | (code & 0x3F));
-                }
-                i += 6;
-                continue;
-            }
+        const long code = EscapeAt(text, i);
+        if (code < 0) {
+            out += text[i];
+            continue;
         }
-        out += text[i];
+        i += 6;
+        const long trail = code >= 0xD800 && code <= 0xDBFF ? EscapeAt(text, i + 1) : -1;
+        if (trail >= 0xDC00 && trail <= 0xDFFF) {
+            AppendUtf8(out, 0x10000 + ((static_cast<char32_t>(code) - 0xD800) << 10) +
+                                (static_cast<char32_t>(trail) - 0xDC00));
+            i += 7;
+        } else {
+            AppendUtf8(out, static_cast<char32_t>(code));
+        }
     }
     return out;
 }

@@ -27,12 +27,6 @@ bool ToDouble(const std::string& text, double& value) {
     return error == std::errc() && stop == end;
 }
 
-long long ToInt(std::string_view text, long long otherwise) {
-    long long value = otherwise;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() ? value : otherwise;
-}
-
 class SheetHandler : public XmlHandler {
   public:
     SheetHandler(const std::vector<bool>& dateStyles, SheetCells& out)
@@ -42,7 +36,7 @@ class SheetHandler : public XmlHandler {
         if (name == "row") {
             // A row beyond the last (or numbered 0) is kMaxRows: its cells are left out.
             const auto r = AttributeOf(a, "r");
-            const long long number = r ? ToInt(*r, 0) : row + 2;
+            const long long number = r ? ToInt(*r).value_or(0) : row + 2;
             row = number >= 1 && number <= kMaxRows ? static_cast<int>(number - 1) : kMaxRows;
             col = -1;
         } else if (name == "c") {
@@ -53,7 +47,7 @@ class SheetHandler : public XmlHandler {
             col = c >= 0 ? c : std::min(col + 1, kMaxCols);
             cellRow = rowOfCell >= 0 ? rowOfCell : row;
             type = std::string(AttributeOf(a, "t").value_or(""));
-            style = static_cast<size_t>(ToInt(AttributeOf(a, "s").value_or("0"), 0));
+            style = static_cast<size_t>(ToInt(AttributeOf(a, "s").value_or("0")).value_or(0));
             value.clear();
             inlineText.clear();
             hasValue = false;
@@ -102,15 +96,13 @@ class SheetHandler : public XmlHandler {
         if (type == "s") {
             if (!hasValue)
                 return;
-            long long index = -1;
-            const char* end = value.data() + value.size();
-            const auto [stop, error] = std::from_chars(value.data(), end, index);
-            if (error != std::errc() || stop != end || index < 0 || index > UINT32_MAX) {
+            const auto index = ToInt(value, true);
+            if (!index || *index < 0 || *index > UINT32_MAX) {
                 ++out.unresolved;
                 return;
             }
             cell.kind = SheetCells::Kind::kShared;
-            cell.index = static_cast<uint32_t>(index);
+            cell.index = static_cast<uint32_t>(*index);
         } else if (type == "inlineStr") {
             AddText(cell, DecodeEscapes(inlineText));
             return;
@@ -132,7 +124,7 @@ class SheetHandler : public XmlHandler {
         } else if (type == "b") {
             if (!hasValue)
                 return;
-            AddText(cell, ToInt(value, 0) != 0 ? "TRUE" : "FALSE");
+            AddText(cell, ToInt(value).value_or(0) != 0 ? "TRUE" : "FALSE");
             return;
         } else {
             if (!hasValue || !ToDouble(value, cell.number))

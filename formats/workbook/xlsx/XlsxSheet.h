@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "formats/workbook/WorkbookValues.h"
+
 namespace zm {
 class ZipPackage;
 }
@@ -69,10 +71,6 @@ struct SheetCells {
     long long outside = 0;
     long long unresolved = 0;
 };
-
-// Worksheets hold at most this many rows and columns.
-constexpr int kMaxRows = 1048576;
-constexpr int kMaxCols = 16384;
 
 // Reads the part; false when it is missing or not well-formed. `dateStyles` tells which
 // cell styles format numbers as dates.

@@ -92,6 +92,11 @@ TEST(Excel2007File, ReferencesDateFormatsAndEscapes) {
     EXPECT_FALSE(zm::xlsx::IsDateFormat("0.00;[Red]-0.00"));
     EXPECT_TRUE(zm::xlsx::IsDateFormat("d-mmm"));
     EXPECT_EQ(zm::xlsx::DecodeEscapes("a_x000D_b_x0041__xZZZZ_"), "a\rbA_xZZZZ_");
+    // A character beyond U+FFFF is escaped as its two surrogates: one four-byte character,
+    // not two three-byte halves; a surrogate without its partner is U+FFFD.
+    EXPECT_EQ(zm::xlsx::DecodeEscapes("_xD83D__xDE00_!"), "\xF0\x9F\x98\x80!");
+    EXPECT_EQ(zm::xlsx::DecodeEscapes("_xd83d_x_xDE00_"), "\xEF\xBF\xBDx\xEF\xBF\xBD");
+    EXPECT_EQ(zm::xlsx::DecodeEscapes("_x00E9__x20AC_"), "\xC3\xA9\xE2\x82\xAC");
 }
 
 TEST(Excel2007File, EveryCellTypeAndTheSheetChoice) {
