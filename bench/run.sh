@@ -300,6 +300,21 @@ fi
 
 # --- Python: files into pandas DataFrames, against pandas' own readers ---
 module_dir="$bin/../python"
+
+# --- Python: a MAT matrix into NumPy, against scipy.io.loadmat ---
+mat="$work/matrix-v5.mat"
+if want python && [ -f "$module_dir/zmimport.pyi" ] && [ -f "$mat" ]; then
+  echo
+  echo "== Python module: MAT into NumPy =="
+  ours_out="$(PYTHONPATH="$module_dir" /usr/bin/python3 "$here/mat_to_numpy.py" "$mat" zmimport)"
+  theirs_out="$(/usr/bin/python3 "$here/mat_to_numpy.py" "$mat" scipy)"
+  ours="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$ours_out")"
+  theirs="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$theirs_out")"
+  echo "$(basename "$mat"): zmimport.read().to_numpy() $ours s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$ours_out") MB;" \
+    "scipy.io.loadmat $theirs s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$theirs_out") MB"
+  summary+=("$(awk -v o="$ours" -v p="$theirs" 'BEGIN {
+    printf "%-28s ours %7.3f s   scipy %7.3f s   %.2f x faster (target >= 1.5)", "Python .mat to numpy", o, p, p / o }')")
+fi
 if want python && [ -f "$module_dir/zmimport.pyi" ]; then
   echo
   echo "== Python module into pandas =="

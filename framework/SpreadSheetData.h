@@ -1,6 +1,8 @@
 // The cell sink a reader fills and the cell source a writer empties.
 #pragma once
 
+#include <cmath>
+#include <cstddef>
 #include <string>
 
 #include "platform/ZmExport.h"
@@ -27,6 +29,22 @@ class ZMIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
     // Lets a sink renumber rows: a later row skips lines, a negative one ends the read.
     virtual int MapRow(int rowCounter) { return rowCounter + 1; }
     virtual void SetDataSize(int cols, int rows) = 0;
+    // A run of `count` numbers into consecutive cells from (`col`, `row`): down the column
+    // or across the row. A value that is not finite stands for a missing cell and leaves
+    // its cell as it is. By default each number goes through the per-cell `Set`; a sink
+    // that keeps numbers in blocks takes the run at once.
+    virtual void SetNumbersDown(int col, int row, const double* values, size_t count) {
+        for (size_t i = 0; i < count; ++i) {
+            if (std::isfinite(values[i]))
+                Set(col, row + static_cast<int>(i), values[i]);
+        }
+    }
+    virtual void SetNumbersAcross(int col, int row, const double* values, size_t count) {
+        for (size_t i = 0; i < count; ++i) {
+            if (std::isfinite(values[i]))
+                Set(col + static_cast<int>(i), row, values[i]);
+        }
+    }
 };
 
 // Source of a write.

@@ -59,6 +59,61 @@ bool ColumnSheet::MakeSlot(int col, int row) {
     return true;
 }
 
+bool ColumnSheet::SetNumbersDown(int col, int row, const double* values, size_t count) {
+    // Values past the last finite one store nothing and must not lengthen the column.
+    while (count > 0 && !std::isfinite(values[count - 1]))
+        --count;
+    if (count == 0)
+        return true;
+    if (col < 1 || row < 1 || col > kMaxColumns ||
+        count > static_cast<size_t>(std::numeric_limits<int>::max() - row) + 1)
+        return false;
+    constexpr size_t kSlotsPerColumn = sizeof(Column) / sizeof(uint64_t);
+    const size_t first = static_cast<size_t>(row) - 1;
+    const size_t end = first + count;
+    const size_t newColumns =
+        static_cast<size_t>(col) > columns.size() ? static_cast<size_t>(col) - columns.size() : 0;
+    const size_t held = newColumns != 0 ? 0 : columns[col - 1].slots.Size();
+    const size_t addedSlots = end > held ? end - held : 0;
+    const size_t allowance = kFreeSlots + kSlotsPerCell * cellsStored;
+    if (slotsHeld + newColumns * kSlotsPerColumn + addedSlots > allowance)
+        return false;
+    if (newColumns != 0) {
+        columns.resize(col);
+        slotsHeld += newColumns * kSlotsPerColumn;
+    }
+    zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+    if (slots.Capacity() == 0 && static_cast<size_t>(announcedRows) > end)
+        slots.Reserve(std::min<size_t>(announcedRows, allowance - slotsHeld));
+    slots.Resize(first, kMissingSlot);
+    const size_t before = slots.Size();
+    if (end > before)
+        slots.Extend(end - before);
+    slotsHeld += addedSlots;
+    // Finite values have an exponent below all ones. Cells held before keep their slot
+    // for a value that is not finite, new ones become missing; both loops run vectorised.
+    constexpr uint64_t kExponent = 0x7FF0'0000'0000'0000;
+    uint64_t* out = &slots[first];
+    const size_t kept = std::min(count, before - first);
+    size_t stored = 0;
+    for (size_t i = 0; i < kept; ++i) {
+        const uint64_t bits = std::bit_cast<uint64_t>(values[i]);
+        const bool finite = (bits & kExponent) != kExponent;
+        out[i] = finite ? bits : out[i];
+        stored += finite;
+    }
+    for (size_t i = kept; i < count; ++i) {
+        const uint64_t bits = std::bit_cast<uint64_t>(values[i]);
+        const bool finite = (bits & kExponent) != kExponent;
+        out[i] = finite ? bits : kMissingSlot;
+        stored += finite;
+    }
+    cellsStored += stored;
+    maxCol = std::max(maxCol, col);
+    maxRow = std::max(maxRow, static_cast<int>(end));
+    return true;
+}
+
 void ColumnSheet::SetText(int col, int row, std::string_view text) {
     if (uint64_t* slot = Slot(col, row)) {
         Column& column = columns[col - 1];

@@ -43,6 +43,10 @@ class ColumnSheet {
                 std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value);
     }
     void SetText(int col, int row, std::string_view text);
+    // Numbers for rows `row` on of a column at once; a value that is not finite leaves
+    // its cell as it is. False, with nothing stored, when the run does not fit the sheet
+    // or the slot allowance as a whole: the caller then stores it cell by cell.
+    bool SetNumbersDown(int col, int row, const double* values, size_t count);
 
     // The extent: the announced size grown to every stored cell.
     int Columns() const;
@@ -178,6 +182,10 @@ class ColumnSheetSink : public zmcli::CommandSink {
     void Set(int col, int row, float value) override;
     // Typed as ParseNumberText types it; plain decimals take a one-pass shortcut.
     void Set(int col, int row, const char* text) override;
+    void SetNumbersDown(int col, int row, const double* values, size_t count) override {
+        if (!sheet.SetNumbersDown(col, row, values, count))
+            CommandSink::SetNumbersDown(col, row, values, count);
+    }
 
     const ColumnSheet& Sheet() const { return sheet; }
 

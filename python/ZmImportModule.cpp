@@ -143,12 +143,22 @@ class PySheet {
         const int rows = std::max(0, Sheet().Rows() - firstRow + 1);
         const int cols = Sheet().Columns();
         // Filled column by column, as the sheet keeps them, in Fortran order; NumPy
-        // presents it as the same rows x columns array.
-        py::array_t<double, py::array::f_style> out({rows, cols});
-        double* data = out.mutable_data();
+        // presents it as the same rows x columns array. The block is mapped memory the
+        // module reuses from read to read, like the float64 columns.
+        const size_t count = static_cast<size_t>(rows) * static_cast<size_t>(cols);
+        auto block = std::make_unique<zm::RawArray<double>>();
+        block->Reserve(std::max<size_t>(count, 1));
+        double* data = block->Extend(count);
         for (int c = 0; c < cols; ++c)
             Sheet().CopyNumbers(c + 1, firstRow, rows, data + static_cast<size_t>(c) * rows);
-        return out;
+        py::capsule owner(block.get(),
+                          [](void* p) { delete static_cast<zm::RawArray<double>*>(p); });
+        block.release();
+        return py::array_t<double>(
+            std::vector<py::ssize_t>{rows, cols},
+            std::vector<py::ssize_t>{static_cast<py::ssize_t>(sizeof(double)),
+                                     static_cast<py::ssize_t>(sizeof(double)) * rows},
+            data, owner);
     }
 
     // A float64 column in memory of its own, mapped with huge pages where the system

@@ -26,19 +26,22 @@ class CellCursor {
             sink->Set(col, row, value);
         Advance();
     }
-    // `n` values in a row of the matrix's order; a grid fills a column run at a time.
+    // `n` values in a row of the matrix's order, handed to the sink a run at a time: a
+    // grid a column run at a time, a list all at once.
     void PutBlock(ReadSpreadSheetData* sink, const double* values, size_t n) {
-        if (layout != kGrid) {
-            for (size_t i = 0; i < n; ++i)
-                Put(sink, values[i]);
+        if (layout == kAcross) {
+            sink->SetNumbersAcross(col, row, values, n);
+            col += static_cast<int>(n);
+            return;
+        }
+        if (layout == kDown) {
+            sink->SetNumbersDown(col, row, values, n);
+            row += static_cast<int>(n);
             return;
         }
         while (n > 0) {
             const size_t run = static_cast<size_t>(std::min<int64_t>(rows - inColumn, n));
-            for (size_t i = 0; i < run; ++i) {
-                if (std::isfinite(values[i]))
-                    sink->Set(col, row + static_cast<int>(i), values[i]);
-            }
+            sink->SetNumbersDown(col, row, values, run);
             values += run;
             n -= run;
             inColumn += static_cast<int64_t>(run);

@@ -284,8 +284,7 @@ int MatFile::ReadFull(ReadSpreadSheetData* sink, const Matrix& m, CellCursor cur
         const size_t n = static_cast<size_t>(std::min<uint64_t>(left, kBlock));
         if (!ReadMatlabElement(m, n, values.data()))
             return kBadMatrix;
-        for (size_t i = 0; i < n; ++i)
-            cursor.Put(sink, values[i]);
+        cursor.PutBlock(sink, values.data(), n);
         left -= n;
     }
     return 0;

@@ -1,0 +1,144 @@
+// The column store's runs of numbers against the same numbers stored cell by cell.
+#include "python/ColumnSheet.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "formats/workbook/MatFile.h"
+
+namespace {
+
+const double kNan = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+// Takes runs of numbers through the per-cell `Set`, as every sink did before runs.
+class PerCellSink : public zmpy::ColumnSheetSink {
+  public:
+    void SetNumbersDown(int col, int row, const double* values, size_t count) override {
+        ReadSpreadSheetData::SetNumbersDown(col, row, values, count);
+    }
+};
+
+void ExpectSameSheet(const zmpy::ColumnSheet& bulk, const zmpy::ColumnSheet& cells,
+                     const std::string& what) {
+    SCOPED_TRACE(what);
+    ASSERT_EQ(bulk.Columns(), cells.Columns());
+    ASSERT_EQ(bulk.Rows(), cells.Rows());
+    EXPECT_EQ(bulk.LastRowSet(), cells.LastRowSet());
+    EXPECT_EQ(bulk.DroppedCells(), cells.DroppedCells());
+    const int rows = cells.Rows() + 1;
+    std::vector<double> a(rows), b(rows);
+    for (int col = 1; col <= cells.Columns() + 1; ++col) {
+        for (int row = 1; row <= rows; ++row) {
+            const auto kind = cells.KindAt(col, row);
+            ASSERT_EQ(bulk.KindAt(col, row), kind) << "col " << col << " row " << row;
+            if (kind == zmpy::ColumnSheet::Kind::kNumber) {
+                ASSERT_EQ(std::bit_cast<uint64_t>(bulk.NumberAt(col, row)),
+                          std::bit_cast<uint64_t>(cells.NumberAt(col, row)))
+                    << "col " << col << " row " << row;
+            } else if (kind == zmpy::ColumnSheet::Kind::kText) {
+                ASSERT_EQ(bulk.TextAt(col, row), cells.TextAt(col, row));
+            }
+        }
+        bulk.CopyNumbers(col, 1, rows, a.data());
+        cells.CopyNumbers(col, 1, rows, b.data());
+        for (int i = 0; i < rows; ++i)
+            ASSERT_EQ(std::bit_cast<uint64_t>(a[i]), std::bit_cast<uint64_t>(b[i]));
+    }
+}
+
+// Applies the same cells and runs to a bulk and a per-cell sheet.
+struct Pair {
+    zmpy::ColumnSheetSink bulk;
+    PerCellSink cells;
+    void Size(int cols, int rows) {
+        bulk.SetDataSize(cols, rows);
+        cells.SetDataSize(cols, rows);
+    }
+    void Text(int col, int row, const char* text) {
+        bulk.Set(col, row, text);
+        cells.Set(col, row, text);
+    }
+    void Number(int col, int row, double value) {
+        bulk.Set(col, row, value);
+        cells.Set(col, row, value);
+    }
+    void Down(int col, int row, const std::vector<double>& values) {
+        bulk.SetNumbersDown(col, row, values.data(), values.size());
+        cells.SetNumbersDown(col, row, values.data(), values.size());
+    }
+};
+
+TEST(ColumnSheetRuns, SameCellsAsPerCellStores) {
+    Pair p;
+    p.Size(3, 6);
+    p.Text(1, 1, "heading");
+    p.Down(1, 2, {1.5, kNan, -0.0, 4.9e-324, 1e308, -kInf, 2.0});
+    // Into a column that does not exist yet, starting below its first row.
+    p.Down(3, 4, {kNan, 7.0, kInf});
+    // Over cells held already: text and numbers stay where the run is not finite.
+    p.Text(2, 2, "label");
+    p.Number(2, 3, 9.0);
+    p.Number(2, 5, kNan);
+    p.Down(2, 1, {kNan, kNan, kInf, 4.0});
+    p.Down(2, 3, {kNan, kNan, kNan, kNan, 5.0, 6.0, 7.0, 8.0, 9.0, 10.0});
+    // Runs with nothing finite, or nothing at all, change nothing.
+    p.Down(5, 1, {kNan, -kInf});
+    p.Down(6, 3, {});
+    ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), "mixed runs");
+    EXPECT_EQ(p.bulk.Sheet().Columns(), 3);
+    EXPECT_EQ(p.bulk.Sheet().Rows(), 12);
+    EXPECT_EQ(p.bulk.Sheet().TextAt(2, 2), "label");
+    EXPECT_TRUE(std::isnan(p.bulk.Sheet().NumberAt(2, 5)));
+}
+
+TEST(ColumnSheetRuns, RunBeyondTheAllowanceDropsWhatCellsWouldDrop) {
+    Pair p;
+    const int far = static_cast<int>(zmpy::ColumnSheet::kFreeSlots) + 1000;
+    p.Down(1, far, {1.0, 2.0, 3.0});
+    p.Down(0, 1, {1.0});
+    p.Down(zmpy::ColumnSheet::kMaxColumns + 1, 1, {1.0, 2.0});
+    p.Down(2, std::numeric_limits<int>::max() - 1, {1.0, 2.0});
+    p.Down(3, 1, {4.0, 5.0});
+    ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), "outside the sheet");
+    EXPECT_EQ(p.bulk.Sheet().DroppedCells(), 8);
+    EXPECT_EQ(p.bulk.Sheet().NumberAt(3, 2), 5.0);
+}
+
+// Every MAT file of the fixtures and the corpus gives the same sheet either way.
+TEST(ColumnSheetRuns, MatFilesGiveTheSameSheetAsPerCell) {
+    int read = 0;
+    for (const char* dir : {ZM_TEST_DATA "/mat", ZM_CORPUS "/mat"}) {
+        if (!std::filesystem::is_directory(dir))
+            continue;
+        for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+            if (entry.path().extension() != ".mat")
+                continue;
+            const std::string path = entry.path().string();
+            zmpy::ColumnSheetSink bulk;
+            PerCellSink cells;
+            int status[2];
+            ReadSpreadSheetData* sinks[2] = {&bulk, &cells};
+            for (int i = 0; i < 2; ++i) {
+                MatFile reader;
+                status[i] = reader.Open(true, path.c_str(), nullptr);
+                if (status[i] == 0 && reader.GetNumCols() >= 0 && reader.GetNumRows() >= 0) {
+                    sinks[i]->SetDataSize(reader.GetNumCols(), reader.GetNumRows());
+                    status[i] = reader.Read(sinks[i]);
+                }
+            }
+            ASSERT_EQ(status[0], status[1]) << path;
+            ExpectSameSheet(bulk.Sheet(), cells.Sheet(), path);
+            read += status[0] == 0 && bulk.Sheet().Columns() > 0;
+        }
+    }
+    EXPECT_GE(read, 5);
+}
+
+}  // namespace
