@@ -200,7 +200,8 @@ TEST_F(LoaderTest, FailuresAreStickyUntilCloseAndCarryThePluginText) {
     EXPECT_EQ(reader->Open(true, sized.c_str(), nullptr), DLLFile::kPluginFailed);
     EXPECT_EQ(Message(*reader, 64), "buffer of 64");
 
-    // The import settings object reaches a plug-in that has the function even before a file is open.
+    // The import settings object reaches a plug-in that has the function even before a file is
+    // open.
     reader = Reader("Driver test format");
     ImportSpecBase unopened;
     unopened.accepted = false;
