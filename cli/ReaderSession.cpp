@@ -12,7 +12,6 @@
 #include "framework/OptionsRecord.h"
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
-#include "platform/Translate.h"
 
 namespace zmcli {
 
@@ -156,8 +155,7 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
         // A reader that keeps no column (a range filter that matches nothing) or no row
         // has nothing to deliver: the application refuses such a sheet, and so do we.
         if (rows == 0 || cols == 0) {
-            outcome.error = zm::Translate(
-                "The selected file does not contain any data. Import will be aborted.");
+            outcome.error = "The selected file does not contain any data. Import will be aborted.";
             return outcome;
         }
         sink.SetDataSize(cols, rows);
