@@ -40,5 +40,9 @@ class CMakeBuild(build_ext):
                         os.path.join(os.path.dirname(target), "zmimport.pyi"))
 
 
+# setup.cfg keeps the egg-info and setuptools' own build folders in build-wheel/, which a
+# fresh checkout does not have yet.
+os.makedirs(os.path.join(ROOT, "build-wheel"), exist_ok=True)
+
 setup(ext_modules=[Extension("zmimport", sources=[])], cmdclass={"build_ext": CMakeBuild},
       packages=[], py_modules=[], zip_safe=False)

@@ -152,9 +152,10 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
             outcome.code = reader->GetStatus();
             return outcome;
         }
-        // A reader that keeps no column (a range filter that matches nothing) or no row
-        // has nothing to deliver: the application refuses such a sheet, and so do we.
-        if (rows == 0 || cols == 0) {
+        // Rows without a single column (a range filter that matches no point) are
+        // refused as an empty sheet, as the application does; an empty worksheet of a
+        // workbook stays an empty table.
+        if (rows > 0 && cols == 0) {
             outcome.error = "The selected file does not contain any data. Import will be aborted.";
             return outcome;
         }

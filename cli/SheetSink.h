@@ -33,6 +33,15 @@ class ProgressLine {
         if ((terminal != nullptr || callback) && ++ticks % kTicksPerClockCheck == 0)
             Update();
     }
+    // Called for a run of `count` cells at once.
+    void TickMany(size_t count) {
+        if (terminal == nullptr && !callback)
+            return;
+        const unsigned long long before = ticks / kTicksPerClockCheck;
+        ticks += count;
+        if (ticks / kTicksPerClockCheck != before)
+            Update();
+    }
     // The cells the read will deliver, as the reader announced its size.
     void Expect(long long cells) { expected = cells; }
     void Finish();

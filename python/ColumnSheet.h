@@ -183,7 +183,9 @@ class ColumnSheetSink : public zmcli::CommandSink {
     // Typed as ParseNumberText types it; plain decimals take a one-pass shortcut.
     void Set(int col, int row, const char* text) override;
     void SetNumbersDown(int col, int row, const double* values, size_t count) override {
-        if (!sheet.SetNumbersDown(col, row, values, count))
+        if (sheet.SetNumbersDown(col, row, values, count))
+            progress.TickMany(count);
+        else
             CommandSink::SetNumbersDown(col, row, values, count);
     }
 

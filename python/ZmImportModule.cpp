@@ -383,6 +383,10 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
         warning += warning.empty() ? "" : "\n";
         warning += std::to_string(dropped) + " cells outside the sheet were ignored";
     }
+    // What the reader left out or could not read reaches a script that never looks at
+    // `Sheet.warning` too, through Python's own warnings.
+    if (!warning.empty())
+        py::module_::import("warnings").attr("warn")(warning, py::arg("stacklevel") = 2);
     return PySheet(std::move(sink), warning, name);
 }
 

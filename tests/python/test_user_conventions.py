@@ -105,7 +105,9 @@ def test_progress_is_called_with_cells_and_total(tmp_path, monkeypatch):
     # Shown at once rather than after a second, so that a short read reports too.
     monkeypatch.setenv("ZMIMPORT_PROGRESS_AFTER_MS", "0")
     zmimport.read(path, progress=lambda cells, total: calls.append((cells, total)))
-    assert calls and calls[0] == (4096, 30000)
+    # Numbers arrive a column run at a time, so the first call comes once a few thousand
+    # cells are in, with the total the reader announced.
+    assert calls and 4096 <= calls[0][0] < 30000 and calls[0][1] == 30000
     assert all(0 < cells <= total for cells, total in calls)
 
 
