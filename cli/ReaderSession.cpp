@@ -15,22 +15,6 @@
 
 namespace zmcli {
 
-namespace {
-
-std::vector<std::string> SplitItems(const std::string& text) {
-    std::vector<std::string> items;
-    size_t start = 0;
-    for (;;) {
-        const size_t end = text.find(';', start);
-        items.push_back(text.substr(start, end - start));
-        if (end == std::string::npos)
-            return items;
-        start = end + 1;
-    }
-}
-
-}  // namespace
-
 OptionsRecord::~OptionsRecord() {
     if (record.data != ownBytes)
         delete[] record.data;
@@ -70,7 +54,7 @@ bool OptionsRecord::Load(const std::string& path, std::string& error,
         for (const auto& [key, value] : sets) {
             const auto items = document->GetList("Settings", key);
             if (items && !items->empty())
-                document->SetList("Settings", key, SplitItems(value));
+                document->SetList("Settings", key, zm::SplitSettingsList(value));
             else
                 document->SetString("Settings", key, value);
         }

@@ -21,18 +21,6 @@ namespace {
 // Longer lists are cut in the note; `zmimport options FILE` prints them whole.
 constexpr size_t kNamesShown = 12;
 
-std::vector<std::string> Split(const std::string& text) {
-    std::vector<std::string> items;
-    size_t start = 0;
-    for (;;) {
-        const size_t end = text.find(';', start);
-        items.push_back(text.substr(start, end - start));
-        if (end == std::string::npos)
-            return items;
-        start = end + 1;
-    }
-}
-
 bool ToIndex(const std::string& text, long long& value) {
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
@@ -110,7 +98,7 @@ bool FindSheetOffer(int formatIndex, const std::string& file, SheetOffer& offer)
         const auto chosen = written->GetString("Settings", "Sheets");
         if (!chosen)
             return false;
-        offer.readByDefault = Split(*chosen);
+        offer.readByDefault = zm::SplitSettingsList(*chosen);
         offer.sideBySide = written->GetInt("Settings", "ReadOrder").value_or(1) == 3;
         return !offer.available.empty();
     } catch (const std::exception&) {
@@ -133,7 +121,7 @@ std::string CheckSheetChoice(const SheetOffer& offer, const SettingPairs& settin
     // Blocks count from 0, sheets chosen by number from 1.
     const long long first = offer.key == "DataBlocks" ? 0 : 1;
     const long long last = first + static_cast<long long>(offer.available.size()) - 1;
-    for (const std::string& item : Split(*value)) {
+    for (const std::string& item : zm::SplitSettingsList(*value)) {
         long long number = 0;
         const bool held = indexes ? ToIndex(item, number) && number >= first && number <= last
                                   : std::find(offer.available.begin(), offer.available.end(),

@@ -18,6 +18,18 @@
 #include "platform/XmlSafety.h"
 
 namespace zm {
+
+std::vector<std::string> SplitSettingsList(const std::string& text) {
+    std::vector<std::string> items;
+    size_t start = 0;
+    for (;;) {
+        const size_t end = text.find(';', start);
+        items.push_back(text.substr(start, end - start));
+        if (end == std::string::npos)
+            return items;
+        start = end + 1;
+    }
+}
 namespace {
 
 using namespace xercesc;

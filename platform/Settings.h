@@ -13,6 +13,10 @@
 
 namespace zm {
 
+// The items of a ';'-separated list as the settings and the command line write it (sheet
+// names, x ranges): "a;b;" gives "a", "b" and "".
+ZMIMPORT_API std::vector<std::string> SplitSettingsList(const std::string& text);
+
 class ZMIMPORT_API SettingsDocument {
   public:
     SettingsDocument();  // an empty <Configuration/>

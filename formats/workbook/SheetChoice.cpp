@@ -16,18 +16,6 @@ namespace {
 
 constexpr const char* kSection = "Settings";
 
-std::vector<std::string> Split(const std::string& text) {
-    std::vector<std::string> items;
-    size_t start = 0;
-    for (;;) {
-        const size_t end = text.find(';', start);
-        items.push_back(text.substr(start, end - start));
-        if (end == std::string::npos)
-            return items;
-        start = end + 1;
-    }
-}
-
 }  // namespace
 
 bool SheetChoice::Read(const ZmImportOpenOptions* record,
@@ -48,7 +36,7 @@ bool SheetChoice::Read(const ZmImportOpenOptions* record,
     if (!sheets)
         return true;
     names.clear();
-    for (const std::string& item : Split(*sheets)) {
+    for (const std::string& item : zm::SplitSettingsList(*sheets)) {
         if (byIndex) {
             const auto index = ToInt(item, true);
             if (index && *index >= 1 && *index <= static_cast<long long>(available.size()))
