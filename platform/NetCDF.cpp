@@ -197,6 +197,10 @@ bool OpensInAChild(const std::string& path, uint64_t fileSize) {
         const rlim_t seconds = TrialSeconds(fileSize);
         const struct rlimit cpu = {seconds, seconds + 1};
         setrlimit(RLIMIT_CPU, &cpu);
+        // A fault of the library ends the child with its signal, and nothing else: the
+        // host's own handlers (a crash reporter, a sanitizer's) are not the child's to run.
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGXCPU})
+            signal(fault, SIG_DFL);
         // The child's complaints (an abort message) are not the host's to print.
         const int quiet = open("/dev/null", O_WRONLY);
         if (quiet >= 0) {
