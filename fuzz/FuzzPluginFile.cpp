@@ -33,7 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static unsigned long long counter = 0;
     const fs::path candidate = folder / ("candidate-" + std::to_string(++counter) + ".so");
     if (std::FILE* out = std::fopen(candidate.c_str(), "wb")) {
-        std::fwrite(data, 1, size, out);
+        if (size != 0)
+            std::fwrite(data, 1, size, out);
         std::fclose(out);
     }
     for (const std::string& path : zm::ListSharedLibraries(folder.string())) {

@@ -206,23 +206,16 @@ char32_t CsvParser::ReplaceNul(char32_t c) {
 
 void CsvParser::ProcessScannable(std::string_view utf8) {
     // A zero byte would end the field for every sink that takes C strings: it becomes
-    // U+FFFD (three bytes), counted so that the reader can say so. Text without one,
-    // nearly all of it, is scanned where it lies.
-    if (std::memchr(utf8.data(), 0, utf8.size()) != nullptr) {
-        scratch.clear();
-        scratch.reserve(utf8.size() + 16);
-        for (const char byte : utf8) {
-            if (byte == '\0') {
-                ++nulBytes;
-                scratch += "\xEF\xBF\xBD";
-            } else {
-                scratch += byte;
-            }
-        }
-        utf8 = scratch;
-    }
+    // U+FFFD, counted so that the reader can say so. Text holding one (rare) goes
+    // character by character; all other text is scanned where it lies.
     const auto* p = reinterpret_cast<const unsigned char*>(utf8.data());
-    ProcessBytes(p, p + utf8.size());
+    const auto* end = p + utf8.size();
+    if (std::memchr(utf8.data(), 0, utf8.size()) != nullptr) {
+        while (p < end && !stopped)
+            ProcessCodePoint(ReplaceNul(NextCodePoint(p, end)));
+        return;
+    }
+    ProcessBytes(p, end);
 }
 
 void CsvParser::ParseUtf8(std::string_view utf8, bool byCodePoint) {

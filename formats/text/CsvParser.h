@@ -75,7 +75,6 @@ class ZMIMPORT_API CsvParser {
     bool streamFailed = false;
     int readError = 0;
     size_t nulBytes = 0;
-    std::string scratch;  // a block of input with its zero bytes replaced
     // Bytes that end a run of ordinary characters in an unquoted and a quoted field.
     bool unquotedStop[256] = {};
     bool quotedStop[256] = {};
