@@ -184,6 +184,7 @@ int GalacticSPCFile::RereadHeaders() {
     for (size_t i = files_.size(); i-- > 0;) {
         // Backwards, so that the first file's header is the one in force afterwards.
         FileRecord record;
+        failedFile = files_[i].name;  // the one to name should it fail
         FilePtr file(std::fopen(files_[i].name.c_str(), "rb"));
         if (!file)
             return SetStatus(kReadFailed);
@@ -225,6 +226,7 @@ int GalacticSPCFile::ReadSheet(ReadSpreadSheetData* sink) {
 
     int row = includeX ? 3 : 2;
     for (const FileRecord& record : files_) {
+        failedFile = record.name;
         if (SetFileRows(sink, record, row) != 0)
             break;
     }

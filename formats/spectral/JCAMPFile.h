@@ -63,6 +63,7 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     void Close() override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
+    const char* GetFailedFile() override;
     int GetNumCols() override;
     int GetNumRows() override;
     int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;

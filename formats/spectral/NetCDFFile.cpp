@@ -58,6 +58,8 @@ int NetCDFFile::Open(bool readMode, const char* file, ZmImportOpenOptions* optio
     try {
         const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
         template_ = names.empty() ? kNotNetCDF : GetFileTemplate(names.front().c_str());
+        if (names.size() > 1)
+            failedFile = names.front();  // named should its template be refused
         switch (template_) {
             case kNotNetCDF:
                 return SetStatus(kNotNetCDFFile);
@@ -109,6 +111,16 @@ int NetCDFFile::Read(ReadSpreadSheetData* sink) {
     if (status != 0)
         return status;
     return ReadGeneralNetCDFFile(sink);
+}
+
+bool NetCDFFile::GetReadChoices(ReadChoices& choices) {
+    return status == 0 && inner_ && inner_->GetReadChoices(choices);
+}
+
+const char* NetCDFFile::GetFailedFile() {
+    if (inner_ && inner_->GetStatus() != 0 && inner_->GetStatus() == status)
+        return inner_->GetFailedFile();
+    return SpreadsheetFile::GetFailedFile();
 }
 
 int NetCDFFile::ReadGeneralNetCDFFile(ReadSpreadSheetData* sink) {

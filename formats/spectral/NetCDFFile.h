@@ -43,6 +43,8 @@ class ZMIMPORT_API NetCDFFile : public SpreadsheetFile {
     int GetNumRows() override;
     int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
     int Read(ReadSpreadSheetData* sink) override;
+    bool GetReadChoices(ReadChoices& choices) override;
+    const char* GetFailedFile() override;
 
     ENetCDFTemplate GetTemplate() const { return template_; }
     // The inner reader; null before a successful choice of template.
