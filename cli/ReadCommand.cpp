@@ -102,7 +102,8 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     }
     if (!outcome.ok) {
         output->Abandon();
-        err << "zmimport: " << label << ": " << outcome.error << '\n';
+        err << "zmimport: " << (outcome.file.empty() ? label : outcome.file) << ": "
+            << outcome.error << '\n';
         return kExitFailure;
     }
     if (dropped != 0) {

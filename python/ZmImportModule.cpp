@@ -354,10 +354,16 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
     auto sink = std::make_unique<zmpy::ColumnSheetSink>();
     sink->TypeTexts(zmcli::TypesTextsByDefault(info));
     if (!progress.is_none()) {
-        sink->OnProgress([progress](long long cells, long long total) {
+        // A callback of one argument gets a Progress; one of two, (cells, total).
+        const bool whole =
+            py::module_::import("zmimport").attr("_takes_one")(progress).cast<bool>();
+        sink->OnProgress([progress, whole](const zmcli::ProgressState& state) {
             py::gil_scoped_acquire locked;
             try {
-                progress(cells, total);
+                if (whole)
+                    progress(state);
+                else
+                    progress(state.cells, state.cellsTotal);
             } catch (py::error_already_set&) {
                 // A failing callback costs the caller its progress, not the read.
             }
@@ -370,9 +376,10 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
     }
     sink->OnProgress(nullptr);
     if (!outcome.ok) {
-        std::string label;
-        for (const std::string& file : files)
-            label += (label.empty() ? "" : ", ") + file;
+        // Of several files, the one that failed where the reader can tell.
+        std::string label = outcome.file;
+        for (size_t i = 0; outcome.file.empty() && i < files.size(); ++i)
+            label += (i == 0 ? "" : ", ") + files[i];
         // A file object is named by its own name where it has one.
         const bool named =
             spool && py::hasattr(source, "name") && py::isinstance<py::str>(source.attr("name"));
@@ -453,6 +460,31 @@ PYBIND11_MODULE(zmimport, m) {
                                   "`code` (the reader's status code) and `format`.",
                                   PyExc_Exception, nullptr));
     m.attr("ReadError") = readErrorType;
+
+    py::class_<zmcli::ProgressState>(m, "Progress",
+                                     "How far a read is, as a progress callback receives it.")
+        .def_readonly("cells", &zmcli::ProgressState::cells, "Cells delivered so far.")
+        .def_readonly("cells_total", &zmcli::ProgressState::cellsTotal,
+                      "Cells the reader announced; 0 when it did not.")
+        .def_readonly("bytes_read", &zmcli::ProgressState::bytes, "Bytes of the input read.")
+        .def_readonly("bytes_total", &zmcli::ProgressState::bytesTotal,
+                      "Bytes of the input; 0 when the reader does not tell its position.")
+        .def_readonly("seconds", &zmcli::ProgressState::seconds, "Seconds the read has run.")
+        .def_property_readonly(
+            "seconds_left",
+            [](const zmcli::ProgressState& p) -> py::object {
+                const bool bytes = p.ByBytes();
+                const double done = bytes ? static_cast<double>(p.bytes) : p.cells;
+                const double total = bytes ? static_cast<double>(p.bytesTotal) : p.cellsTotal;
+                if (done <= 0 || total <= done || p.seconds <= 0)
+                    return py::none();
+                return py::float_((total - done) * p.seconds / done);
+            },
+            "Seconds the read will still take at its rate so far, or None.")
+        .def("__str__", [](const zmcli::ProgressState& p) { return zmcli::ProgressText(p); })
+        .def("__repr__", [](const zmcli::ProgressState& p) {
+            return "<Progress " + zmcli::ProgressText(p) + ">";
+        });
 
     py::class_<PySheet>(m, "Sheet", "The cells read from one or several files.")
         .def_property_readonly("shape", &PySheet::Shape, "(rows, columns)")
@@ -546,10 +578,12 @@ PYBIND11_MODULE(zmimport, m) {
           "\";\"-separated list. A key the format does not read gives a UserWarning; a "
           "value that does not parse or a sheet the file lacks raises ValueError. "
           "`progress(cells, total)` is called a few times a second once a read has run a "
-          "second (total is 0 when the reader does not know it). Raises ReadError (with "
+          "second (total is 0 when the reader does not know it); a callback of one argument "
+          "gets a Progress instead (bytes_read of bytes_total where the reader tells them, "
+          "seconds_left, and str() the command line's progress line). Raises ReadError (with "
           "`filename`, `code` and `format`) when the file cannot be read.");
     m.def("sheets", &Sheets, py::arg("path"),
-          "The names of the sheets (matrices, blocks) the file offers to choose with the "
+          "The names of the sheets (matrices, blocks, variables) the file offers to choose with the "
           "\"Sheets\" (\"DataBlocks\") option; [] for a format without a choice.");
     m.def("convert", &Convert, py::arg("source"), py::arg("target"), py::arg("format") = py::none(),
           py::arg("options") = py::none(),

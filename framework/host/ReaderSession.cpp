@@ -122,20 +122,22 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
             outcome.error = "no reader for this format";
             return outcome;
         }
+        // The reader's text and code, and of several files the one that failed.
+        const auto failed = [&](int code) {
+            outcome.error = ErrorTextOf(*reader);
+            outcome.code = code;
+            const char* file = files.size() > 1 ? reader->GetFailedFile() : nullptr;
+            outcome.file = file != nullptr ? file : "";
+            return outcome;
+        };
         const std::string joined = zm::JoinFileNames(files);
         if (reader->RefuseIrregularInput(joined.c_str()) != 0 ||
-            reader->Open(true, joined.c_str(), options) != 0) {
-            outcome.error = ErrorTextOf(*reader);
-            outcome.code = reader->GetStatus();
-            return outcome;
-        }
+            reader->Open(true, joined.c_str(), options) != 0)
+            return failed(reader->GetStatus());
         const int rows = reader->GetNumRows();
         const int cols = reader->GetNumCols();
-        if (rows < 0 || cols < 0) {
-            outcome.error = ErrorTextOf(*reader);
-            outcome.code = reader->GetStatus();
-            return outcome;
-        }
+        if (rows < 0 || cols < 0)
+            return failed(reader->GetStatus());
         // Rows without a single column (a range filter that matches no point) are
         // refused as an empty sheet, as the application does; an empty worksheet of a
         // workbook stays an empty table.
@@ -149,11 +151,8 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
         sink.FinishProgress();
         if (const char* warning = reader->GetWarningMessage())
             outcome.warning = warning;
-        if (status != 0) {
-            outcome.error = ErrorTextOf(*reader);
-            outcome.code = status;
-            return outcome;
-        }
+        if (status != 0)
+            return failed(status);
         outcome.ok = true;
     } catch (const std::exception& e) {
         outcome.error = std::string("unexpected failure: ") + e.what();

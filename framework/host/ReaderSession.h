@@ -49,6 +49,7 @@ struct ReadOutcome {
     std::string error;    // the reader's error text when !ok
     std::string warning;  // the reader's warning, if any
     int code = 0;         // the reader's status code when !ok (0 when it has none)
+    std::string file;     // of several files, the one that failed ("" when not known)
 };
 
 // Closes and deletes a reader, the way every reader is released.

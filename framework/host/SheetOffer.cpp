@@ -1,5 +1,5 @@
-// What a workbook, MAT or JCAMP-DX file offers to choose from, found by opening it with
-// the format's reader as a read without settings does.
+// What a workbook, MAT, JCAMP-DX or netCDF file offers to choose from, found by opening it
+// with the format's reader as a read without settings does.
 #include "framework/host/SheetOffer.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "formats/spectral/JCAMPFile.h"
+#include "formats/spectral/NetCDFFile.h"
 #include "formats/workbook/ExcelFile.h"
 #include "formats/workbook/MatFile.h"
 #include "formats/workbook/xlsx/Excel2007File.h"
@@ -69,13 +70,27 @@ bool FindSheetOffer(int formatIndex, const std::string& file, SheetOffer& offer)
         ReaderPtr reader = CreateReader(formatIndex);
         auto* excel = dynamic_cast<ExcelFile*>(reader.get());
         auto* excel2007 = dynamic_cast<Excel2007File*>(reader.get());
-        auto* mat = dynamic_cast<MatFile*>(reader.get());
+        // Readers that say what they offer, and the workbook and JCAMP-DX readers, whose
+        // offer is read from what they write back.
+        const bool offers = dynamic_cast<MatFile*>(reader.get()) != nullptr ||
+                            dynamic_cast<NetCDFFile*>(reader.get()) != nullptr;
         const bool jcamp = dynamic_cast<JCAMPFile*>(reader.get()) != nullptr;
-        if (excel == nullptr && excel2007 == nullptr && mat == nullptr && !jcamp)
+        if (excel == nullptr && excel2007 == nullptr && !offers && !jcamp)
             return false;
         OptionsRecord record;
         if (reader->Open(true, file.c_str(), record.Get()) != 0)
             return false;
+        if (offers) {
+            ReadChoices choices;
+            if (!reader->GetReadChoices(choices))
+                return false;
+            offer.key = choices.key;
+            offer.noun = choices.noun;
+            offer.available = choices.available;
+            offer.readByDefault = choices.chosen;
+            offer.sideBySide = choices.sideBySide;
+            return true;
+        }
         const std::unique_ptr<zm::SettingsDocument> written = Written(record);
         if (!written)
             return false;
@@ -88,13 +103,8 @@ bool FindSheetOffer(int formatIndex, const std::string& file, SheetOffer& offer)
             return !offer.available.empty();
         }
         offer.key = "Sheets";
-        offer.noun = mat != nullptr ? "matrix" : "sheet";
-        if (excel != nullptr)
-            offer.available = excel->GetWorksheets();
-        else if (excel2007 != nullptr)
-            offer.available = excel2007->GetWorksheets();
-        else
-            mat->GetMatrixList(offer.available);
+        offer.noun = "sheet";
+        offer.available = excel != nullptr ? excel->GetWorksheets() : excel2007->GetWorksheets();
         const auto chosen = written->GetString("Settings", "Sheets");
         if (!chosen)
             return false;

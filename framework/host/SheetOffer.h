@@ -1,4 +1,4 @@
-// The sheets (matrices, blocks) a file offers, the ones a read takes when the settings
+// The sheets (matrices, blocks, variables) a file offers, the ones a read takes when the settings
 // choose none, and the words that tell the user about them.
 #pragma once
 
@@ -12,7 +12,7 @@ using SettingPairs = std::vector<std::pair<std::string, std::string>>;
 
 struct SheetOffer {
     std::string key;                     // the settings key that chooses: "Sheets" or "DataBlocks"
-    std::string noun;                    // "sheet", "matrix" or "block"
+    std::string noun;                    // "sheet", "matrix", "block" or "variable"
     std::vector<std::string> available;  // every choice, in file order
     std::vector<std::string> readByDefault;  // what a read without a choice takes
     bool sideBySide = false;                 // several are read side by side, not stacked

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -53,18 +54,49 @@ std::string ProgressText(long long cells, long long total, double seconds) {
     return text;
 }
 
+namespace {
+
+// "12.5 MB": bytes in decimal megabytes (or kilobytes below one), one decimal.
+std::string ByteSize(double bytes) {
+    const bool mega = bytes >= 1e6;
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f %s", bytes / (mega ? 1e6 : 1e3), mega ? "MB" : "kB");
+    return text;
+}
+
+}  // namespace
+
+std::string ProgressText(const ProgressState& state) {
+    if (!state.ByBytes())
+        return ProgressText(state.cells, state.cellsTotal, state.seconds);
+    const auto done = static_cast<double>(state.bytes),
+               total = static_cast<double>(state.bytesTotal);
+    std::string text = "reading " + ByteSize(done) + " of " + ByteSize(total) + " (" +
+                       std::to_string(static_cast<int>(100 * done / total)) + "%)";
+    if (state.seconds > 0 && state.bytes > 0) {
+        const double rate = done / state.seconds;
+        text += ", " + ByteSize(rate) + "/s, " + Duration((total - done) / rate) + " left";
+    }
+    return text;
+}
+
 void ProgressLine::Update() {
     using namespace std::chrono;
     const auto now = steady_clock::now();
     if (now - start < ProgressDelay() || now - lastShown < milliseconds(250))
         return;
-    const long long cells = static_cast<long long>(ticks);
     lastShown = now;
+    ProgressState state;
+    state.cells = static_cast<long long>(ticks);
+    state.cellsTotal = expected;
+    state.bytes = bytesRead;
+    state.bytesTotal = bytesTotal;
+    state.seconds = duration<double>(now - start).count();
     if (callback)
-        callback(cells, expected);
+        callback(state);
     if (terminal == nullptr)
         return;
-    std::string text = "\r" + ProgressText(cells, expected, duration<double>(now - start).count());
+    std::string text = "\r" + ProgressText(state);
     // Pad over a longer earlier line so no digits are left behind.
     const size_t width = text.size();
     if (width < shownWidth)

@@ -12,17 +12,33 @@
 
 namespace zmcli {
 
+// How far a read is: the cells delivered and the cells the reader announced (0 when it
+// announced none), the bytes of the input read and its size (0 when the reader does not
+// tell), and the seconds the read has run.
+struct ProgressState {
+    long long cells = 0;
+    long long cellsTotal = 0;
+    unsigned long long bytes = 0;
+    unsigned long long bytesTotal = 0;
+    double seconds = 0;
+    // True while the reader tells its way through the input: the bytes then measure it.
+    bool ByBytes() const { return bytesTotal > 0 && bytes < bytesTotal; }
+};
+
 // "reading cells 12000/50000 (24%), 8000 cells/s, 5 s left": the progress of a read that
 // has run `seconds` (without a total: "reading cells 12000, 8000 cells/s").
 std::string ProgressText(long long cells, long long total, double seconds);
+// The same by bytes while the reader tells them ("reading 12.5 MB of 50.0 MB (25%),
+// 8.2 MB/s, 5 s left"), else by cells.
+std::string ProgressText(const ProgressState& state);
 
 // The progress line on a terminal, rewritten at most four times a second, starting once
-// a read has taken a second; Finish() wipes it. Cells are counted, not rows, since some
-// readers deliver column by column. A callback, if set, is called as often with the
-// cells read and the cells the reader announced (0 when it announced none).
+// a read has taken a second; Finish() wipes it. Bytes of the input are shown where the
+// reader tells them, else cells, not rows, since some readers deliver column by column.
+// A callback, if set, is called as often with the state.
 class ProgressLine {
   public:
-    using Callback = std::function<void(long long cells, long long total)>;
+    using Callback = std::function<void(const ProgressState& state)>;
     explicit ProgressLine(std::FILE* terminal) : terminal(terminal) {}
     ~ProgressLine() { Finish(); }
     ProgressLine(const ProgressLine&) = delete;
@@ -42,6 +58,14 @@ class ProgressLine {
         if (ticks / kTicksPerClockCheck != before)
             Update();
     }
+    // The bytes of the input read so far, of `total`, as the reader tells them.
+    void Bytes(unsigned long long done, unsigned long long total) {
+        if (terminal == nullptr && !callback)
+            return;
+        bytesRead = done;
+        bytesTotal = total;
+        Update();
+    }
     // The cells the read will deliver, as the reader announced its size.
     void Expect(long long cells) { expected = cells; }
     void Finish();
@@ -55,6 +79,7 @@ class ProgressLine {
     Callback callback;
     unsigned long long ticks = 0;
     long long expected = 0;
+    unsigned long long bytesRead = 0, bytesTotal = 0;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point lastShown{};
     size_t shownWidth = 0;
@@ -73,6 +98,9 @@ class CommandSink : public ReadSpreadSheetData {
     void FinishProgress() { progress.Finish(); }
     void OnProgress(ProgressLine::Callback call) { progress.SetCallback(std::move(call)); }
     void ExpectCells(long long cells) { progress.Expect(cells); }
+    void ReportBytesRead(unsigned long long bytesRead, unsigned long long bytesTotal) override {
+        progress.Bytes(bytesRead, bytesTotal);
+    }
 
   protected:
     ProgressLine progress;
