@@ -9,7 +9,7 @@
 
 #include "framework/host/TextTyping.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -115,4 +115,4 @@ void SheetSink::Set(int col, int row, const char* text) {
     Tick();
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -10,7 +10,7 @@
 #include "framework/SpreadSheetData.h"
 #include "framework/host/Sheet.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // "reading cells 12000/50000 (24%), 8000 cells/s, 5 s left": the progress of a read that
 // has run `seconds` (without a total: "reading cells 12000, 8000 cells/s").
@@ -102,4 +102,4 @@ class SheetSink : public CommandSink {
     Sheet sheet;
 };
 
-}  // namespace zmcli
+}  // namespace zmhost
