@@ -14,6 +14,8 @@
 
 namespace zmcli {
 
+using namespace zmhost;
+
 namespace {
 
 // Prints rows of texts as columns two blanks apart; the first column is right-aligned.

@@ -32,7 +32,7 @@ struct ReadPlan {
     std::string base;      // what --set keys go into (see SetBase)
     bool offered = false;  // the file offers sheets (matrices, blocks) to choose from
     bool chosen = false;   // the settings choose among them
-    SheetOffer offer;
+    zmhost::SheetOffer offer;
 };
 
 // Checks a read's settings against the format before it starts: warns on `err` about

@@ -18,6 +18,8 @@
 
 namespace zmcli {
 
+using namespace zmhost;
+
 namespace {
 
 bool CanWrite(int registryIndex) {

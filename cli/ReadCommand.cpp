@@ -14,6 +14,8 @@
 
 namespace zmcli {
 
+using namespace zmhost;
+
 namespace {
 
 std::string FilesLabel(const std::vector<std::string>& files) {

@@ -8,6 +8,8 @@
 
 namespace zmcli {
 
+using namespace zmhost;
+
 void StreamSink::SetDataSize(int newCols, int newRows) {
     newCols = std::clamp(newCols, 0, Sheet::kMaxColumns);
     newRows = std::max(newRows, 0);

@@ -282,11 +282,11 @@ int FormatIndex(const std::vector<std::string>& files, const py::object& format,
             text.erase(0, 10);
         while (!text.empty() && text.back() == '\n')
             text.pop_back();
-        if (!args.format.empty() && zmcli::ResolveFormat(args.format) == 0)
+        if (!args.format.empty() && zmhost::ResolveFormat(args.format) == 0)
             throw py::value_error(text);
         Raise({text, 0, "", files.front()});
     }
-    name = zmcli::FormatInfo(index)->name;
+    name = zmhost::FormatInfo(index)->name;
     return index;
 }
 
@@ -333,7 +333,7 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
     const auto sets = SettingsOf(options);
     std::string name;
     const int index = FormatIndex(files, format, name);
-    const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(index);
+    const ZmImportFileFormatInfo& info = *zmhost::FormatInfo(index);
     if (files.size() > 1 && !info.multiFile)
         throw py::value_error("the format \"" + name + "\" reads one file at a time");
     zmcli::Arguments args;
@@ -347,12 +347,12 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
     if (!told.str().empty())
         py::module_::import("warnings")
             .attr("warn")(Stripped(told.str()), py::arg("stacklevel") = 2);
-    zmcli::OptionsRecord record;
+    zmhost::OptionsRecord record;
     std::ostringstream err;
     if (!record.LoadIfGiven("", err, sets, plan.base))
         throw py::value_error(Stripped(err.str()));
     auto sink = std::make_unique<zmpy::ColumnSheetSink>();
-    sink->TypeTexts(zmcli::TypesTextsByDefault(info));
+    sink->TypeTexts(zmhost::TypesTextsByDefault(info));
     if (!progress.is_none()) {
         // A callback of one argument gets a Progress; one of two, (cells, total).
         const bool whole =
@@ -369,10 +369,10 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
             }
         });
     }
-    zmcli::ReadOutcome outcome;
+    zmhost::ReadOutcome outcome;
     {
         py::gil_scoped_release unlocked;
-        outcome = zmcli::ReadIntoSink(index, files, record.Get(), *sink);
+        outcome = zmhost::ReadIntoSink(index, files, record.Get(), *sink);
     }
     sink->OnProgress(nullptr);
     if (!outcome.ok) {
@@ -401,9 +401,9 @@ py::list Sheets(const py::object& path) {
     const std::vector<std::string> files = PathsOf(path);
     std::string name;
     const int index = FormatIndex(files, py::none(), name);
-    zmcli::SheetOffer offer;
+    zmhost::SheetOffer offer;
     py::list names;
-    if (zmcli::FindSheetOffer(index, files.front(), offer)) {
+    if (zmhost::FindSheetOffer(index, files.front(), offer)) {
         for (const std::string& sheet : offer.available)
             names.append(py::str(sheet));
     }
@@ -539,12 +539,12 @@ PYBIND11_MODULE(zmimport, m) {
         [] {
             py::module_ types = py::module_::import("types");
             py::list out;
-            for (int i = 1; i <= zmcli::FormatCount(); ++i) {
-                const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(i);
+            for (int i = 1; i <= zmhost::FormatCount(); ++i) {
+                const ZmImportFileFormatInfo& info = *zmhost::FormatInfo(i);
                 out.append(types.attr("SimpleNamespace")(
                     py::arg("index") = i, py::arg("name") = info.name,
                     py::arg("filters") = info.filter != nullptr ? info.filter : "",
-                    py::arg("extensions") = zmcli::ExtensionsOf(info),
+                    py::arg("extensions") = zmhost::ExtensionsOf(info),
                     py::arg("can_read") = info.canRead != 0,
                     py::arg("can_write") = info.canWrite != 0));
             }
@@ -556,13 +556,13 @@ PYBIND11_MODULE(zmimport, m) {
         [](const py::object& path) {
             const std::vector<std::string> files = PathsOf(path);
             py::dict answers;
-            for (int i = 1; i <= zmcli::FormatCount(); ++i)
-                answers[py::str(zmcli::FormatInfo(i)->name)] =
-                    zmcli::AnswerName(zmcli::AskFormat(i, files[0]));
+            for (int i = 1; i <= zmhost::FormatCount(); ++i)
+                answers[py::str(zmhost::FormatInfo(i)->name)] =
+                    zmhost::AnswerName(zmhost::AskFormat(i, files[0]));
             std::string why;
-            const int chosen = zmcli::ChooseFormat(files, &why);
+            const int chosen = zmhost::ChooseFormat(files, &why);
             py::object name =
-                chosen > 0 ? py::object(py::str(zmcli::FormatInfo(chosen)->name)) : py::none();
+                chosen > 0 ? py::object(py::str(zmhost::FormatInfo(chosen)->name)) : py::none();
             return py::make_tuple(name, answers);
         },
         py::arg("path"),

@@ -11,7 +11,7 @@
 #include "framework/ImportHelperBase.h"
 #include "framework/SprFileFactory.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -161,4 +161,4 @@ int CheckFiles(const std::vector<std::string>& files, int index, std::string& er
     return road.Listed(format);
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -9,7 +9,7 @@
 #include <limits>
 #include <ostream>
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -139,4 +139,4 @@ void OutputBuffer::Abandon() {
         std::remove(path.c_str());
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

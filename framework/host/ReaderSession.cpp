@@ -13,7 +13,7 @@
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
 
-namespace zmcli {
+namespace zmhost {
 
 OptionsRecord::~OptionsRecord() {
     if (record.data != ownBytes)
@@ -163,4 +163,4 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
     return outcome;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

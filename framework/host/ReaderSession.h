@@ -11,7 +11,7 @@
 #include "framework/ZmImportTypes.h"
 #include "framework/host/SheetSink.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // An options record whose bytes this program owns. Readers write their defaults into
 // an empty record with new[]; those bytes are released here too.
@@ -67,4 +67,4 @@ std::string ErrorTextOf(SpreadsheetFile& reader);
 ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
                          ZmImportOpenOptions* options, CommandSink& sink);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -6,7 +6,7 @@
 
 #include "framework/host/SheetOffer.h"
 
-namespace zmcli {
+namespace zmhost {
 
 struct SettingsVerdict {
     std::vector<std::string> unknown;  // keys the reader does not read, in order given
@@ -22,4 +22,4 @@ SettingsVerdict CheckSettings(const std::string& defaultsXml, const SettingPairs
 // The warning for the unknown keys of `verdict`, naming the keys the format reads.
 std::string UnknownKeysWarning(const std::string& formatName, const SettingsVerdict& verdict);
 
-}  // namespace zmcli
+}  // namespace zmhost

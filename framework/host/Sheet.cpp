@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace zmcli {
+namespace zmhost {
 
 void Sheet::Announce(int cols, int rows) {
     announcedCols = std::clamp(cols, 0, kMaxColumns);
@@ -160,4 +160,4 @@ const std::vector<Cell>* Sheet::RowCells(int row) const {
     return &it->second;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -10,7 +10,7 @@
 
 #include "framework/host/TextTyping.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -147,4 +147,4 @@ void SheetSink::Set(int col, int row, const char* text) {
     Tick();
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -10,7 +10,7 @@
 #include "framework/SpreadSheetData.h"
 #include "framework/host/Sheet.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // How far a read is: the cells delivered and the cells the reader announced (0 when it
 // announced none), the bytes of the input read and its size (0 when the reader does not
@@ -130,4 +130,4 @@ class SheetSink : public CommandSink {
     Sheet sheet;
 };
 
-}  // namespace zmcli
+}  // namespace zmhost

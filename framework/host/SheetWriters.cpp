@@ -7,7 +7,7 @@
 
 #include "framework/host/NumberFormat.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -266,4 +266,4 @@ std::string FieldText(OutputFormat format, std::string_view text) {
     return stream.str();
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

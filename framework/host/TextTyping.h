@@ -5,7 +5,7 @@
 
 #include "framework/ZmImportTypes.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // True when `text` is one number in C-locale notation and nothing else ("1.5", "-2",
 // "3e3", ".5"); infinities, NaN, blanks and a leading "+" do not count.
@@ -15,4 +15,4 @@ bool ParseNumberText(const char* text, double& value);
 // formats that deliver every cell as text (delimited text, CSV, DIF and their kin).
 bool TypesTextsByDefault(const ZmImportFileFormatInfo& info);
 
-}  // namespace zmcli
+}  // namespace zmhost

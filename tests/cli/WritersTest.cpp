@@ -16,6 +16,7 @@
 #include "framework/host/TextTyping.h"
 
 using namespace zmcli;
+using namespace zmhost;
 
 namespace {
 
