@@ -322,12 +322,8 @@ int NetCDF::FindVariable(const char* name) const {
 
 bool NetCDF::VariableShape(int variable, std::vector<size_t>& lengths) const {
     lengths.clear();
-    int rank = 0;
-    if (id_ < 0 || variable < 0 || nc_inq_varndims(id_, variable, &rank) != NC_NOERR || rank < 0 ||
-        rank > NC_MAX_VAR_DIMS)
-        return false;
-    std::vector<int> dimensions(static_cast<size_t>(rank));
-    if (rank > 0 && nc_inq_vardimid(id_, variable, dimensions.data()) != NC_NOERR)
+    std::vector<int> dimensions;
+    if (!VariableDimensions(variable, dimensions))
         return false;
     for (int dimension : dimensions) {
         size_t length = 0;

@@ -357,7 +357,7 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
         // A callback of one argument gets a Progress; one of two, (cells, total).
         const bool whole =
             py::module_::import("zmimport").attr("_takes_one")(progress).cast<bool>();
-        sink->OnProgress([progress, whole](const zmcli::ProgressState& state) {
+        sink->OnProgress([progress, whole](const zmhost::ProgressState& state) {
             py::gil_scoped_acquire locked;
             try {
                 if (whole)
@@ -461,18 +461,18 @@ PYBIND11_MODULE(zmimport, m) {
                                   PyExc_Exception, nullptr));
     m.attr("ReadError") = readErrorType;
 
-    py::class_<zmcli::ProgressState>(m, "Progress",
-                                     "How far a read is, as a progress callback receives it.")
-        .def_readonly("cells", &zmcli::ProgressState::cells, "Cells delivered so far.")
-        .def_readonly("cells_total", &zmcli::ProgressState::cellsTotal,
+    py::class_<zmhost::ProgressState>(m, "Progress",
+                                      "How far a read is, as a progress callback receives it.")
+        .def_readonly("cells", &zmhost::ProgressState::cells, "Cells delivered so far.")
+        .def_readonly("cells_total", &zmhost::ProgressState::cellsTotal,
                       "Cells the reader announced; 0 when it did not.")
-        .def_readonly("bytes_read", &zmcli::ProgressState::bytes, "Bytes of the input read.")
-        .def_readonly("bytes_total", &zmcli::ProgressState::bytesTotal,
+        .def_readonly("bytes_read", &zmhost::ProgressState::bytes, "Bytes of the input read.")
+        .def_readonly("bytes_total", &zmhost::ProgressState::bytesTotal,
                       "Bytes of the input; 0 when the reader does not tell its position.")
-        .def_readonly("seconds", &zmcli::ProgressState::seconds, "Seconds the read has run.")
+        .def_readonly("seconds", &zmhost::ProgressState::seconds, "Seconds the read has run.")
         .def_property_readonly(
             "seconds_left",
-            [](const zmcli::ProgressState& p) -> py::object {
+            [](const zmhost::ProgressState& p) -> py::object {
                 const bool bytes = p.ByBytes();
                 const double done = bytes ? static_cast<double>(p.bytes) : p.cells;
                 const double total = bytes ? static_cast<double>(p.bytesTotal) : p.cellsTotal;
@@ -481,9 +481,9 @@ PYBIND11_MODULE(zmimport, m) {
                 return py::float_((total - done) * p.seconds / done);
             },
             "Seconds the read will still take at its rate so far, or None.")
-        .def("__str__", [](const zmcli::ProgressState& p) { return zmcli::ProgressText(p); })
-        .def("__repr__", [](const zmcli::ProgressState& p) {
-            return "<Progress " + zmcli::ProgressText(p) + ">";
+        .def("__str__", [](const zmhost::ProgressState& p) { return zmhost::ProgressText(p); })
+        .def("__repr__", [](const zmhost::ProgressState& p) {
+            return "<Progress " + zmhost::ProgressText(p) + ">";
         });
 
     py::class_<PySheet>(m, "Sheet", "The cells read from one or several files.")
@@ -582,9 +582,10 @@ PYBIND11_MODULE(zmimport, m) {
           "gets a Progress instead (bytes_read of bytes_total where the reader tells them, "
           "seconds_left, and str() the command line's progress line). Raises ReadError (with "
           "`filename`, `code` and `format`) when the file cannot be read.");
-    m.def("sheets", &Sheets, py::arg("path"),
-          "The names of the sheets (matrices, blocks, variables) the file offers to choose with the "
-          "\"Sheets\" (\"DataBlocks\") option; [] for a format without a choice.");
+    m.def(
+        "sheets", &Sheets, py::arg("path"),
+        "The names of the sheets (matrices, blocks, variables) the file offers to choose with the "
+        "\"Sheets\" (\"DataBlocks\") option; [] for a format without a choice.");
     m.def("convert", &Convert, py::arg("source"), py::arg("target"), py::arg("format") = py::none(),
           py::arg("options") = py::none(),
           "Reads `source` and writes it as `target` with the writer its extension (or "
