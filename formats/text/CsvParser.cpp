@@ -196,12 +196,10 @@ void CsvParser::ParseFile(const std::filesystem::path& path, const std::string& 
         return;
     }
     char32_t c = 0;
-    for (uint64_t reported = 0; !stopped && stream.GetChar(c);) {
+    for (uint64_t characters = 0; !stopped && stream.GetChar(c);) {
         ProcessCodePoint(ReplaceNul(c));
-        if (progress != nullptr && stream.BytesRead() != reported) {
-            reported = stream.BytesRead();
-            progress->ReportBytesRead(reported, stream.ByteSize());
-        }
+        if (progress != nullptr && (++characters & 0xFFFF) == 0)
+            progress->ReportBytesRead(stream.BytesRead(), stream.ByteSize());
     }
     readError = stream.ReadError();
 }
