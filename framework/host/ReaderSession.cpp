@@ -1,4 +1,4 @@
-// Reader driving for the command line, in the calling order every reader expects.
+// Reader driving for a host, in the calling order every reader expects.
 #include "framework/host/ReaderSession.h"
 
 #include <ostream>
