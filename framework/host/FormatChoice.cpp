@@ -51,4 +51,8 @@ std::string BinaryRefusal(const std::string& file) {
     return "no format recognises " + file + " (binary content); name one with --format";
 }
 
+std::string NoFormatText(const std::string& file, const std::string& why) {
+    return (why == BinaryRefusal(file) ? std::string() : file + ": ") + why;
+}
+
 }  // namespace zmhost

@@ -17,4 +17,8 @@ int ChooseFormat(const std::vector<std::string>& files, std::string* why = nullp
 // The refusal of a binary file no format recognises; it names the file itself.
 std::string BinaryRefusal(const std::string& file);
 
+// Why no format reads `file`, from what ChooseFormat told: "FILE: " before a text that
+// does not name the file itself.
+std::string NoFormatText(const std::string& file, const std::string& why);
+
 }  // namespace zmhost

@@ -1,4 +1,4 @@
-// The command line's view of the loader's format list and the driver's file check.
+// A host's view of the loader's format list and the driver's file check.
 #include "framework/host/LoaderFormats.h"
 
 #include <cerrno>
@@ -15,7 +15,7 @@ namespace zmhost {
 
 namespace {
 
-// The driver keeps its texts for the command line to print; it shows no message boxes.
+// The driver keeps its texts for the host to show; it shows no message boxes.
 class QuietDriver : public ImportHelperBase {
   public:
     explicit QuietDriver(ImportDLLLoader* loader) : ImportHelperBase(loader, "zmimport") {}

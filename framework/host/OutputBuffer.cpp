@@ -1,4 +1,4 @@
-// The command line's output buffer and the files it writes.
+// The sheet writers' output buffer and the files it writes.
 #include "framework/host/OutputBuffer.h"
 
 #include <sys/stat.h>

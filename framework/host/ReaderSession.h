@@ -29,8 +29,9 @@ class OptionsRecord {
     bool Load(const std::string& path, std::string& error,
               const std::vector<std::pair<std::string, std::string>>& sets = {},
               const std::string& defaults = "");
-    // Loads `path` when one was given; on failure reports it on `err` and answers false.
-    bool LoadIfGiven(const std::string& path, std::ostream& err,
+    // Loads `path` when one was given or `sets` when there are any; false on failure,
+    // with `failure` naming the settings file (or "--set") and what is wrong.
+    bool LoadIfGiven(const std::string& path, std::string& failure,
                      const std::vector<std::pair<std::string, std::string>>& sets = {},
                      const std::string& defaults = "");
     ZmImportOpenOptions* Get() { return &record; }

@@ -1,4 +1,5 @@
-// Checking --set keys and values against the keys a format's reader writes as its defaults.
+// Checking the settings keys and values a host was given against the keys a format's
+// reader writes as its defaults.
 #pragma once
 
 #include <string>

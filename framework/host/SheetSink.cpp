@@ -1,4 +1,4 @@
-// The command line's sink and its progress line.
+// A host's sinks and their progress line.
 #include "framework/host/SheetSink.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The sinks the commands read into, their progress line, and the sink that stores a sheet.
+// The sinks a host reads into, their progress line, and the sink that stores a sheet.
 #pragma once
 
 #include <chrono>
@@ -85,7 +85,7 @@ class ProgressLine {
     size_t shownWidth = 0;
 };
 
-// What the commands read into: a sink with a progress line that may type the texts it
+// What a host reads into: a sink with a progress line that may type the texts it
 // is given. With typing on, a text that is entirely a number counts as that number and
 // an empty text as a missing cell, as the application's data object does.
 class CommandSink : public ReadSpreadSheetData {

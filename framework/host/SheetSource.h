@@ -1,4 +1,4 @@
-// The command line's sheet as a host write source: what a writer of the registry sees
+// The stored sheet as a host write source: what a writer of the registry sees
 // through the exported ZmImportWrite.
 #pragma once
 

@@ -1,4 +1,4 @@
-// How the command line's sheet types the texts a reader delivers, as the application's
+// How a host's sheet types the texts a reader delivers, as the application's
 // data object does: a text that is entirely a number becomes that number, an empty text
 // a missing cell.
 #pragma once
