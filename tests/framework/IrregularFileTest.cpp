@@ -17,14 +17,6 @@
 
 namespace {
 
-int FormatIndex(const char* name) {
-    for (int i = 1; i <= ZmImportSizeFileFormatsSupported(); ++i) {
-        if (std::strcmp(ZmImportGetFileFormatInfo(i)->name, name) == 0)
-            return i;
-    }
-    return 0;
-}
-
 std::string OpenFailure(int format, const std::string& file) {
     void* handle = nullptr;
     const bool opened = ZmImportOpen(format, file.c_str(), true, &handle, nullptr);
@@ -44,8 +36,8 @@ class IrregularFile : public ::testing::Test {
 };
 
 TEST_F(IrregularFile, TheExportedOpenRefusesBeforeAnyReaderReads) {
-    const int csv = FormatIndex("CSV File");
-    const int dexan = FormatIndex("DEXAN File");
+    const int csv = zmtest::FormatIndex("CSV File");
+    const int dexan = zmtest::FormatIndex("DEXAN File");
     ASSERT_GT(csv, 0);
     ASSERT_GT(dexan, 0);
     EXPECT_EQ(OpenFailure(csv, fifo),

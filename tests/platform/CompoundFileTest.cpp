@@ -3,6 +3,7 @@
 #include "platform/CompoundFile.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -13,6 +14,11 @@
 #include <vector>
 
 namespace {
+
+// A file in the temporary folder of this process's own: test runs may share the folder.
+std::string TempPath(const std::string& name) {
+    return ::testing::TempDir() + std::to_string(::getpid()) + "-" + name;
+}
 
 using zm::CompoundFile;
 
@@ -99,7 +105,7 @@ TEST(CompoundFile, RefusesWhatIsNoCompoundFile) {
 TEST(CompoundFile, CutFilesOpenNotOrReadShortNeverOutside) {
     std::ifstream in(Corpus("WORKBOOK_in_capitals.xls"), std::ios::binary);
     const std::string whole{std::istreambuf_iterator<char>(in), {}};
-    const std::string path = ::testing::TempDir() + "cut-compound.xls";
+    const std::string path = TempPath("cut-compound.xls");
     for (size_t length = 0; length < whole.size(); length += length < 4096 ? 97 : 1531) {
         SCOPED_TRACE(length);
         std::ofstream(path, std::ios::binary).write(whole.data(), static_cast<long>(length));

@@ -5,6 +5,7 @@
 #include "platform/ZipPackage.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <zipios++/zipoutputstream.h>
 
 #include <fstream>
@@ -13,6 +14,11 @@
 #include <utility>
 
 namespace {
+
+// A file in the temporary folder of this process's own: test runs may share the folder.
+std::string TempPath(const std::string& name) {
+    return ::testing::TempDir() + std::to_string(::getpid()) + "-" + name;
+}
 
 using zm::ZipPackage;
 using Result = ZipPackage::ReadResult;
@@ -44,7 +50,7 @@ TEST(ZipPackage, FindsAndReadsThePartsOfAWorkbook) {
 
 TEST(ZipPackage, AnEntryThatInflatesPastTheLimitIsRefused) {
     // 64 MiB of zeros deflate to about 64 KiB: reading stops at the limit.
-    const std::string path = ::testing::TempDir() + "zip-bomb.zip";
+    const std::string path = TempPath("zip-bomb.zip");
     {
         zipios::ZipOutputStream out(path);
         out.putNextEntry("xl/worksheets/sheet1.xml");
@@ -69,7 +75,7 @@ TEST(ZipPackage, AnEntryThatInflatesPastTheLimitIsRefused) {
 
 TEST(ZipPackage, AnEntryMayNotInflatePastItsDeclaredSize) {
     // A bomb that declares 100 bytes in the directory and inflates to 8 MiB stops at 100.
-    const std::string path = ::testing::TempDir() + "zip-lie.zip";
+    const std::string path = TempPath("zip-lie.zip");
     {
         zipios::ZipOutputStream out(path);
         out.putNextEntry("xl/worksheets/sheet1.xml");
@@ -119,7 +125,7 @@ std::pair<std::string, bool> Streamed(const ZipPackage& package, const std::stri
 }
 
 TEST(ZipPackage, DataThatNoLongerMatchesItsChecksumIsDamaged) {
-    const std::string path = ::testing::TempDir() + "zip-crc.zip";
+    const std::string path = TempPath("zip-crc.zip");
     const std::string cell = "<c r=\"A1\"><v>12345</v></c>";
     for (const bool stored : {true, false}) {
         {
@@ -156,7 +162,7 @@ TEST(ZipPackage, AnEntryMayNotInflateFarBeyondItsCompressedSize) {
     // what any workbook part does, so even a generous limit refuses them. 300 KiB of one
     // repeated text (small entries have room) and the corpus's most compressed part (140
     // times) read whole.
-    const std::string path = ::testing::TempDir() + "zip-ratio.zip";
+    const std::string path = TempPath("zip-ratio.zip");
     {
         zipios::ZipOutputStream out(path);
         out.putNextEntry("bomb.xml");
@@ -183,7 +189,7 @@ TEST(ZipPackage, AnEntryMayNotInflateFarBeyondItsCompressedSize) {
 }
 
 TEST(ZipPackage, NoZipAndCutZipsEndCleanly) {
-    const std::string path = ::testing::TempDir() + "cut.xlsx";
+    const std::string path = TempPath("cut.xlsx");
     std::ofstream(path) << "plain text, no zip";
     std::string error;
     EXPECT_EQ(ZipPackage::Open(path, &error), nullptr);

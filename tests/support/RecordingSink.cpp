@@ -1,6 +1,8 @@
 // Golden dumps and the open-size-read sequence used by format tests.
 #include "tests/support/RecordingSink.h"
 
+#include <gtest/gtest.h>
+
 #include <charconv>
 
 namespace zmtest {
@@ -21,6 +23,22 @@ std::string RecordingSink::Dump() const {
     return out;
 }
 
+void ExpectCells(const RecordingSink& sink, const std::vector<Expect>& cells,
+                 const std::string& where) {
+    for (const Expect& e : cells) {
+        const std::string at =
+            where + " cell " + std::to_string(e.col) + "," + std::to_string(e.row);
+        if (e.absent)
+            EXPECT_FALSE(sink.Has(e.col, e.row)) << at;
+        else if (!sink.Has(e.col, e.row))
+            ADD_FAILURE() << at << " is missing";
+        else if (e.kind == Cell::kText)
+            EXPECT_EQ(sink.At(e.col, e.row).text, e.text) << at;
+        else
+            EXPECT_EQ(sink.At(e.col, e.row).number, e.number) << at;
+    }
+}
+
 int ReadAll(SpreadsheetFile& reader, const std::string& file, RecordingSink& sink,
             ZmImportOpenOptions* options) {
     if (int s = reader.Open(true, file.c_str(), options); s != 0)
@@ -31,6 +49,13 @@ int ReadAll(SpreadsheetFile& reader, const std::string& file, RecordingSink& sin
         return reader.GetStatus() != 0 ? reader.GetStatus() : 2;
     sink.SetDataSize(cols, rows);
     return reader.Read(&sink);
+}
+
+std::string ReadSized(SpreadsheetFile& reader, const std::string& file, RecordingSink& sink,
+                      ZmImportOpenOptions* options) {
+    const int status = ReadAll(reader, file, sink, options);
+    return std::to_string(status) + " " + std::to_string(reader.GetNumRows()) + "x" +
+           std::to_string(reader.GetNumCols());
 }
 
 }  // namespace zmtest

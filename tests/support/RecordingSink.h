@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "framework/SpreadSheetData.h"
 #include "framework/SpreadsheetFile.h"
@@ -56,9 +57,38 @@ class RecordingSink : public ReadSpreadSheetData {
     }
 };
 
+// An expected cell: a text, a number, or none at all (Absent).
+struct Expect {
+    Expect(int c, int r, const char* t) : col(c), row(r), kind(Cell::kText), text(t) {}
+    Expect(int c, int r, double n) : col(c), row(r), kind(Cell::kNumber), number(n) {}
+    int col, row;
+    Cell::Kind kind;
+    double number = 0;
+    std::string text;
+    bool absent = false;
+};
+template <class V>
+Expect At(int col, int row, V value) {
+    return Expect(col, row, value);
+}
+inline Expect Absent(int col, int row) {
+    Expect e(col, row, 0.0);
+    e.absent = true;
+    return e;
+}
+
+// Fails the running test, naming `where` and the cell, for each expected cell that `sink`
+// does not hold as given.
+void ExpectCells(const RecordingSink& sink, const std::vector<Expect>& cells,
+                 const std::string& where = "");
+
 // Opens `file` with `reader`, sizes the sink from the reader, reads, and returns the
 // status of the first failing step (0 when all succeeded). The reader stays open.
 int ReadAll(SpreadsheetFile& reader, const std::string& file, RecordingSink& sink,
             ZmImportOpenOptions* options = nullptr);
+
+// ReadAll, then the status and the size the reader answers, as "0 4x3" (rows x columns).
+std::string ReadSized(SpreadsheetFile& reader, const std::string& file, RecordingSink& sink,
+                      ZmImportOpenOptions* options = nullptr);
 
 }  // namespace zmtest

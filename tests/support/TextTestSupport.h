@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "framework/OptionsRecord.h"
+#include "framework/SprFileFactory.h"
 #include "platform/Settings.h"
 #include "tests/support/RecordingSink.h"
 
@@ -124,9 +125,18 @@ class GridSource : public WriteSpreadSheetData {
     std::vector<std::vector<SourceCell>> cells;
 };
 
+// The registry's index of the format named `name`, or 0.
+inline int FormatIndex(const std::string& name) {
+    for (int i = 1; i <= SprFileFactory::SizeInfos(); ++i) {
+        if (name == SprFileFactory::GetInfo(i)->name)
+            return i;
+    }
+    return 0;
+}
+
 // The status text a reader gives for its current status.
 inline std::string Message(SpreadsheetFile& file) {
-    char buffer[256];
+    char buffer[1024];
     file.GetErrorMessage(buffer, sizeof buffer);
     return buffer;
 }

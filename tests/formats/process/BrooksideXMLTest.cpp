@@ -18,6 +18,7 @@
 #include "platform/FileNames.h"
 #include "tests/support/BoundedTest.h"
 #include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
 
 namespace fs = std::filesystem;
 
@@ -27,27 +28,8 @@ std::string Fixture(const std::string& name) {
     return std::string(ZM_TEST_DATA) + "/fdc/" + name;
 }
 
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return (std::ostringstream() << in.rdbuf()).str();
-}
-
-std::string Message(SpreadsheetFile& reader) {
-    char buffer[4096];
-    reader.GetErrorMessage(buffer, sizeof buffer);
-    return buffer;
-}
-
-// A scratch folder of the test's own, removed at the end.
-struct Scratch {
-    fs::path dir = fs::temp_directory_path() / ("zm-fdc-" + std::to_string(::getpid()));
-    Scratch() { fs::create_directories(dir); }
-    ~Scratch() { fs::remove_all(dir); }
-    std::string Write(const std::string& name, const std::string& text) const {
-        std::ofstream(dir / name, std::ios::binary) << text;
-        return (dir / name).string();
-    }
-};
+using zmtest::Message;
+using zmtest::Slurp;
 
 // The fixture with its first RAWDATA text replaced, to build documents in a test.
 std::string TwoWafersWith(const std::string& from, const std::string& to) {
@@ -163,7 +145,7 @@ TEST(BrooksideXML, ReadsSeveralFilesIntoOneSheet) {
 // Wafers that name one section between them get its rows once: sharing cannot make a
 // small file announce more rows than it holds, and the loss is said.
 TEST(BrooksideXML, ASectionSharedByWafersIsReadOnce) {
-    Scratch scratch;
+    zmtest::ScratchDir scratch;
     const std::string file = scratch.Write(
         "shared.xml", TwoWafersWith("rawDataName=\"rd_w02\"", "rawDataName=\"rd_W01\""));
     BrooksideXML reader;
@@ -186,7 +168,7 @@ TEST(BrooksideXML, ASectionSharedByWafersIsReadOnce) {
 // Content models are checked at end tags: unclosed elements that a document's own
 // subset declares would build a tree of every one of them before the parser objects.
 TEST(BrooksideXML, RefusesElementsNestedDeeperThanARequestNeeds) {
-    Scratch scratch;
+    zmtest::ScratchDir scratch;
     std::string text = TwoWafersWith("SYSTEM \"FDCRequest.dtd\">",
                                      "SYSTEM \"FDCRequest.dtd\" [<!ELEMENT x ANY>]>");
     std::string nested;
@@ -350,7 +332,7 @@ std::string EverythingSaid(const std::string& file, int& status) {
 TEST(BrooksideXML, NeverReadsOtherFiles) {
     // A file of our own with a token nobody else writes, reached in every way a document
     // can name it: a general entity, a parameter entity, the document type itself.
-    Scratch scratch;
+    zmtest::ScratchDir scratch;
     const std::string token = "SECRET-" + std::to_string(::getpid()) + "-TOKEN";
     const std::string secret = scratch.Write("secret.txt", token + "\n");
     const std::string body = Slurp(Fixture("two-wafers.xml"));
@@ -404,7 +386,7 @@ TEST(BrooksideXML, NeverConnectsToTheNetwork) {
     const std::string url =
         "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/fdc.dtd";
 
-    Scratch scratch;
+    zmtest::ScratchDir scratch;
     const std::string doctype = "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\">";
     for (const std::string& d :
          {"<!DOCTYPE FDCRequest SYSTEM \"" + url + "\">",
@@ -438,7 +420,7 @@ TEST(BrooksideXML, BoundsEntityExpansion) {
 
 TEST(BrooksideXML, ReadsALargeSectionInLinearTime) {
     // 100,000 rows of four values, about 4 MB of raw text, in 500 short intervals.
-    Scratch scratch;
+    zmtest::ScratchDir scratch;
     std::string text = TwoWafersWith("NUM_DATA_COLS=4\nNUM_DATA_ROWS=10", "NUM_DATA_ROWS=100000");
     const size_t rowsAt = text.find("1\t0.0\t12.25");
     const size_t rowsEnd = text.find("</RawData>", rowsAt);

@@ -17,14 +17,6 @@ using zmtest::Slurp;
 
 const std::string kData = std::string(ZM_TEST_DATA) + "/dexan/";
 
-int DexanIndex() {
-    for (int i = 1; i <= ZmImportSizeFileFormatsSupported(); ++i) {
-        if (std::strcmp(ZmImportGetFileFormatInfo(i)->name, "DEXAN File") == 0)
-            return i;
-    }
-    return 0;
-}
-
 // A sink that takes every other row.
 class OddRowsSink : public zmtest::RecordingSink {
   public:
@@ -162,7 +154,7 @@ TEST(DexanFile, RefusalsAndTheirTexts) {
 // Design files with a worksheet are claimed by content, other .mip files by their name;
 // plain worksheets are left to the text format.
 TEST(DexanFile, Detection) {
-    const int index = DexanIndex();
+    const int index = zmtest::FormatIndex("DEXAN File");
     ASSERT_NE(index, 0);
     const std::pair<const char*, int> cases[] = {
         {"design.mip", 2},

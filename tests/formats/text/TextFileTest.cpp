@@ -1,4 +1,4 @@
-// The text options (stored form, encoding table), the delimited text reader and writer
+// The text options (stored form), the delimited text reader and writer
 // (detection, cell cutting, sizes, ranged reads, row mapping, writing), and the status codes
 // and registry entries of the text formats.
 #include "formats/text/TextFile.h"
@@ -43,20 +43,6 @@ TEST(TextFileOptions, RecordRoundTripAndMissingKeys) {
     EXPECT_FALSE(options.Read(&partial.options));
     EXPECT_EQ(options.GetDelimiter(), ",");
     EXPECT_EQ(options.GetEncoding(), "utf8");
-}
-
-TEST(TextFileOptions, EncodingTableLookups) {
-    ASSERT_EQ(TextFileOptions::GetEncodingsCount(), 32u);
-    const char** keys = TextFileOptions::GetAllEncodings();
-    // The local code page ("") sits at 21 and is what unknown spellings find.
-    for (size_t i = 0; i < 32; ++i)
-        EXPECT_EQ(TextFileOptions::GetEncodingIndex(keys[i]), i) << keys[i];
-    EXPECT_EQ(keys[21], std::string());
-    EXPECT_EQ(TextFileOptions::GetEncodingIndex("UTF8"), 21u);
-    EXPECT_EQ(TextFileOptions::GetEncodingIndex("utf8"), 28u);
-    EXPECT_EQ(TextFileOptions::GetPrettyName(21), L"Local");
-    EXPECT_EQ(TextFileOptions::GetPrettyName(18), L"Japanese (Shift-JIS)");
-    EXPECT_EQ(TextFileOptions::GetPrettyName(32), L"");
 }
 
 TEST(TextFile, DetectionLooksForZeroBytesInTheFirst30768) {
@@ -252,48 +238,13 @@ TEST(TextFormats, RowsLeftOutAreCountedInAWarning) {
               "not read.");
 }
 
-// Each code of the text formats explains itself; the others go to the common table.
-template <class File>
-std::string MessageFor(int code) {
-    struct WithStatus : File {
-        explicit WithStatus(int code) { this->SetStatus(code); }
-    } file(code);
-    return zmtest::Message(file);
-}
-
-TEST(TextFormats, EveryCodeHasItsText) {
-    const std::string noStream = "Failed to open stream for reading.";
-    EXPECT_EQ(MessageFor<TextFile>(512), noStream);
-    EXPECT_EQ(MessageFor<TextFile>(513), "Expected end of file but found more data.");
-    EXPECT_EQ(MessageFor<TextFile>(514),
-              "This file appears to be a binary file and cannot be imported. Only ordinary text "
-              "(ASCII) files can be imported.");
-    EXPECT_EQ(MessageFor<CsvFile>(768), noStream);
-    EXPECT_EQ(MessageFor<CsvFile>(769), "Failed to read file.");
-    EXPECT_EQ(MessageFor<CsvFile>(770), "Can not write csv files.");
-    EXPECT_EQ(MessageFor<CsvFile>(771), "Read canceled by user.");
-    EXPECT_EQ(MessageFor<CsvFile>(772), "No further information available.");
-    EXPECT_EQ(MessageFor<CsvFile>(773),
-              "The file is not a correct .csv file. It contains non printable characters or #.");
-    EXPECT_EQ(MessageFor<DIFFile>(768), noStream);
-    EXPECT_EQ(MessageFor<DIFFile>(769), "An error was found in the DIF header.");
-    EXPECT_EQ(MessageFor<DIFFile>(770), "An error was found in a DIF record.");
-    EXPECT_EQ(MessageFor<DIFFile>(771), "UNICODE DIF files cannot be read.");
-}
-
 // The text reader takes any file (it refuses binary ones at Open), the CSV reader is a
 // plausible guess for any file, the UTF-8 text writer reads nothing and writes rows of
 // delimited cells in UTF-8 (a key in the record overriding the writer's encoding is checked
 // by the command line's convert tests).
 TEST(TextFormats, RegisteredFactories) {
-    auto index = [](const std::string& name) {
-        for (int i = 1; i <= SprFileFactory::SizeInfos(); ++i) {
-            if (name == SprFileFactory::GetInfo(i)->name)
-                return i;
-        }
-        return 0;
-    };
-    const int text = index("Text File"), utf8 = index("Text UTF-8 File"), csv = index("CSV File");
+    const int text = zmtest::FormatIndex("Text File"),
+              utf8 = zmtest::FormatIndex("Text UTF-8 File"), csv = zmtest::FormatIndex("CSV File");
     ASSERT_TRUE(text > 0 && utf8 > 0 && csv > 0);
     zmtest::ScratchDir dir;
     const std::string binary = dir.Write("bin.dat", std::string("\0\1\2", 3));

@@ -24,14 +24,6 @@ const std::string kData = std::string(ZM_TEST_DATA) + "/sieve/";
 const char* kSieveHeader =
     "FrameID\tMZStart\tMZStop\tTimeStart\tTimeStop\tpValue\tRatio\tIntensity_A\n";
 
-int SieveIndex() {
-    for (int i = 1; i <= ZmImportSizeFileFormatsSupported(); ++i) {
-        if (std::strcmp(ZmImportGetFileFormatInfo(i)->name, "Thermo SIEVE File") == 0)
-            return i;
-    }
-    return 0;
-}
-
 // A sink that takes only the lines it lists, in order; after them it asks for a line
 // past the end, or ends the read when `stop` is set.
 class PickingSink : public zmtest::RecordingSink {
@@ -78,7 +70,7 @@ TEST(ThermoSIEVEFile, DetectionAndTheDelimiterItFinds) {
         {"", false, ""},
     };
     zmtest::ScratchDir dir;
-    const int index = SieveIndex();
+    const int index = zmtest::FormatIndex("Thermo SIEVE File");
     ASSERT_NE(index, 0);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.header);

@@ -12,25 +12,20 @@
 
 #include "formats/workbook/xlsb/XlsbRecords.h"
 #include "formats/workbook/xlsx/Excel2007File.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
 namespace {
 
+using zmtest::At;
+
 using Bytes = std::string;
 
-Bytes U32(uint32_t v) {
-    return Bytes{static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16),
-                 static_cast<char>(v >> 24)};
-}
-Bytes U16(uint16_t v) {
-    return Bytes{static_cast<char>(v), static_cast<char>(v >> 8)};
-}
-Bytes F64(double d) {
-    uint64_t bits;
-    std::memcpy(&bits, &d, 8);
-    return U32(static_cast<uint32_t>(bits)) + U32(static_cast<uint32_t>(bits >> 32));
-}
+using zmtest::F64;
+using zmtest::U16;
+using zmtest::U32;
+
 // A string as records hold it: a character count, then UTF-16LE (ASCII here).
 Bytes W(const std::string& text) {
     Bytes out = U32(static_cast<uint32_t>(text.size()));
@@ -190,12 +185,9 @@ TEST(Excel2007Binary, EveryCellRecordHiddenAndChartSheetsAndTheWarning) {
     EXPECT_EQ(sink.Text(5, 3), "FALSE");
     EXPECT_EQ(sink.Text(6, 3), "1900-01-03");
     EXPECT_EQ(sink.Text(7, 3), "Unknown error code");  // 0x08 is no error code
-    EXPECT_EQ(sink.Text(10, 3), "rich");
-    EXPECT_EQ(sink.Text(11, 3), "in");
-    EXPECT_EQ(sink.Number(1, 4), 9);
-    EXPECT_EQ(sink.Text(12, 4), "sheet: Hidden");
-    EXPECT_EQ(sink.Number(2, 6), 7);
-    EXPECT_EQ(sink.Text(12, 6), "sheet: Second");
+    zmtest::ExpectCells(
+        sink, {At(10, 3, "rich"), At(11, 3, "in"), At(1, 4, 9), At(12, 4, "sheet: Hidden"),
+               At(2, 6, 7), At(12, 6, "sheet: Second")});
 
     // The hidden sheet alone, chosen by its name.
     zm::SettingsDocument settings;

@@ -23,6 +23,8 @@
 
 namespace {
 
+using zmtest::Absent;
+using zmtest::At;
 using Parts = std::map<std::string, std::string>;
 
 const char* const kWorkbook =
@@ -64,13 +66,6 @@ Parts Book(const std::string& first, const std::string& second = Sheet("")) {
              "</r><rPh><t>x</t></rPh></si><si><t>A_x000D_B</t></si></sst>"},
             {"xl/worksheets/sheet1.xml", first},
             {"xl/worksheets/sheet2.xml", second}};
-}
-
-std::string Read(Excel2007File& file, const std::string& path, zmtest::RecordingSink& sink,
-                 ZmImportOpenOptions* options = nullptr) {
-    const int status = zmtest::ReadAll(file, path, sink, options);
-    return std::to_string(status) + " " + std::to_string(file.GetNumRows()) + "x" +
-           std::to_string(file.GetNumCols());
 }
 
 TEST(Excel2007File, ReferencesDateFormatsAndEscapes) {
@@ -115,7 +110,7 @@ TEST(Excel2007File, EveryCellTypeAndTheSheetChoice) {
     // Without options both worksheets are read, stacked; the chart sheet drops out.
     Excel2007File file;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(file, book, sink), "0 5x8");
+    EXPECT_EQ(zmtest::ReadSized(file, book, sink), "0 5x8");
     EXPECT_EQ(file.GetWorksheets(), (std::vector<std::string>{"First", "Second"}));
     EXPECT_EQ(sink.Text(1, 1), "shared");
     EXPECT_EQ(sink.Text(2, 1), "rich");  // runs joined, the phonetic run left out
@@ -125,10 +120,8 @@ TEST(Excel2007File, EveryCellTypeAndTheSheetChoice) {
     EXPECT_EQ(sink.Text(1, 3), "1900-01-02 12:00:00");  // built-in date style 14
     EXPECT_EQ(sink.Number(2, 3), 2.5);                  // "[Red]0.00" is no date format
     EXPECT_EQ(sink.Text(3, 3), "1900-03-01");           // "d-mmm", type "n" given
-    EXPECT_EQ(sink.Text(4, 3), "text result");
-    EXPECT_EQ(sink.Text(5, 3), "inline");
-    EXPECT_EQ(sink.Text(6, 3), "#N/A");
-    EXPECT_EQ(sink.Text(7, 3), "2017-03-16 12:00:00");
+    zmtest::ExpectCells(sink, {At(4, 3, "text result"), At(5, 3, "inline"), At(6, 3, "#N/A"),
+                               At(7, 3, "2017-03-16 12:00:00")});
     // The styled empty cell H3 adds no column: the eighth is the one naming the sheet.
     EXPECT_EQ(sink.Text(8, 3), "sheet: First");
     EXPECT_EQ(sink.Number(2, 5), 7);
@@ -140,7 +133,7 @@ TEST(Excel2007File, EveryCellTypeAndTheSheetChoice) {
     zmtest::OptionsRecord record(second);
     Excel2007File one;
     zmtest::RecordingSink oneSink;
-    EXPECT_EQ(Read(one, book, oneSink, &record.options), "0 2x2");
+    EXPECT_EQ(zmtest::ReadSized(one, book, oneSink, &record.options), "0 2x2");
     EXPECT_STREQ(one.GetReadFile(), "Second");
 }
 
@@ -179,7 +172,7 @@ TEST(Excel2007File, RefusalsHugeDimensionsAndInflation) {
     Parts one = Book("<worksheet>" + cells + "</worksheet>");
     one["xl/workbook.xml"] =
         R"(<workbook xmlns:r="r"><sheets><sheet name="S" r:id="rId1"/></sheets></workbook>)";
-    EXPECT_EQ(Read(huge, Package(dir, "h.xlsx", one), sink), "0 9x3");
+    EXPECT_EQ(zmtest::ReadSized(huge, Package(dir, "h.xlsx", one), sink), "0 9x3");
 }
 
 // One sheet "S" holding `rows`, with the shared strings given (none: no such part).
@@ -216,7 +209,8 @@ TEST(Excel2007File, ReferencesInAnyCaseAndBeyondTheSheetLimits) {
         R"(<c r="C1048577"><v>8</v></c></row><row r="1048576"><c r="a1048576"><v>9</v></c></row>)";
     Excel2007File file;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(file, Package(dir, "r.xlsx", OneSheet(rows)), sink), "0 1048576x16384");
+    EXPECT_EQ(zmtest::ReadSized(file, Package(dir, "r.xlsx", OneSheet(rows)), sink),
+              "0 1048576x16384");
     EXPECT_EQ(sink.Number(4, 1), 4);
     EXPECT_EQ(sink.Number(16384, 1), 3);
     EXPECT_EQ(sink.Number(16383, 2), 6);
@@ -235,7 +229,8 @@ TEST(Excel2007File, SharedStringCellsThatNameNoStringAreCounted) {
     Excel2007File file;
     zmtest::RecordingSink sink;
     EXPECT_EQ(
-        Read(file, Package(dir, "s.xlsx", OneSheet(rows, "<sst><si><t>kept</t></si></sst>")), sink),
+        zmtest::ReadSized(
+            file, Package(dir, "s.xlsx", OneSheet(rows, "<sst><si><t>kept</t></si></sst>")), sink),
         "0 1x2");
     EXPECT_EQ(sink.Text(1, 1), "kept");
     EXPECT_FALSE(sink.Has(2, 1));
@@ -245,26 +240,9 @@ TEST(Excel2007File, SharedStringCellsThatNameNoStringAreCounted) {
     // Without a shared-strings part every such cell is unresolved.
     Excel2007File none;
     zmtest::RecordingSink noneSink;
-    Read(none, Package(dir, "n.xlsx", OneSheet(rows)), noneSink);
+    zmtest::ReadSized(none, Package(dir, "n.xlsx", OneSheet(rows)), noneSink);
     EXPECT_EQ(Warning(none),
               "5 cells name a shared string the workbook does not hold; they were left empty.\n");
-}
-
-TEST(Excel2007File, DatesOf1904WorkbooksWrittenByXlsxWriterAndOpenpyxl) {
-    for (const char* name : {"xlsxwriter-1904.xlsx", "openpyxl-1904.xlsx"}) {
-        Excel2007File file;
-        zmtest::RecordingSink sink;
-        ASSERT_EQ(Read(file, std::string(ZM_TEST_DATA) + "/xlsx/" + name, sink), "0 1x4") << name;
-        EXPECT_EQ(sink.Text(1, 1), "2024-03-01") << name;
-        EXPECT_EQ(sink.Text(2, 1), "2024-03-02 12:30:00") << name;
-        EXPECT_EQ(sink.Text(3, 1), "06:15:00") << name;  // a time of day stays one
-        EXPECT_EQ(sink.Number(4, 1), 5) << name;
-    }
-    // Saved by Excel, with an extension's "x15:workbookPr" after the flag.
-    Excel2007File excel;
-    zmtest::RecordingSink sink;
-    Read(excel, std::string(ZM_CORPUS) + "/xlsx/Test_git_Issue_649_Date1904_Parsings.xlsx", sink);
-    EXPECT_EQ(sink.Text(13, 12), "2023-09-01");
 }
 
 TEST(Excel2007File, DamagedChecksumsAndHostileXmlAreRefused) {
@@ -366,19 +344,6 @@ TEST(Excel2007File, TwoMillionSharedStringsAreHeldCompactly) {
 #endif
 }
 
-TEST(Excel2007File, AWorkbookWrittenByOpenpyxl) {
-    Excel2007File file;
-    zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(file, std::string(ZM_TEST_DATA) + "/xlsx/two-sheets.xlsx", sink), "0 7x5");
-    EXPECT_EQ(sink.Text(3, 2), "2024-03-01");
-    EXPECT_EQ(sink.Text(3, 3), "2024-03-02 12:30:00");
-    EXPECT_EQ(sink.Text(4, 2), "TRUE");
-    EXPECT_EQ(sink.Text(1, 4), "caf\xC3\xA9");
-    EXPECT_EQ(sink.Number(2, 4), 1e20);
-    EXPECT_EQ(sink.Text(1, 5), "line one\r\nline two");
-    EXPECT_EQ(sink.Number(3, 7), 42);
-}
-
 }  // namespace
 
 namespace {
@@ -394,7 +359,7 @@ TEST(Excel2007File, OneTableWrittenThreeWaysBySheetJS) {
     for (const char* name : {"sheetjs-shared.xlsx", "sheetjs-inline.xlsx", "sheetjs.xlsb"}) {
         Excel2007File file;
         zmtest::RecordingSink sink;
-        ASSERT_EQ(Read(file, Fixture(name), sink), "0 4x5") << name;
+        ASSERT_EQ(zmtest::ReadSized(file, Fixture(name), sink), "0 4x5") << name;
         EXPECT_EQ(sink.Text(1, 3), "caf\xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC") << name;
         EXPECT_EQ(sink.Text(3, 2), "2024-03-01") << name;
         EXPECT_EQ(sink.Text(3, 3), "2024-03-02 12:30:00") << name;
@@ -409,24 +374,46 @@ TEST(Excel2007File, OneTableWrittenThreeWaysBySheetJS) {
     }
 }
 
-TEST(Excel2007File, WorkbooksWrittenByXlsxWriterAndGnumeric) {
-    Excel2007File file;
-    zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(file, Fixture("xlsxwriter.xlsx"), sink), "0 6x7");
-    EXPECT_EQ(sink.Number(2, 2), -3.5);  // "0.00;[Red]-0.00" is no date format
-    EXPECT_EQ(sink.Text(3, 2), "1999-12-31");
-    EXPECT_EQ(sink.Text(4, 2), "2024-03-02 12:30:00");
-    EXPECT_EQ(sink.Text(1, 3), "S-2 \xC2\xB5g");
-    EXPECT_EQ(sink.Number(2, 3), -7);
-    EXPECT_EQ(sink.Text(3, 3), "#DIV/0!");
-    EXPECT_EQ(sink.Number(7, 6), 123456789.125);
-
-    Excel2007File gnumeric;
-    zmtest::RecordingSink cells;
-    EXPECT_EQ(Read(gnumeric, Fixture("gnumeric.xlsx"), cells), "0 4x3");
-    EXPECT_EQ(cells.Text(3, 2), "a, b");
-    EXPECT_FALSE(cells.Has(2, 3));
-    EXPECT_EQ(cells.Number(2, 4), -4e-05);
+// Workbooks written by openpyxl, XlsxWriter (1904 date system included), Gnumeric and Excel.
+TEST(Excel2007File, WorkbooksWrittenByOtherPrograms) {
+    struct Case {
+        std::string file, size;
+        std::vector<zmtest::Expect> cells;
+    };
+    const Case cases[] = {
+        {Fixture("two-sheets.xlsx"),
+         "0 7x5",
+         {At(3, 2, "2024-03-01"), At(3, 3, "2024-03-02 12:30:00"), At(4, 2, "TRUE"),
+          At(1, 4, "caf\xC3\xA9"), At(2, 4, 1e20), At(1, 5, "line one\r\nline two"), At(3, 7, 42)}},
+        // "0.00;[Red]-0.00" is no date format.
+        {Fixture("xlsxwriter.xlsx"),
+         "0 6x7",
+         {At(2, 2, -3.5), At(3, 2, "1999-12-31"), At(4, 2, "2024-03-02 12:30:00"),
+          At(1, 3, "S-2 \xC2\xB5g"), At(2, 3, -7), At(3, 3, "#DIV/0!"), At(7, 6, 123456789.125)}},
+        {Fixture("gnumeric.xlsx"), "0 4x3", {At(3, 2, "a, b"), Absent(2, 3), At(2, 4, -4e-05)}},
+        // A time of day stays one.
+        {Fixture("xlsxwriter-1904.xlsx"),
+         "0 1x4",
+         {At(1, 1, "2024-03-01"), At(2, 1, "2024-03-02 12:30:00"), At(3, 1, "06:15:00"),
+          At(4, 1, 5)}},
+        {Fixture("openpyxl-1904.xlsx"),
+         "0 1x4",
+         {At(1, 1, "2024-03-01"), At(2, 1, "2024-03-02 12:30:00"), At(3, 1, "06:15:00"),
+          At(4, 1, 5)}},
+        // Saved by Excel, with an extension's "x15:workbookPr" after the 1904 flag.
+        {std::string(ZM_CORPUS) + "/xlsx/Test_git_Issue_649_Date1904_Parsings.xlsx",
+         "",
+         {At(13, 12, "2023-09-01")}},
+    };
+    for (const Case& c : cases) {
+        Excel2007File file;
+        zmtest::RecordingSink sink;
+        const std::string read = zmtest::ReadSized(file, c.file, sink);
+        if (!c.size.empty()) {
+            EXPECT_EQ(read, c.size) << c.file;
+        }
+        zmtest::ExpectCells(sink, c.cells, c.file);
+    }
 }
 
 }  // namespace

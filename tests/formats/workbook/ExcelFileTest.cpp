@@ -13,10 +13,13 @@
 #include "formats/workbook/SpreadsheetDate.h"
 #include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
 namespace {
+
+using zmtest::At;
 
 // A BIFF8 record stream laid out by hand, written as a plain file (the reader takes a
 // plain record stream as readily as a compound file's workbook stream).
@@ -28,13 +31,9 @@ class Biff {
         bytes += data;
         return *this;
     }
-    static std::string W(uint16_t v) { return std::string{char(v & 0xFF), char(v >> 8)}; }
-    static std::string D(uint32_t v) { return W(v & 0xFFFF) + W(v >> 16); }
-    static std::string Number(double v) {
-        std::string s(8, '\0');
-        std::memcpy(s.data(), &v, 8);
-        return s;
-    }
+    static std::string W(uint16_t v) { return zmtest::U16(v); }
+    static std::string D(uint32_t v) { return zmtest::U32(v); }
+    static std::string Number(double v) { return zmtest::F64(v); }
     size_t Size() const { return bytes.size(); }
     std::string bytes;
 
@@ -89,13 +88,6 @@ std::string Workbook(const std::vector<std::pair<int, int>>& sizes, const std::s
     return globals.bytes;
 }
 
-std::string Read(ExcelFile& file, const std::string& path, ZmImportOpenOptions* options,
-                 zmtest::RecordingSink& sink) {
-    const int status = zmtest::ReadAll(file, path, sink, options);
-    return std::to_string(status) + " " + std::to_string(file.GetNumRows()) + "x" +
-           std::to_string(file.GetNumCols());
-}
-
 TEST(ExcelFile, RkNumbersAndDates) {
     EXPECT_EQ(ExcelFile::NumFromRk(0x3FF00000), 1.0);
     EXPECT_EQ(ExcelFile::NumFromRk(0x3FF00001), 0.01);
@@ -126,7 +118,7 @@ TEST(ExcelFile, DateFormatsSheetChoiceAndLayouts) {
     // Without options every sheet is read, stacked, with a column naming the sheet.
     ExcelFile stacked;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(stacked, book, nullptr, sink), "0 15x5");
+    EXPECT_EQ(zmtest::ReadSized(stacked, book, sink), "0 15x5");
     EXPECT_EQ(stacked.GetWorksheets(), (std::vector<std::string>{"A", "B"}));
     // XF 0 is format "d" (one date character: a number), XF 1 is "dd.mm.yyyy" (a date).
     EXPECT_EQ(sink.Number(3, 10), 61.5);
@@ -145,7 +137,7 @@ TEST(ExcelFile, DateFormatsSheetChoiceAndLayouts) {
     zmtest::OptionsRecord sideRecord(side);
     ExcelFile beside;
     zmtest::RecordingSink besideSink;
-    EXPECT_EQ(Read(beside, book, &sideRecord.options, besideSink), "0 11x7");
+    EXPECT_EQ(zmtest::ReadSized(beside, book, besideSink, &sideRecord.options), "0 11x7");
     EXPECT_EQ(besideSink.Text(4, 5), "1900-03-01 12:00:00");  // B first
     EXPECT_EQ(besideSink.Number(7, 10), 61.5);
     // The last row names the sheet above each column that holds a value.
@@ -159,7 +151,7 @@ TEST(ExcelFile, DateFormatsSheetChoiceAndLayouts) {
     zmtest::OptionsRecord secondRecord(second);
     ExcelFile one;
     zmtest::RecordingSink oneSink;
-    EXPECT_EQ(Read(one, book, &secondRecord.options, oneSink), "0 5x4");
+    EXPECT_EQ(zmtest::ReadSized(one, book, oneSink, &secondRecord.options), "0 5x4");
     EXPECT_STREQ(one.GetReadFile(), "B");
 
     // The file's own options reproduce the default choice.
@@ -186,7 +178,7 @@ TEST(ExcelFile, EmptyAndDialogSheetsRecordLimitsAndRefusals) {
     EXPECT_EQ(codeOf(Workbook({{0, 256}})), "263 The excel file does not contain any sheets.");
     ExcelFile kept;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(kept, dir.Write("k.xls", Workbook({{0, 256}, {0, 10}})), nullptr, sink),
+    EXPECT_EQ(zmtest::ReadSized(kept, dir.Write("k.xls", Workbook({{0, 256}, {0, 10}})), sink),
               "0 0x10");
     // A dialog sheet (WSBOOL bit 4) is no worksheet.
     Biff dialog;
@@ -219,7 +211,7 @@ TEST(ExcelFile, OnlyDimensionsSizesASheet) {
     sheet.Record(0x000A, "");
     ExcelFile file;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(file, dir.Write("tip.xls", sheet.bytes), nullptr, sink), "0 3x2");
+    EXPECT_EQ(zmtest::ReadSized(file, dir.Write("tip.xls", sheet.bytes), sink), "0 3x2");
     EXPECT_EQ(sink.Number(2, 3), 5);
 }
 
@@ -243,16 +235,11 @@ TEST(ExcelFile, WorkbooksWrittenByGnumeric) {
         ExcelFile file;
         zmtest::RecordingSink sink;
         const std::string path = std::string(ZM_TEST_DATA) + "/xls/" + name;
-        EXPECT_EQ(Read(file, path, nullptr, sink), "0 4x5");
-        EXPECT_EQ(sink.Text(1, 1), "name");
-        EXPECT_EQ(sink.Text(1, 4), "gamma, delta");
-        EXPECT_EQ(sink.Number(2, 2), 1.5);
-        EXPECT_EQ(sink.Number(2, 4), 1e20);
-        EXPECT_EQ(sink.Text(3, 2), "2024-03-01");
-        EXPECT_EQ(sink.Text(3, 3), "2024-03-02 12:30:00");
-        EXPECT_EQ(sink.Number(4, 3), -4.0);
-        EXPECT_EQ(sink.Text(5, 2), "alpha!");
-        EXPECT_EQ(sink.Text(5, 4), "caf\xC3\xA9");
+        EXPECT_EQ(zmtest::ReadSized(file, path, sink), "0 4x5");
+        zmtest::ExpectCells(
+            sink, {At(1, 1, "name"), At(1, 4, "gamma, delta"), At(2, 2, 1.5), At(2, 4, 1e20),
+                   At(3, 2, "2024-03-01"), At(3, 3, "2024-03-02 12:30:00"), At(4, 3, -4.0),
+                   At(5, 2, "alpha!"), At(5, 4, "caf\xC3\xA9")});
         EXPECT_STREQ(file.GetReadFile(), "mixed.csv");  // Gnumeric names the sheet after the file
     }
 }
@@ -270,13 +257,10 @@ TEST(ExcelFile, EveryBiffGenerationWrittenBySheetJS) {
         SCOPED_TRACE(name);
         ExcelFile file;
         zmtest::RecordingSink sink;
-        EXPECT_EQ(Read(file, std::string(ZM_TEST_DATA) + "/xls/" + name, nullptr, sink), "0 4x3");
-        EXPECT_EQ(sink.Text(1, 1), "name");
-        EXPECT_EQ(sink.Text(1, 4), "gamma");
-        EXPECT_EQ(sink.Number(2, 3), -2.25);
-        EXPECT_EQ(sink.Number(2, 4), 1e-7);
-        EXPECT_EQ(sink.Number(3, 2), 3);
-        EXPECT_EQ(sink.Number(3, 3), 40000);
+        EXPECT_EQ(zmtest::ReadSized(file, std::string(ZM_TEST_DATA) + "/xls/" + name, sink),
+                  "0 4x3");
+        zmtest::ExpectCells(sink, {At(1, 1, "name"), At(1, 4, "gamma"), At(2, 3, -2.25),
+                                   At(2, 4, 1e-7), At(3, 2, 3), At(3, 3, 40000)});
         // A worksheet file has no sheet names; a workbook does.
         EXPECT_STREQ(file.GetReadFile(), workbook ? "Data" : "");
     }
@@ -293,7 +277,8 @@ TEST(ExcelFile, WorkbooksOfTheDateSystem1904WrittenByGnumeric) {
         const bool biff5 = std::string(name) == "values-biff5.xls";
         ExcelFile file;
         zmtest::RecordingSink sink;
-        EXPECT_EQ(Read(file, std::string(ZM_TEST_DATA) + "/xls/" + name, nullptr, sink), "0 5x3");
+        EXPECT_EQ(zmtest::ReadSized(file, std::string(ZM_TEST_DATA) + "/xls/" + name, sink),
+                  "0 5x3");
         EXPECT_EQ(sink.Text(1, 1), biff5 ? "?????" : "\u03a9\u03bc\u03ad\u03b3\u03b1");
         const std::string longText = sink.Text(2, 1);
         EXPECT_EQ(longText.size(), biff5 ? 8300u : 8301u);  // the Omega takes two bytes
@@ -301,14 +286,9 @@ TEST(ExcelFile, WorkbooksOfTheDateSystem1904WrittenByGnumeric) {
         const std::string result = sink.Text(1, 2);
         EXPECT_EQ(result.size(), 8301u);
         EXPECT_EQ(result.substr(result.size() - 3), "ab!");
-        EXPECT_EQ(sink.Text(2, 2), "TRUE");
-        EXPECT_EQ(sink.Text(3, 2), "FALSE");
-        EXPECT_EQ(sink.Text(1, 3), "#DIV/0!");
-        EXPECT_EQ(sink.Text(2, 3), "#N/A");
-        EXPECT_EQ(sink.Text(3, 3), "TRUE");
-        EXPECT_EQ(sink.Text(1, 4), "2024-03-01");
-        EXPECT_EQ(sink.Text(2, 4), "2024-03-02 12:30:00");
-        EXPECT_EQ(sink.Number(2, 5), 7);
+        zmtest::ExpectCells(sink, {At(2, 2, "TRUE"), At(3, 2, "FALSE"), At(1, 3, "#DIV/0!"),
+                                   At(2, 3, "#N/A"), At(3, 3, "TRUE"), At(1, 4, "2024-03-01"),
+                                   At(2, 4, "2024-03-02 12:30:00"), At(2, 5, 7)});
         EXPECT_EQ(file.GetWarningMessage(), nullptr);
     }
 }
@@ -333,7 +313,7 @@ TEST(ExcelFile, Biff2AndBiff4WorksheetsTakeTheirDateFormatsFromTheirOwnRecords) 
     two.Record(0x000A, "");
     ExcelFile biff2;
     zmtest::RecordingSink sink2;
-    EXPECT_EQ(Read(biff2, dir.Write("two.xls", two.bytes), nullptr, sink2), "0 2x3");
+    EXPECT_EQ(zmtest::ReadSized(biff2, dir.Write("two.xls", two.bytes), sink2), "0 2x3");
     EXPECT_EQ(sink2.Text(1, 1), "2024-03-01");
     EXPECT_EQ(sink2.Number(2, 1), 45352.5);
     EXPECT_EQ(sink2.Text(3, 2), "2024-03-02");
@@ -352,7 +332,7 @@ TEST(ExcelFile, Biff2AndBiff4WorksheetsTakeTheirDateFormatsFromTheirOwnRecords) 
     four.Record(0x000A, "");
     ExcelFile biff4;
     zmtest::RecordingSink sink4;
-    EXPECT_EQ(Read(biff4, dir.Write("four.xls", four.bytes), nullptr, sink4), "0 1x2");
+    EXPECT_EQ(zmtest::ReadSized(biff4, dir.Write("four.xls", four.bytes), sink4), "0 1x2");
     EXPECT_EQ(sink4.Text(1, 1), "2024-03-01");
     EXPECT_EQ(sink4.Number(2, 1), 43890);
 }
@@ -363,10 +343,76 @@ TEST(ExcelFile, Biff3WorksheetWithItsOwnFormatsIn1904) {
     ExcelFile file;
     zmtest::RecordingSink sink;
     const std::string path = std::string(ZM_CORPUS) + "/xls/as3xls_BIFF3.xls";
-    EXPECT_EQ(Read(file, path, nullptr, sink), "0 10x5");
+    EXPECT_EQ(zmtest::ReadSized(file, path, sink), "0 10x5");
     EXPECT_EQ(sink.Text(3, 2), "2007-02-22");
     EXPECT_EQ(sink.Text(3, 3), "2002-01-19");
     EXPECT_EQ(sink.Number(3, 1), 10.22);
+}
+
+}  // namespace
+
+// Hostile and damaged files (fuzz/corpus, written by tests/data/xls/make_hostile_seeds.py):
+// record walks that lead back or overlap are refused, declared sheet sizes cost no cells,
+// and texts that claim more than the file holds are read with a warning that counts them.
+namespace {
+
+std::string Seed(const char* name) {
+    return std::string(ZM_TEST_DATA) + "/../../fuzz/corpus/" + name;
+}
+
+TEST(ExcelFileDamage, RecordWalksThatLeadBackOrOverlapAreRefused) {
+    // A BIFF4 workbook's sheet offset onto itself or back to the start, and 4000 sheet
+    // records that each point into the same sheet (each would be walked to its end).
+    for (const char* name :
+         {"xls-biff4-sheet-offset-onto-itself.xls", "xls-biff4-sheet-offset-backwards.xls",
+          "xls-sheet-records-into-one-sheet-quadratic.xls"}) {
+        SCOPED_TRACE(name);
+        ExcelFile file;
+        zmtest::RecordingSink sink;
+        EXPECT_EQ(zmtest::ReadAll(file, Seed(name), sink), ExcelFile::kBadGlobalsRecord);
+        EXPECT_EQ(zmtest::Message(file),
+                  "An error occurred when reading the Workbook section in the Excel file. An "
+                  "invalid BIFF-record was found.");
+    }
+}
+
+TEST(ExcelFileDamage, DeclaredSheetSizesCostNoCells) {
+    // A DIMENSIONS record beyond what BIFF8 holds is cut to 65536 x 256; eight stacked
+    // sheets that each declare a million rows around one value get one label each.
+    ExcelFile one;
+    zmtest::RecordingSink oneSink;
+    EXPECT_EQ(zmtest::ReadAll(one, Seed("xls-dimensions-1048576-by-16384.xls"), oneSink), 0);
+    EXPECT_EQ(one.GetNumRows(), 65536);
+    EXPECT_EQ(one.GetNumCols(), 256);
+    EXPECT_EQ(oneSink.cells.size(), 1u);
+
+    ExcelFile stacked;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(zmtest::ReadAll(stacked, Seed("xls-sheet-label-for-every-declared-row.xls"), sink),
+              0);
+    EXPECT_EQ(stacked.GetNumRows(), 8 * 65536);
+    EXPECT_EQ(stacked.GetNumCols(), 2);
+    EXPECT_EQ(sink.cells.size(), 16u);
+    EXPECT_EQ(sink.Text(2, 65537), "sheet: B");
+    EXPECT_EQ(sink.Number(1, 65537), 1.0);
+}
+
+TEST(ExcelFileDamage, TextsLongerThanTheFileAreCountedInTheWarning) {
+    // A shared string claims 60,000 characters and swallows the next one: the cell of the
+    // cut string keeps what is there, the cells of the swallowed string and of an index
+    // past the table stay empty, and a LABEL whose length exceeds its record keeps its 3
+    // characters. All four are counted.
+    ExcelFile file;
+    zmtest::RecordingSink sink;
+    EXPECT_EQ(zmtest::ReadAll(file, Seed("xls-shared-string-longer-than-the-file.xls"), sink), 0);
+    EXPECT_EQ(sink.Text(1, 1).substr(0, 3), "abc");
+    EXPECT_FALSE(sink.Has(2, 1));
+    EXPECT_FALSE(sink.Has(3, 1));
+    EXPECT_EQ(sink.Text(1, 2), "xyz");
+    ASSERT_NE(file.GetWarningMessage(), nullptr);
+    EXPECT_EQ(std::string(file.GetWarningMessage()),
+              "4 cells of the Excel file could not be read in full: their text is cut short or "
+              "refers to a shared string the file does not hold.");
 }
 
 }  // namespace

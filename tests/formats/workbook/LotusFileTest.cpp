@@ -17,20 +17,9 @@
 
 namespace {
 
+using zmtest::At;
+
 const std::string kData = std::string(ZM_TEST_DATA) + "/lotus/";
-std::string MessageOf(LotusFile& file) {
-    char buffer[1024];
-    file.GetErrorMessage(buffer, sizeof buffer);
-    return buffer;
-}
-
-// Status, rows x columns, as "0 4x3".
-std::string Read(LotusFile& file, const std::string& path, zmtest::RecordingSink& sink) {
-    const int status = zmtest::ReadAll(file, path, sink);
-    return std::to_string(status) + " " + std::to_string(file.GetNumRows()) + "x" +
-           std::to_string(file.GetNumCols());
-}
-
 int CodeOfHead(const std::string& head) {
     return LotusFile::IsLotusFile(reinterpret_cast<const uint8_t*>(head.data()), head.size());
 }
@@ -40,14 +29,6 @@ std::string Bytes(std::initializer_list<int> values) {
     for (int v : values)
         s += static_cast<char>(v);
     return s;
-}
-
-int LotusIndex() {
-    for (int i = 1; i <= ZmImportSizeFileFormatsSupported(); ++i) {
-        if (std::strcmp(ZmImportGetFileFormatInfo(i)->name, "Lotus 1-2-3 File") == 0)
-            return i;
-    }
-    return 0;
 }
 
 TEST(LotusFile, VersionTestRefusalsAndDetection) {
@@ -76,7 +57,7 @@ TEST(LotusFile, VersionTestRefusalsAndDetection) {
         zmtest::RecordingSink sink;
         const std::string path = dir.Write("x.wk1", bytes);
         const int code = zmtest::ReadAll(file, path, sink);
-        return std::to_string(code) + " " + MessageOf(file);
+        return std::to_string(code) + " " + zmtest::Message(file);
     };
     // The texts with the list of formats are checked whole by the corpus test.
     EXPECT_EQ(refusal(Bytes({0, 0, 26, 0, 7, 0x80})),
@@ -85,12 +66,12 @@ TEST(LotusFile, VersionTestRefusalsAndDetection) {
     EXPECT_EQ(refusal("PK\3\4"), "2305 The file does not seem to be a valid Lotus 1-2-3 file.");
     LotusFile missing;
     EXPECT_EQ(missing.Open(true, dir.Path("absent.wk1").c_str(), nullptr), 2304);
-    EXPECT_EQ(MessageOf(missing), "Unable to open file.");
+    EXPECT_EQ(zmtest::Message(missing), "Unable to open file.");
     LotusFile writer;
     EXPECT_EQ(writer.Open(false, (kData + "cells.wk1").c_str(), nullptr), kStatusWrongMode);
 
     // Lotus-shaped files are claimed, so that their refusal is the Lotus reader's.
-    const int index = LotusIndex();
+    const int index = zmtest::FormatIndex("Lotus 1-2-3 File");
     ASSERT_NE(index, 0);
     EXPECT_EQ(ZmImportIsCorrectFileType(index, (kData + "cells.wk1").c_str()), 2);
     EXPECT_EQ(ZmImportIsCorrectFileType(index, (kData + "sheetjs.wk3").c_str()), 2);
@@ -100,15 +81,11 @@ TEST(LotusFile, VersionTestRefusalsAndDetection) {
 TEST(LotusFile, CellsOfEveryKind) {
     LotusFile file;
     zmtest::RecordingSink sink;
-    ASSERT_EQ(Read(file, kData + "cells.wk1", sink), "0 4x4");
+    ASSERT_EQ(zmtest::ReadSized(file, kData + "cells.wk1", sink), "0 4x4");
     // A label's first character is its alignment (' " ^ \) and is not part of the text;
     // a label without one keeps all its characters.
-    EXPECT_EQ(sink.Text(1, 1), "left");
-    EXPECT_EQ(sink.Text(2, 1), "right");
-    EXPECT_EQ(sink.Text(3, 1), "centre");
-    EXPECT_EQ(sink.Text(4, 1), "-");
-    EXPECT_EQ(sink.Text(1, 4), "plain");
-    EXPECT_EQ(sink.Text(2, 4), "");
+    zmtest::ExpectCells(sink, {At(1, 1, "left"), At(2, 1, "right"), At(3, 1, "centre"),
+                               At(4, 1, "-"), At(1, 4, "plain"), At(2, 4, "")});
     // Code page 850 bytes become UTF-8.
     EXPECT_EQ(sink.Text(4, 2), "caf\xC3\xA9 \xC3\x9F");
     // INTEGER as an int, NUMBER and a formula's cached result as doubles.
@@ -157,11 +134,11 @@ TEST(LotusFile, SizeComesFromTheRangeRecordWidenedByCells) {
     for (const auto& [path, expected] : cases) {
         LotusFile file;
         zmtest::RecordingSink sink;
-        EXPECT_EQ(Read(file, path, sink), expected) << path;
+        EXPECT_EQ(zmtest::ReadSized(file, path, sink), expected) << path;
     }
     LotusFile file;
     zmtest::RecordingSink sink;
-    Read(file, kData + "cells-outside-range.wk1", sink);
+    zmtest::ReadSized(file, kData + "cells-outside-range.wk1", sink);
     EXPECT_EQ(sink.Number(2, 2), 1.0);
     EXPECT_EQ(sink.Number(5, 7), 2.0);
 }
@@ -179,7 +156,7 @@ TEST(LotusFile, CellsBeyondTheGridAreLeftOutWithAWarning) {
         dir.Write("far.wk1", bof + range + cell(1, 2) + cell(0xFFFF, 0xFFFF) + cell(256, 0) + eof);
     LotusFile file;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(Read(file, path, sink), "0 3x2");
+    EXPECT_EQ(zmtest::ReadSized(file, path, sink), "0 3x2");
     EXPECT_EQ(sink.cells.size(), 1u);
     EXPECT_EQ(sink.Number(2, 3), 5);
     ASSERT_NE(file.GetWarningMessage(), nullptr);
@@ -188,7 +165,8 @@ TEST(LotusFile, CellsBeyondTheGridAreLeftOutWithAWarning) {
     // The grid's own last cell is read, without a warning.
     LotusFile edge;
     zmtest::RecordingSink edgeSink;
-    EXPECT_EQ(Read(edge, dir.Write("edge.wk1", bof + range + cell(255, 8191) + eof), edgeSink),
+    EXPECT_EQ(zmtest::ReadSized(edge, dir.Write("edge.wk1", bof + range + cell(255, 8191) + eof),
+                                edgeSink),
               "0 8192x256");
     EXPECT_EQ(edgeSink.Number(256, 8192), 5);
     EXPECT_EQ(edge.GetWarningMessage(), nullptr);
@@ -212,8 +190,8 @@ TEST(LotusFile, DamagedFilesStopWithTheirCode) {
     for (const auto& [name, expected] : cases) {
         LotusFile file;
         zmtest::RecordingSink sink;
-        const std::string read = Read(file, kData + name, sink);
-        const std::string outcome = read + " " + MessageOf(file);
+        const std::string read = zmtest::ReadSized(file, kData + name, sink);
+        const std::string outcome = read + " " + zmtest::Message(file);
         EXPECT_EQ(outcome.substr(0, expected.size()), expected) << name;
         // The code stays until Close.
         EXPECT_EQ(file.Read(&sink), std::stoi(expected));
@@ -238,7 +216,7 @@ TEST(LotusFile, DamagedFilesStopWithTheirCode) {
 TEST(LotusFile, WorksheetsWrittenBySheetJS) {
     LotusFile file;
     zmtest::RecordingSink sink;
-    ASSERT_EQ(Read(file, kData + "sheetjs.wk1", sink), "0 4x4");
+    ASSERT_EQ(zmtest::ReadSized(file, kData + "sheetjs.wk1", sink), "0 4x4");
     EXPECT_EQ(sink.Text(4, 1), "total");
     EXPECT_EQ(sink.Number(2, 4), 1e-7);
     EXPECT_EQ(sink.Number(3, 3), 40000);  // too big for INTEGER: a NUMBER record

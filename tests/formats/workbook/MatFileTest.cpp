@@ -4,8 +4,6 @@
 #include "formats/workbook/MatFile.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -18,12 +16,17 @@
 #include <vector>
 
 #include "tests/support/BoundedTest.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
 namespace {
 
+using zmtest::Absent;
+using zmtest::At;
+
 namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
 
 std::string Fixture(const std::string& name) {
     return std::string(ZM_TEST_DATA) + "/mat/" + name;
@@ -41,26 +44,9 @@ std::string Temp(const std::string& name, const std::string& bytes) {
     return path.string();
 }
 
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-std::string U32(uint32_t v, bool big = false) {
-    std::string s(4, '\0');
-    for (int i = 0; i < 4; ++i)
-        s[big ? 3 - i : i] = static_cast<char>(v >> (8 * i));
-    return s;
-}
-
-std::string F64(double v, bool big = false) {
-    uint64_t bits;
-    std::memcpy(&bits, &v, 8);
-    std::string s(8, '\0');
-    for (int i = 0; i < 8; ++i)
-        s[big ? 7 - i : i] = static_cast<char>(bits >> (8 * i));
-    return s;
-}
+using zmtest::F64;
+using zmtest::Slurp;
+using zmtest::U32;
 
 // A Level 4 matrix: header, name and values (as doubles unless `data` is given).
 std::string Level4(uint32_t type, int rows, int cols, const std::string& name,
@@ -170,6 +156,16 @@ std::vector<std::string> Sheet(const zmtest::RecordingSink& sink) {
     return lines;
 }
 
+// The sheet read from a file, or the status and its text when the read fails.
+Lines SheetOfFile(const std::string& path) {
+    const Outcome out = ReadFile(path);
+    return out.status == 0 ? Sheet(out.sink)
+                           : Lines{std::to_string(out.status) + " " + out.message};
+}
+Lines SheetOf(const std::string& bytes) {
+    return SheetOfFile(Temp("in.mat", bytes));
+}
+
 TEST(MatFileFixtures, Level4LayoutsPlaceNamesAndIds) {
     Outcome plain = ReadFile(Fixture("level4_doubles.mat"));
     ASSERT_EQ(plain.status, 0) << plain.message;
@@ -181,25 +177,19 @@ TEST(MatFileFixtures, Level4LayoutsPlaceNamesAndIds) {
 
     // OBSNUM/OBSNAM/VARNUM/VARNAM before the data: observation names, then numbers, as
     // columns left of it; variable names, then numbers, as rows above it.
-    Outcome roles = ReadFile(Fixture("level4_roles.mat"));
-    ASSERT_EQ(roles.status, 0) << roles.message;
-    EXPECT_EQ(Sheet(roles.sink),
-              (std::vector<std::string>{"||alpha|beta", "||1|2", "first|1|0.5|1.5",
-                                        "second|2|10.5|11.5", "third|3|20.5|21.5"}));
+    const Lines roles = SheetOfFile(Fixture("level4_roles.mat"));
+    EXPECT_EQ(roles, (Lines{"||alpha|beta", "||1|2", "first|1|0.5|1.5", "second|2|10.5|11.5",
+                            "third|3|20.5|21.5"}));
     // The data first, the names after it in another order: the same sheet.
-    Outcome later = ReadFile(Fixture("level4_roles_after.mat"));
-    ASSERT_EQ(later.status, 0) << later.message;
-    EXPECT_EQ(Sheet(later.sink), Sheet(roles.sink));
+    EXPECT_EQ(SheetOfFile(Fixture("level4_roles_after.mat")), roles);
 
     // OBSID1 as the first column (texts), VARID1 as the first row (numbers).
     Outcome ids = ReadFile(Fixture("level4_ids.mat"));
     ASSERT_EQ(ids.status, 0) << ids.message;
     EXPECT_EQ(ids.sink.cols, 4);
     EXPECT_EQ(ids.sink.rows, 3);
-    EXPECT_EQ(ids.sink.Text(1, 3), "s22");
-    EXPECT_EQ(ids.sink.Number(4, 1), 600);
-    EXPECT_EQ(ids.sink.Number(4, 3), Rule(1, 2));
-    EXPECT_FALSE(ids.sink.Has(1, 1));
+    zmtest::ExpectCells(ids.sink,
+                        {At(1, 3, "s22"), At(4, 1, 600), At(4, 3, Rule(1, 2)), Absent(1, 1)});
 }
 
 TEST(MatFileFixtures, Level4ChoosesOneOfSeveralMatrices) {
@@ -244,10 +234,8 @@ TEST(MatFileFixtures, Level5ChoicesForDimensionsNamesAndText) {
     EXPECT_EQ(cube.sink.Number(6, 2), Rule(1, 5));
 
     // VARNAM, OBSNAM, X, Y: the names of both data matrices around them.
-    Outcome named = ReadFile(Fixture("level5_names.mat"));
-    ASSERT_EQ(named.status, 0) << named.message;
-    EXPECT_EQ(Sheet(named.sink),
-              (std::vector<std::string>{"|v1|v2|v3", "o1|0.5|1.5|0.5", "o2|10.5|11.5|10.5"}));
+    EXPECT_EQ(SheetOfFile(Fixture("level5_names.mat")),
+              (Lines{"|v1|v2|v3", "o1|0.5|1.5|0.5", "o2|10.5|11.5|10.5"}));
 
     // Characters beyond Latin-1 come through as UTF-8.
     Outcome text = ReadFile(Fixture("level5_unicode.mat"));
@@ -324,9 +312,8 @@ TEST(MatFileLevel4, TextSparseAndComplexMatrices) {
 
     // Sparse: (row, column, value) triples, the last row giving the size 3 x 4; stored
     // out of column order. The zeros between the stored values are 0.
-    Outcome sparse = ReadBytes(Level4(2, 3, 3, "s", {3, 1, 3, 4, 2, 4, -1, 5.5, 0}));
-    ASSERT_EQ(sparse.status, 0) << sparse.message;
-    EXPECT_EQ(Sheet(sparse.sink), (std::vector<std::string>{"0|5.5|0|0", "0|0|0|0", "0|0|0|-1"}));
+    EXPECT_EQ(SheetOf(Level4(2, 3, 3, "s", {3, 1, 3, 4, 2, 4, -1, 5.5, 0})),
+              (Lines{"0|5.5|0|0", "0|0|0|0", "0|0|0|-1"}));
 
     std::string complex = Level4(0, 1, 1, "c", {1, 2});
     complex[12] = 1;  // imagf
@@ -350,51 +337,26 @@ class CountingSink : public ReadSpreadSheetData {
 };
 
 // What reading a file cost: its status, the cells given to the sink, and how far the
-// peak resident memory of the process that read it rose. The read runs in a child with
-// 60 s of processor time: one that loops is stopped by that limit and does not finish.
+// peak resident memory of the process that read it rose. The read runs in a bounded child
+// with 60 s of processor time: one that loops is stopped by that limit and does not finish.
 struct Cost {
     bool finished = false;
     long long status = -1, cells = 0, grownKb = 0;
 };
 
 Cost ReadInChild(const std::string& path) {
-    int fds[2];
-    if (::pipe(fds) != 0)
-        return {};
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(fds[0]);
-        const rlimit cpu{60, 60};
-        ::setrlimit(RLIMIT_CPU, &cpu);
-        rusage before{}, after{};
-        ::getrusage(RUSAGE_SELF, &before);
+    const zmtest::Outcome run = zmtest::RunBounded({60}, [&](int&) {
         MatFile reader;
         CountingSink sink;
-        long long result[3] = {0, 0, 0};
         if (reader.Open(true, path.c_str(), nullptr) == 0 && reader.GetNumRows() >= 0 &&
             reader.GetNumCols() >= 0)
             reader.Read(&sink);
-        result[0] = reader.GetStatus();
-        result[1] = sink.cells;
-        ::getrusage(RUSAGE_SELF, &after);
-        result[2] = after.ru_maxrss - before.ru_maxrss;
-        const bool sent = ::write(fds[1], result, sizeof result) == sizeof result;
-        ::_exit(sent ? 0 : 1);
-    }
-    ::close(fds[1]);
-    long long result[3];
-    const bool got = pid > 0 && ::read(fds[0], result, sizeof result) == sizeof result;
-    ::close(fds[0]);
-    int wstatus = 0;
-    if (pid > 0)
-        ::waitpid(pid, &wstatus, 0);
+        return std::to_string(reader.GetStatus()) + " " + std::to_string(sink.cells);
+    });
     Cost cost;
-    cost.finished = got && WIFEXITED(wstatus) && WEXITSTATUS(wstatus) == 0;
-    if (cost.finished) {
-        cost.status = result[0];
-        cost.cells = result[1];
-        cost.grownKb = result[2];
-    }
+    cost.finished = run.exited && run.code == 0 &&
+                    std::sscanf(run.said.c_str(), "%lld %lld", &cost.status, &cost.cells) == 2;
+    cost.grownKb = run.GrowthKb();
     return cost;
 }
 
@@ -584,14 +546,11 @@ TEST(MatFileLevel5, StoredTypesTextEncodingsAndRefusals) {
 TEST(MatFileLevel5, ValueRules) {
     const double nan = std::nan(""), inf = HUGE_VAL;
     // Not-a-number and infinities leave the cell empty, in both levels.
-    Outcome four = ReadBytes(Level4(0, 1, 4, "n", {nan, inf, -inf, 2}));
-    ASSERT_EQ(four.status, 0) << four.message;
-    EXPECT_EQ(Sheet(four.sink), (std::vector<std::string>{"|||2"}));
+    EXPECT_EQ(SheetOf(Level4(0, 1, 4, "n", {nan, inf, -inf, 2})), (Lines{"|||2"}));
     const std::string header = Header5();
-    Outcome five = ReadBytes(
-        header + Array(6, {1, 4}, "n", Element(9, F64(nan) + F64(-inf) + F64(3) + F64(inf))));
-    ASSERT_EQ(five.status, 0) << five.message;
-    EXPECT_EQ(Sheet(five.sink), (std::vector<std::string>{"||3|"}));
+    EXPECT_EQ(SheetOf(header +
+                      Array(6, {1, 4}, "n", Element(9, F64(nan) + F64(-inf) + F64(3) + F64(inf)))),
+              (Lines{"||3|"}));
 
     // A matrix of more values than one read block keeps every value in its place where
     // a block ends inside a column.
@@ -608,13 +567,9 @@ TEST(MatFileLevel5, ValueRules) {
 
     // A character array stored as bytes gives its codes as numbers; UTF-16 is text in
     // any array; a character array in UTF-32 cannot be interpreted.
-    Outcome bytes = ReadBytes(header + Array(4, {1, 2}, "c", Element(2, "hi")));
-    ASSERT_EQ(bytes.status, 0) << bytes.message;
-    EXPECT_EQ(Sheet(bytes.sink), (std::vector<std::string>{"104|105"}));
-    Outcome utf16 =
-        ReadBytes(header + Array(6, {1, 2}, "u", Element(17, std::string("h\0i\0", 4))));
-    ASSERT_EQ(utf16.status, 0) << utf16.message;
-    EXPECT_EQ(Sheet(utf16.sink), (std::vector<std::string>{"hi"}));
+    EXPECT_EQ(SheetOf(header + Array(4, {1, 2}, "c", Element(2, "hi"))), (Lines{"104|105"}));
+    EXPECT_EQ(SheetOf(header + Array(6, {1, 2}, "u", Element(17, std::string("h\0i\0", 4)))),
+              (Lines{"hi"}));
     Outcome utf32 =
         ReadBytes(header + Array(4, {1, 1}, "w", Element(18, std::string("h\0\0\0", 4))));
     EXPECT_EQ(utf32.status, MatFile::kUnknownType);
@@ -622,9 +577,8 @@ TEST(MatFileLevel5, ValueRules) {
 
     // Structures, cells and objects are passed over; the arrays around them are read.
     const std::string cell = Array(1, {1, 1}, "cell", Element(14, ""));
-    Outcome mixed = ReadBytes(header + cell + RuleArray("X", 1, 2) + Array(2, {1, 1}, "s", ""));
-    ASSERT_EQ(mixed.status, 0) << mixed.message;
-    EXPECT_EQ(Sheet(mixed.sink), (std::vector<std::string>{"0.5|1.5"}));
+    EXPECT_EQ(SheetOf(header + cell + RuleArray("X", 1, 2) + Array(2, {1, 1}, "s", "")),
+              (Lines{"0.5|1.5"}));
 
     // Level 4 complex data opens, says so, and is refused when sized.
     std::string complex = Level4(0, 1, 1, "c", {1, 2});
@@ -642,37 +596,28 @@ TEST(MatFileLevel5Sheet, NameMatricesGoAroundTheDataInAnyOrder) {
                       var = TextArray("VARNAM", {"v1", "v2"});
     const std::vector<std::string> both = {"|v1|v2", "o1|0.5|1.5", "o2|10.5|11.5"};
     for (const std::string& stored : {x + obs + var, obs + var + x, var + x + obs}) {
-        Outcome named = ReadBytes(header + stored);
-        ASSERT_EQ(named.status, 0) << named.message;
-        EXPECT_EQ(Sheet(named.sink), both);
+        EXPECT_EQ(SheetOf(header + stored), both);
     }
     // Variable names alone are a row above the data, observation names alone a column.
     for (const std::string& stored : {x + var, var + x}) {
-        Outcome varOnly = ReadBytes(header + stored);
-        ASSERT_EQ(varOnly.status, 0) << varOnly.message;
-        EXPECT_EQ(Sheet(varOnly.sink), (std::vector<std::string>{"v1|v2", "0.5|1.5", "10.5|11.5"}));
+        EXPECT_EQ(SheetOf(header + stored), (Lines{"v1|v2", "0.5|1.5", "10.5|11.5"}));
     }
-    Outcome obsOnly = ReadBytes(header + obs + x);
-    ASSERT_EQ(obsOnly.status, 0) << obsOnly.message;
-    EXPECT_EQ(Sheet(obsOnly.sink), (std::vector<std::string>{"o1|0.5|1.5", "o2|10.5|11.5"}));
+    EXPECT_EQ(SheetOf(header + obs + x), (Lines{"o1|0.5|1.5", "o2|10.5|11.5"}));
 
     // The four name matrices in the order MATLAB saves them: two name columns, two name
     // rows. VARNUM, a 1 x 2 row vector, counts as one column all the same.
     const std::string obsNum = Array(6, {2, 1}, "OBSNUM", Element(9, F64(7) + F64(8)));
     const std::string varNum = Array(6, {1, 2}, "VARNUM", Element(9, F64(3) + F64(4)));
-    Outcome own = ReadBytes(header + RuleArray("DATA", 2, 2) + obs + obsNum + var + varNum);
-    ASSERT_EQ(own.status, 0) << own.message;
-    EXPECT_EQ(Sheet(own.sink),
-              (std::vector<std::string>{"||v1|v2", "||3|4", "o1|7|0.5|1.5", "o2|8|10.5|11.5"}));
+    EXPECT_EQ(SheetOf(header + RuleArray("DATA", 2, 2) + obs + obsNum + var + varNum),
+              (Lines{"||v1|v2", "||3|4", "o1|7|0.5|1.5", "o2|8|10.5|11.5"}));
 
     // Several data matrices side by side, a sparse one among them (its zeros are 0); a
     // shorter one leaves its lower cells empty.
     const std::string sparse =
         Array(5, {2, 2}, "S",
               Element(5, U32(1)) + Element(5, U32(0) + U32(0) + U32(1)) + Element(9, F64(-6)));
-    Outcome side = ReadBytes(header + RuleArray("A", 2, 1) + sparse + RuleArray("B", 1, 1));
-    ASSERT_EQ(side.status, 0) << side.message;
-    EXPECT_EQ(Sheet(side.sink), (std::vector<std::string>{"0.5|0|0|0.5", "10.5|0|-6|"}));
+    EXPECT_EQ(SheetOf(header + RuleArray("A", 2, 1) + sparse + RuleArray("B", 1, 1)),
+              (Lines{"0.5|0|0|0.5", "10.5|0|-6|"}));
 }
 
 TEST(MatFileLevel5Sheet, NamesMustAgreeWithTheData) {
@@ -690,9 +635,7 @@ TEST(MatFileLevel5Sheet, NamesMustAgreeWithTheData) {
     EXPECT_EQ(ReadBytes(header + TextArray("OBSNAM", {"a"}) + TextArray("VARNAM", {"b"})).message,
               "No data found.");
     // A single names matrix is the sheet.
-    Outcome single = ReadBytes(header + TextArray("VARNAM", {"a", "b"}));
-    ASSERT_EQ(single.status, 0) << single.message;
-    EXPECT_EQ(Sheet(single.sink), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(SheetOf(header + TextArray("VARNAM", {"a", "b"})), (Lines{"a", "b"}));
 }
 
 TEST(MatFileLevel5, VersionRule) {
@@ -740,14 +683,11 @@ TEST(MatFileLevel5, BigEndianFilesReadEveryElementSwapped) {
     const std::string sparse =
         BigArray(5, 2, 2, "s", E(5, I32(1)) + E(5, I32(0) + I32(0) + I32(1)) + E(9, F64(7, true)));
     const std::vector<std::string> expected = {"2.5|-1|-2|h\xC3\xA9|0|0", "||||0|7"};
-    Outcome plain = ReadBytes(be + doubles + small + text + sparse);
-    ASSERT_EQ(plain.status, 0) << plain.message;
-    EXPECT_EQ(Sheet(plain.sink), expected);
+    EXPECT_EQ(SheetOf(be + doubles + small + text + sparse), expected);
     // Compressed elements hold the same swapped elements.
-    Outcome packed = ReadBytes(be + E(15, Compress(doubles)) + E(15, Compress(small)) +
-                               E(15, Compress(text)) + E(15, Compress(sparse)));
-    ASSERT_EQ(packed.status, 0) << packed.message;
-    EXPECT_EQ(Sheet(packed.sink), expected);
+    EXPECT_EQ(SheetOf(be + E(15, Compress(doubles)) + E(15, Compress(small)) +
+                      E(15, Compress(text)) + E(15, Compress(sparse))),
+              expected);
 }
 
 // A grid source whose data begin at a chosen cell.
