@@ -8,6 +8,7 @@
 #include <climits>
 
 #include "formats/workbook/xlsx/XlsxParts.h"
+#include "formats/workbook/xlsx/XlsxSheetScan.h"
 #include "platform/XmlReader.h"
 #include "platform/ZipPackage.h"
 
@@ -201,11 +202,29 @@ int RowOfReference(std::string_view reference) {
 }
 
 bool ReadSheet(const ZipPackage& package, const std::string& part,
-               const std::vector<bool>& dateStyles, SheetCells& out, std::string& error) {
+               const std::vector<bool>& dateStyles, SheetCells& out, std::string& error,
+               SheetParser parser) {
     auto stream = package.OpenStream(part, kSheetPartLimit);
     if (!stream) {
         error = "missing part " + part;
         return false;
+    }
+    if (parser != SheetParser::kXml) {
+        SheetHandler handler(dateStyles, out);
+        if (ScanSheetData(*stream, handler))
+            return true;
+        // Given up on, or not well-formed: the XML parser reads the part from its start
+        // and says what is wrong with it.
+        out = SheetCells{};
+        if (parser == SheetParser::kScan) {
+            error = "not scanned";
+            return false;
+        }
+        stream = package.OpenStream(part, kSheetPartLimit);
+        if (!stream) {
+            error = "missing part " + part;
+            return false;
+        }
     }
     SheetHandler handler(dateStyles, out);
     return ParseXml(*stream, handler, error);
