@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/FormatTable.h"
-#include "cli/ReaderSession.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/ReaderSession.h"
 
 namespace {
 

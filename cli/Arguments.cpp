@@ -1,7 +1,7 @@
 // Parsing of the command line: "zmimport COMMAND [FILE...] [--option VALUE...]".
 #include "cli/Arguments.h"
 
-#include "cli/EncodingKeys.h"
+#include "framework/host/EncodingKeys.h"
 
 #include <string_view>
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/SheetWriters.h"
+#include "framework/host/SheetWriters.h"
 
 namespace zmcli {
 

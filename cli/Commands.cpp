@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "cli/FormatChoice.h"
-#include "cli/FormatTable.h"
-#include "cli/LoaderFormats.h"
-#include "cli/ReaderSession.h"
-#include "cli/SettingsCheck.h"
+#include "framework/host/FormatChoice.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/LoaderFormats.h"
+#include "framework/host/ReaderSession.h"
+#include "framework/host/SettingsCheck.h"
 
 namespace zmcli {
 

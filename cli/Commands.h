@@ -5,7 +5,7 @@
 #include <string>
 
 #include "cli/Arguments.h"
-#include "cli/SheetOffer.h"
+#include "framework/host/SheetOffer.h"
 
 namespace zmcli {
 

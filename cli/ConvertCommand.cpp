@@ -6,14 +6,14 @@
 #include <ostream>
 
 #include "cli/Commands.h"
-#include "cli/FormatTable.h"
-#include "cli/ReaderSession.h"
-#include "cli/SheetSource.h"
-#include "cli/TextTyping.h"
 #include "formats/text/TextFileOptions.h"
 #include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
 #include "framework/ZmImport.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/ReaderSession.h"
+#include "framework/host/SheetSource.h"
+#include "framework/host/TextTyping.h"
 #include "platform/Settings.h"
 
 namespace zmcli {

@@ -7,10 +7,10 @@
 #include <ostream>
 
 #include "cli/Commands.h"
-#include "cli/FormatTable.h"
-#include "cli/ReaderSession.h"
 #include "cli/StreamSink.h"
-#include "cli/TextTyping.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/ReaderSession.h"
+#include "framework/host/TextTyping.h"
 
 namespace zmcli {
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "cli/FastNumbers.h"
-#include "cli/TextTyping.h"
+#include "framework/host/FastNumbers.h"
+#include "framework/host/TextTyping.h"
 
 namespace zmcli {
 

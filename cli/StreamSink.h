@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "cli/SheetSink.h"
-#include "cli/SheetWriters.h"
+#include "framework/host/SheetSink.h"
+#include "framework/host/SheetWriters.h"
 
 namespace zmcli {
 

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <limits>
 
-#include "cli/FastNumbers.h"
-#include "cli/TextTyping.h"
+#include "framework/host/FastNumbers.h"
+#include "framework/host/TextTyping.h"
 
 namespace zmpy {
 

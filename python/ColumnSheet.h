@@ -13,7 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "cli/SheetSink.h"
+#include "framework/host/SheetSink.h"
 #include "platform/RawArray.h"
 
 namespace zmpy {

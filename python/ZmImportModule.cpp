@@ -18,12 +18,12 @@
 
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
-#include "cli/FormatChoice.h"
-#include "cli/FormatTable.h"
-#include "cli/LoaderFormats.h"
-#include "cli/ReaderSession.h"
-#include "cli/TextTyping.h"
 #include "framework/ZmImport.h"
+#include "framework/host/FormatChoice.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/LoaderFormats.h"
+#include "framework/host/ReaderSession.h"
+#include "framework/host/TextTyping.h"
 #include "python/ColumnSheet.h"
 #include "python/PandasHelpers.h"
 

@@ -11,9 +11,9 @@
 #include <sstream>
 #include <variant>
 
-#include "cli/SheetSource.h"
 #include "cli/StreamSink.h"
-#include "cli/TextTyping.h"
+#include "framework/host/SheetSource.h"
+#include "framework/host/TextTyping.h"
 
 using namespace zmcli;
 

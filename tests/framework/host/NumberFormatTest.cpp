@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/NumberFormat.h"
+#include "framework/host/NumberFormat.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Plain-decimal fast paths of number reading, exact by construction.
-#include "cli/FastNumbers.h"
+#include "framework/host/FastNumbers.h"
 
 #include <cstdint>
 

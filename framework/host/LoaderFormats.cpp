@@ -1,5 +1,5 @@
 // The command line's view of the loader's format list and the driver's file check.
-#include "cli/LoaderFormats.h"
+#include "framework/host/LoaderFormats.h"
 
 #include <cerrno>
 #include <cstring>

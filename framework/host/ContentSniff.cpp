@@ -1,5 +1,5 @@
 // Content checks on a file's first bytes, through the zip and compound-file layers.
-#include "cli/ContentSniff.h"
+#include "framework/host/ContentSniff.h"
 
 #include <algorithm>
 #include <cstdint>

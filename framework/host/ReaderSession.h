@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "cli/SheetSink.h"
 #include "framework/SpreadsheetFile.h"
 #include "framework/ZmImportTypes.h"
+#include "framework/host/SheetSink.h"
 
 namespace zmcli {
 

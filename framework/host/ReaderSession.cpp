@@ -1,5 +1,5 @@
 // Reader driving for the command line, in the calling order every reader expects.
-#include "cli/ReaderSession.h"
+#include "framework/host/ReaderSession.h"
 
 #include <ostream>
 
@@ -7,9 +7,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "cli/EncodingKeys.h"
-#include "cli/LoaderFormats.h"
 #include "framework/OptionsRecord.h"
+#include "framework/host/EncodingKeys.h"
+#include "framework/host/LoaderFormats.h"
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
 

@@ -15,8 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "cli/OutputBuffer.h"
-#include "cli/Sheet.h"
+#include "framework/host/OutputBuffer.h"
+#include "framework/host/Sheet.h"
 
 namespace zmcli {
 

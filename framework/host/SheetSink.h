@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "cli/Sheet.h"
 #include "framework/SpreadSheetData.h"
+#include "framework/host/Sheet.h"
 
 namespace zmcli {
 

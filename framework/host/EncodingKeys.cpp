@@ -1,5 +1,5 @@
 // The encoding keys that the text formats know, for checking what a user typed.
-#include "cli/EncodingKeys.h"
+#include "framework/host/EncodingKeys.h"
 
 #include "formats/text/TextFileOptions.h"
 

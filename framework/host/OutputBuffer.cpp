@@ -1,5 +1,5 @@
 // The command line's output buffer and the files it writes.
-#include "cli/OutputBuffer.h"
+#include "framework/host/OutputBuffer.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 // The sheet seen from a writer.
-#include "cli/SheetSource.h"
+#include "framework/host/SheetSource.h"
 
-#include "cli/NumberFormat.h"
+#include "framework/host/NumberFormat.h"
 
 namespace zmcli {
 

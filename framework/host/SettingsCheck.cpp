@@ -1,5 +1,5 @@
 // Unknown settings keys and values that do not parse, told before a read.
-#include "cli/SettingsCheck.h"
+#include "framework/host/SettingsCheck.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,7 +1,7 @@
 // Typing of delivered texts into numbers and missing cells.
-#include "cli/TextTyping.h"
+#include "framework/host/TextTyping.h"
 
-#include "cli/FastNumbers.h"
+#include "framework/host/FastNumbers.h"
 
 #include <charconv>
 #include <cstring>

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "cli/Sheet.h"
 #include "framework/ZmHostData.h"
+#include "framework/host/Sheet.h"
 
 namespace zmcli {
 

@@ -1,12 +1,12 @@
 // Format lookups over the built-in registry.
-#include "cli/FormatTable.h"
+#include "framework/host/FormatTable.h"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstring>
 
-#include "cli/LoaderFormats.h"
+#include "framework/host/LoaderFormats.h"
 #include "platform/FileNames.h"
 
 namespace zmcli {

@@ -1,17 +1,17 @@
 // What a workbook, MAT or JCAMP-DX file offers to choose from, found by opening it with
 // the format's reader as a read without settings does.
-#include "cli/SheetOffer.h"
+#include "framework/host/SheetOffer.h"
 
 #include <algorithm>
 #include <charconv>
 #include <exception>
 #include <memory>
 
-#include "cli/ReaderSession.h"
 #include "formats/spectral/JCAMPFile.h"
 #include "formats/workbook/ExcelFile.h"
 #include "formats/workbook/MatFile.h"
 #include "formats/workbook/xlsx/Excel2007File.h"
+#include "framework/host/ReaderSession.h"
 #include "platform/Settings.h"
 
 namespace zmcli {

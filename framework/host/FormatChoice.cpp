@@ -1,10 +1,10 @@
 // Format choice through the import driver and the plug-in loader, with the content's
 // word first.
-#include "cli/FormatChoice.h"
+#include "framework/host/FormatChoice.h"
 
-#include "cli/ContentSniff.h"
-#include "cli/FormatTable.h"
-#include "cli/LoaderFormats.h"
+#include "framework/host/ContentSniff.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/LoaderFormats.h"
 
 namespace zmcli {
 

@@ -1,5 +1,5 @@
 // Sparse-row storage of the cells a reader delivers.
-#include "cli/Sheet.h"
+#include "framework/host/Sheet.h"
 
 #include <algorithm>
 #include <cstring>

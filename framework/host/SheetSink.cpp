@@ -1,5 +1,5 @@
 // The command line's sink and its progress line.
-#include "cli/SheetSink.h"
+#include "framework/host/SheetSink.h"
 
 #include <algorithm>
 #include <charconv>
@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "cli/TextTyping.h"
+#include "framework/host/TextTyping.h"
 
 namespace zmcli {
 

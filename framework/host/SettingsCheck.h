@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/SheetOffer.h"
+#include "framework/host/SheetOffer.h"
 
 namespace zmcli {
 

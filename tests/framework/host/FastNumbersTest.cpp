@@ -1,7 +1,7 @@
 // The plain-decimal shortcuts give exactly what std::from_chars and std::to_chars give.
-#include "cli/FastNumbers.h"
-#include "cli/NumberFormat.h"
-#include "cli/TextTyping.h"
+#include "framework/host/FastNumbers.h"
+#include "framework/host/NumberFormat.h"
+#include "framework/host/TextTyping.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // CSV, TSV and JSON writers over a sheet, one output line per sheet row.
-#include "cli/SheetWriters.h"
+#include "framework/host/SheetWriters.h"
 
 #include <algorithm>
 #include <cmath>
 #include <sstream>
 
-#include "cli/NumberFormat.h"
+#include "framework/host/NumberFormat.h"
 
 namespace zmcli {
 

@@ -1,6 +1,6 @@
 // Number printing in the form std::to_chars gives (shortest round-trip digits, fixed
 // notation unless scientific is shorter), laid out here from the shortest decimal.
-#include "cli/NumberFormat.h"
+#include "framework/host/NumberFormat.h"
 
 #include <charconv>
 #include <cmath>
