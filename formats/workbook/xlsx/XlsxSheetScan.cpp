@@ -51,6 +51,16 @@ std::string_view Local(std::string_view qname) {
     return colon == std::string_view::npos ? qname : qname.substr(colon + 1);
 }
 
+bool Same(std::string_view a, std::string_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (a[i] != b[i])
+            return false;
+    }
+    return true;
+}
+
 // "xmlns" and "xmlns:..." attributes declare namespaces; the XML reader leaves them out.
 bool IsNamespaceDeclaration(std::string_view qname) {
     return qname.substr(0, 5) == "xmlns" && (qname.size() == 5 || qname[5] == ':');
@@ -279,7 +289,7 @@ class Scanner {
             if (close == std::string::npos)
                 return Step::kMore;
             for (const std::string_view seen : qnames) {
-                if (seen == attribute)
+                if (Same(seen, attribute))
                     throw GiveUp{};
             }
             qnames.push_back(attribute);
@@ -323,7 +333,7 @@ class Scanner {
                 throw GiveUp{};
             return Step::kEnd;
         }
-        if (open[depth - 1] != qname)
+        if (!Same(open[depth - 1], qname))
             throw GiveUp{};
         --depth;
         handler.End(Local(qname));
