@@ -7,6 +7,8 @@
 
 namespace zmcli {
 
+using namespace zmhost;
+
 namespace {
 
 struct CommandInfo {

@@ -14,6 +14,8 @@
 
 namespace zmcli {
 
+using namespace zmhost;
+
 namespace {
 
 std::string FilesLabel(const std::vector<std::string>& files) {
@@ -51,8 +53,11 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     if (!PlanRead(args, index, plan, err))
         return kExitFailure;
     OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, plan.base))
+    if (std::string failure;
+        !options.LoadIfGiven(args.optionsFile, failure, args.settings, plan.base)) {
+        err << "zmimport: " << failure << '\n';
         return kExitFailure;
+    }
 
     const std::string label = FilesLabel(args.files);
     std::FILE* const progressTerminal = !args.quiet && isatty(STDERR_FILENO) ? stderr : nullptr;

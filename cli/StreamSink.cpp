@@ -8,6 +8,8 @@
 
 namespace zmcli {
 
+using namespace zmhost;
+
 void StreamSink::SetDataSize(int newCols, int newRows) {
     if (kept) {
         kept->SetDataSize(newCols, newRows);
@@ -49,7 +51,7 @@ void StreamSink::EmptyRow(int row) {
 }
 
 void StreamSink::StartKeeping() {
-    kept = std::make_unique<SheetSink>();
+    kept = std::make_unique<zmhost::SheetSink>();
     kept->TypeTexts(typeTexts);
     kept->SetDataSize(cols, rows);
 }

@@ -20,9 +20,10 @@ namespace zmcli {
 // to be read again.
 // Cells at positions below 1 or right of Sheet::kMaxColumns are dropped and counted, as
 // the stored sheet does.
-class StreamSink : public CommandSink {
+class StreamSink : public zmhost::CommandSink {
   public:
-    StreamSink(OutputFormat format, OutputBuffer& out, std::FILE* progressTerminal = nullptr)
+    StreamSink(zmhost::OutputFormat format, zmhost::OutputBuffer& out,
+               std::FILE* progressTerminal = nullptr)
         : CommandSink(progressTerminal), format(format), printer(format, out) {}
 
     int GetNumberOfColumns() override { return kept ? kept->GetNumberOfColumns() : cols; }
@@ -40,7 +41,7 @@ class StreamSink : public CommandSink {
     void SetNumbersAcross(int col, int row, const double* values, size_t count) override;
 
     // The sheet the cells went to once the sink began keeping them, or null.
-    const Sheet* Kept() const { return kept ? &kept->GetSheet() : nullptr; }
+    const zmhost::Sheet* Kept() const { return kept ? &kept->GetSheet() : nullptr; }
 
     // Prints what is left after a complete read: the open row, rows that received no
     // cell, the end of the table.
@@ -66,8 +67,8 @@ class StreamSink : public CommandSink {
     void EndRow();
     void EmptyRow(int row);
 
-    OutputFormat format;
-    RowPrinter printer;
+    zmhost::OutputFormat format;
+    zmhost::RowPrinter printer;
     int cols = 0;
     int rows = 0;
     int currentRow = 0;  // the row being printed; 0 before the first
@@ -75,7 +76,7 @@ class StreamSink : public CommandSink {
     bool begun = false;  // the table's head is out: the announced size is final
     bool fellBack = false;
     long long dropped = 0;
-    std::unique_ptr<SheetSink> kept;
+    std::unique_ptr<zmhost::SheetSink> kept;
 };
 
 }  // namespace zmcli

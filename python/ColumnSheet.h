@@ -159,7 +159,7 @@ class ColumnSheet {
 };
 
 // Types texts as the command line's sink does and stores every cell in a ColumnSheet.
-class ColumnSheetSink : public zmcli::CommandSink {
+class ColumnSheetSink : public zmhost::CommandSink {
   public:
     ColumnSheetSink() : CommandSink(nullptr) {}
 

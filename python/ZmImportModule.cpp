@@ -8,17 +8,16 @@
 #include <pybind11/stl.h>
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
-#include <sstream>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
-#include "cli/Arguments.h"
-#include "cli/Commands.h"
 #include "framework/ZmImport.h"
+#include "framework/host/Convert.h"
 #include "framework/host/FormatChoice.h"
 #include "framework/host/FormatTable.h"
 #include "framework/host/LoaderFormats.h"
@@ -269,37 +268,19 @@ class PySheet {
 
 int FormatIndex(const std::vector<std::string>& files, const py::object& format,
                 std::string& name) {
-    zmcli::Arguments args;
-    args.files = files;
+    zmhost::ReadRequest request;
+    request.files = files;
     if (!format.is_none())
-        args.format = py::str(format).cast<std::string>();
-    std::ostringstream err;
-    int exitStatus = 0;
-    const int index = zmcli::FormatFor(args, err, exitStatus);
+        request.format = py::str(format).cast<std::string>();
+    zmhost::Failure failure;
+    const int index = zmhost::FormatFor(request, failure);
     if (index == 0) {
-        std::string text = err.str();
-        if (text.rfind("zmimport: ", 0) == 0)
-            text.erase(0, 10);
-        while (!text.empty() && text.back() == '\n')
-            text.pop_back();
-        if (!args.format.empty() && zmcli::ResolveFormat(args.format) == 0)
-            throw py::value_error(text);
-        Raise({text, 0, "", files.front()});
+        if (failure.badRequest)
+            throw py::value_error(failure.text);
+        Raise({failure.text, 0, "", files.front()});
     }
-    name = zmcli::FormatInfo(index)->name;
+    name = zmhost::FormatInfo(index)->name;
     return index;
-}
-
-// The text of what the command line would print, without its "zmimport: " prefixes.
-std::string Stripped(const std::string& printed) {
-    std::string text;
-    std::istringstream lines(printed);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.rfind("zmimport: ", 0) == 0)
-            line.erase(0, 10);
-        text += (text.empty() ? "" : "\n") + line;
-    }
-    return text;
 }
 
 // A file object's bytes in a temporary file, for the readers that need a path; the file
@@ -333,26 +314,22 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
     const auto sets = SettingsOf(options);
     std::string name;
     const int index = FormatIndex(files, format, name);
-    const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(index);
+    const ZmImportFileFormatInfo& info = *zmhost::FormatInfo(index);
     if (files.size() > 1 && !info.multiFile)
         throw py::value_error("the format \"" + name + "\" reads one file at a time");
-    zmcli::Arguments args;
-    args.files = files;
-    args.format = std::to_string(index);
-    args.settings = sets;
-    zmcli::ReadPlan plan;
-    std::ostringstream told;
-    if (!zmcli::PlanRead(args, index, plan, told))
-        throw py::value_error(Stripped(told.str()));
-    if (!told.str().empty())
-        py::module_::import("warnings")
-            .attr("warn")(Stripped(told.str()), py::arg("stacklevel") = 2);
-    zmcli::OptionsRecord record;
-    std::ostringstream err;
-    if (!record.LoadIfGiven("", err, sets, plan.base))
-        throw py::value_error(Stripped(err.str()));
+    const zmhost::ReadRequest request{files, std::to_string(index), "", sets};
+    zmhost::ReadPlan plan;
+    zmhost::Failure failure;
+    if (!zmhost::PlanRead(request, index, plan, failure))
+        throw py::value_error(plan.warning.empty() ? failure.text
+                                                   : plan.warning + "\n" + failure.text);
+    if (!plan.warning.empty())
+        py::module_::import("warnings").attr("warn")(plan.warning, py::arg("stacklevel") = 2);
+    zmhost::OptionsRecord record;
+    if (std::string failed; !record.LoadIfGiven("", failed, sets, plan.base))
+        throw py::value_error(failed);
     auto sink = std::make_unique<zmpy::ColumnSheetSink>();
-    sink->TypeTexts(zmcli::TypesTextsByDefault(info));
+    sink->TypeTexts(zmhost::TypesTextsByDefault(info));
     if (!progress.is_none()) {
         sink->OnProgress([progress](long long cells, long long total) {
             py::gil_scoped_acquire locked;
@@ -363,10 +340,10 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
             }
         });
     }
-    zmcli::ReadOutcome outcome;
+    zmhost::ReadOutcome outcome;
     {
         py::gil_scoped_release unlocked;
-        outcome = zmcli::ReadIntoSink(index, files, record.Get(), *sink);
+        outcome = zmhost::ReadIntoSink(index, files, record.Get(), *sink);
     }
     sink->OnProgress(nullptr);
     if (!outcome.ok) {
@@ -394,9 +371,9 @@ py::list Sheets(const py::object& path) {
     const std::vector<std::string> files = PathsOf(path);
     std::string name;
     const int index = FormatIndex(files, py::none(), name);
-    zmcli::SheetOffer offer;
+    zmhost::SheetOffer offer;
     py::list names;
-    if (zmcli::FindSheetOffer(index, files.front(), offer)) {
+    if (zmhost::FindSheetOffer(index, files.front(), offer)) {
         for (const std::string& sheet : offer.available)
             names.append(py::str(sheet));
     }
@@ -405,27 +382,23 @@ py::list Sheets(const py::object& path) {
 
 void Convert(const py::object& source, const py::object& target, const py::object& format,
              const py::object& options) {
-    zmcli::Arguments args;
-    args.command = zmcli::Command::kConvert;
-    args.files = {PathsOf(source).at(0), PathText(target)};
+    zmhost::ConvertRequest request;
+    request.source.files = {PathsOf(source).at(0)};
+    request.source.settings = SettingsOf(options);
+    request.target = PathText(target);
     if (!format.is_none())
-        args.toFormat = py::str(format).cast<std::string>();
-    args.settings = SettingsOf(options);
-    std::ostringstream out, err;
-    int status;
+        request.toFormat = py::str(format).cast<std::string>();
+    // A long read shows its progress line on a terminal, as the command line's does.
+    request.progressTerminal = isatty(STDERR_FILENO) ? stderr : nullptr;
+    zmhost::ConvertOutcome outcome;
     {
         py::gil_scoped_release unlocked;
-        status = zmcli::RunConvert(args, out, err);
+        outcome = zmhost::Convert(request);
     }
-    if (status != zmcli::kExitOk) {
-        std::string text = err.str();
-        if (text.rfind("zmimport: ", 0) == 0)
-            text.erase(0, 10);
-        while (!text.empty() && text.back() == '\n')
-            text.pop_back();
-        if (status == zmcli::kExitUsage)
-            throw py::value_error(text);
-        Raise({text, 0, "", args.files.front()});
+    if (outcome.failure) {
+        if (outcome.failure.badRequest)
+            throw py::value_error(outcome.failure.text);
+        Raise({outcome.failure.text, 0, "", request.source.files.front()});
     }
 }
 
@@ -507,12 +480,12 @@ PYBIND11_MODULE(zmimport, m) {
         [] {
             py::module_ types = py::module_::import("types");
             py::list out;
-            for (int i = 1; i <= zmcli::FormatCount(); ++i) {
-                const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(i);
+            for (int i = 1; i <= zmhost::FormatCount(); ++i) {
+                const ZmImportFileFormatInfo& info = *zmhost::FormatInfo(i);
                 out.append(types.attr("SimpleNamespace")(
                     py::arg("index") = i, py::arg("name") = info.name,
                     py::arg("filters") = info.filter != nullptr ? info.filter : "",
-                    py::arg("extensions") = zmcli::ExtensionsOf(info),
+                    py::arg("extensions") = zmhost::ExtensionsOf(info),
                     py::arg("can_read") = info.canRead != 0,
                     py::arg("can_write") = info.canWrite != 0));
             }
@@ -524,13 +497,13 @@ PYBIND11_MODULE(zmimport, m) {
         [](const py::object& path) {
             const std::vector<std::string> files = PathsOf(path);
             py::dict answers;
-            for (int i = 1; i <= zmcli::FormatCount(); ++i)
-                answers[py::str(zmcli::FormatInfo(i)->name)] =
-                    zmcli::AnswerName(zmcli::AskFormat(i, files[0]));
+            for (int i = 1; i <= zmhost::FormatCount(); ++i)
+                answers[py::str(zmhost::FormatInfo(i)->name)] =
+                    zmhost::AnswerName(zmhost::AskFormat(i, files[0]));
             std::string why;
-            const int chosen = zmcli::ChooseFormat(files, &why);
+            const int chosen = zmhost::ChooseFormat(files, &why);
             py::object name =
-                chosen > 0 ? py::object(py::str(zmcli::FormatInfo(chosen)->name)) : py::none();
+                chosen > 0 ? py::object(py::str(zmhost::FormatInfo(chosen)->name)) : py::none();
             return py::make_tuple(name, answers);
         },
         py::arg("path"),

@@ -12,7 +12,7 @@
 #include "platform/CompoundFile.h"
 #include "platform/ZipPackage.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -108,4 +108,4 @@ bool IsTextLikeFormat(const std::string& formatName) {
     return formatName == "CSV File" || formatName == "Text File" || formatName == "Text UTF-8 File";
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace zmcli {
+namespace zmhost {
 
 // "Excel2007 File" for a zip package holding a workbook part, "Excel File" for a compound
 // file with a "Workbook" or "Book" stream or a bare BIFF stream; "" when the content
@@ -18,4 +18,4 @@ bool LooksBinary(const std::string& file);
 // True for the formats that take any text: what detection falls back to.
 bool IsTextLikeFormat(const std::string& formatName);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -3,7 +3,7 @@
 
 #include "formats/text/TextFileOptions.h"
 
-namespace zmcli {
+namespace zmhost {
 
 bool IsKnownEncoding(const std::string& key) {
     const char** keys = TextFileOptions::GetAllEncodings();
@@ -25,4 +25,4 @@ std::string KnownEncodings() {
     return list;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

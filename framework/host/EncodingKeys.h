@@ -3,11 +3,11 @@
 
 #include <string>
 
-namespace zmcli {
+namespace zmhost {
 
 // True for a key of the text formats' encoding table ("" is the local code page).
 bool IsKnownEncoding(const std::string& key);
 // The known keys, comma-separated, for messages.
 std::string KnownEncodings();
 
-}  // namespace zmcli
+}  // namespace zmhost

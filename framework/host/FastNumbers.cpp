@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace zmcli {
+namespace zmhost {
 
 const double kExactPowersOf10[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                      1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
@@ -65,4 +65,4 @@ size_t ShortestDecimalLength(const char* text) {
     return fixedLength <= sciLength ? length : 0;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace zmcli {
+namespace zmhost {
 
 // Powers of ten that doubles hold exactly, 1e0 to 1e22.
 extern const double kExactPowersOf10[23];
@@ -59,4 +59,4 @@ bool FastParseDecimal(const char* first, const char* last, double& value);
 // "0.0001", "").
 size_t ShortestDecimalLength(const char* text);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -6,7 +6,7 @@
 #include "framework/host/FormatTable.h"
 #include "framework/host/LoaderFormats.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -51,4 +51,8 @@ std::string BinaryRefusal(const std::string& file) {
     return "no format recognises " + file + " (binary content); name one with --format";
 }
 
-}  // namespace zmcli
+std::string NoFormatText(const std::string& file, const std::string& why) {
+    return (why == BinaryRefusal(file) ? std::string() : file + ": ") + why;
+}
+
+}  // namespace zmhost

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace zmcli {
+namespace zmhost {
 
 // The 1-based index of the format to read the files with, or 0 when there is none, as
 // the application chooses it: the import driver checks the files (they must exist and
@@ -17,4 +17,8 @@ int ChooseFormat(const std::vector<std::string>& files, std::string* why = nullp
 // The refusal of a binary file no format recognises; it names the file itself.
 std::string BinaryRefusal(const std::string& file);
 
-}  // namespace zmcli
+// Why no format reads `file`, from what ChooseFormat told: "FILE: " before a text that
+// does not name the file itself.
+std::string NoFormatText(const std::string& file, const std::string& why);
+
+}  // namespace zmhost

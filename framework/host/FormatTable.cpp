@@ -9,7 +9,7 @@
 #include "framework/host/LoaderFormats.h"
 #include "platform/FileNames.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -98,4 +98,4 @@ const char* AnswerName(SprFileFactory::MyKindOfFile answer) {
     }
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -7,7 +7,7 @@
 #include "framework/SprFileFactory.h"
 #include "framework/ZmImportTypes.h"
 
-namespace zmcli {
+namespace zmhost {
 
 int FormatCount();
 // The record at a 1-based index, or null outside 1..FormatCount().
@@ -24,4 +24,4 @@ SprFileFactory::MyKindOfFile AskFormat(int index, const std::string& file);
 // "surely", "plausible", "can read" or "no".
 const char* AnswerName(SprFileFactory::MyKindOfFile answer);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -1,4 +1,4 @@
-// The command line's view of the loader's format list and the driver's file check.
+// A host's view of the loader's format list and the driver's file check.
 #include "framework/host/LoaderFormats.h"
 
 #include <cerrno>
@@ -11,11 +11,11 @@
 #include "framework/ImportHelperBase.h"
 #include "framework/SprFileFactory.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
-// The driver keeps its texts for the command line to print; it shows no message boxes.
+// The driver keeps its texts for the host to show; it shows no message boxes.
 class QuietDriver : public ImportHelperBase {
   public:
     explicit QuietDriver(ImportDLLLoader* loader) : ImportHelperBase(loader, "zmimport") {}
@@ -161,4 +161,4 @@ int CheckFiles(const std::vector<std::string>& files, int index, std::string& er
     return road.Listed(format);
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

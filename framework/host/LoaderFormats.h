@@ -9,7 +9,7 @@
 #include "framework/SpreadsheetFile.h"
 #include "framework/ZmImportTypes.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // Names the extra folder to scan for plug-ins; must come before the first lookup, which
 // builds the list once per process.
@@ -32,4 +32,4 @@ SpreadsheetFile* NewListedReader(int index);
 // `error`. Several files of a single-file format pass; the read command refuses them.
 int CheckFiles(const std::vector<std::string>& files, int index, std::string& error);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -10,7 +10,7 @@
 
 #include "platform/ShortestDecimal.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -195,4 +195,4 @@ std::string FormatInteger(long long value) {
     return std::string(buffer, PrintInteger(value, buffer));
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-namespace zmcli {
+namespace zmhost {
 
 // Each Print writes into `out` (at least kNumberRoom bytes) and returns the length.
 constexpr size_t kNumberRoom = 32;
@@ -19,4 +19,4 @@ std::string FormatDouble(double value);
 std::string FormatFloat(float value);
 std::string FormatInteger(long long value);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -1,4 +1,4 @@
-// The command line's output buffer and the files it writes.
+// The sheet writers' output buffer and the files it writes.
 #include "framework/host/OutputBuffer.h"
 
 #include <sys/stat.h>
@@ -9,7 +9,7 @@
 #include <limits>
 #include <ostream>
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -139,4 +139,4 @@ void OutputBuffer::Abandon() {
         std::remove(path.c_str());
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

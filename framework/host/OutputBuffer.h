@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace zmcli {
+namespace zmhost {
 
 // Writers append bytes; the buffer hands them on in large pieces. While a read is still
 // running, what was handed on may have to be taken back (a reader that delivers a cell
@@ -89,4 +89,4 @@ class OutputBuffer {
     bool handedOn = false;
 };
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -1,4 +1,4 @@
-// Reader driving for the command line, in the calling order every reader expects.
+// Reader driving for a host, in the calling order every reader expects.
 #include "framework/host/ReaderSession.h"
 
 #include <ostream>
@@ -13,7 +13,7 @@
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
 
-namespace zmcli {
+namespace zmhost {
 
 OptionsRecord::~OptionsRecord() {
     if (record.data != ownBytes)
@@ -21,7 +21,7 @@ OptionsRecord::~OptionsRecord() {
     delete[] ownBytes;
 }
 
-bool OptionsRecord::LoadIfGiven(const std::string& path, std::ostream& err,
+bool OptionsRecord::LoadIfGiven(const std::string& path, std::string& failure,
                                 const std::vector<std::pair<std::string, std::string>>& sets,
                                 const std::string& defaults) {
     if (path.empty() && sets.empty())
@@ -29,7 +29,7 @@ bool OptionsRecord::LoadIfGiven(const std::string& path, std::ostream& err,
     std::string error;
     if (Load(path, error, sets, defaults))
         return true;
-    err << "zmimport: " << (path.empty() ? std::string("--set") : path) << ": " << error << '\n';
+    failure = (path.empty() ? std::string("--set") : path) + ": " + error;
     return false;
 }
 
@@ -164,4 +164,4 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
     return outcome;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

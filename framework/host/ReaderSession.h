@@ -11,7 +11,7 @@
 #include "framework/ZmImportTypes.h"
 #include "framework/host/SheetSink.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // An options record whose bytes this program owns. Readers write their defaults into
 // an empty record with new[]; those bytes are released here too.
@@ -29,8 +29,9 @@ class OptionsRecord {
     bool Load(const std::string& path, std::string& error,
               const std::vector<std::pair<std::string, std::string>>& sets = {},
               const std::string& defaults = "");
-    // Loads `path` when one was given; on failure reports it on `err` and answers false.
-    bool LoadIfGiven(const std::string& path, std::ostream& err,
+    // Loads `path` when one was given or `sets` when there are any; false on failure,
+    // with `failure` naming the settings file (or "--set") and what is wrong.
+    bool LoadIfGiven(const std::string& path, std::string& failure,
                      const std::vector<std::pair<std::string, std::string>>& sets = {},
                      const std::string& defaults = "");
     ZmImportOpenOptions* Get() { return &record; }
@@ -66,4 +67,4 @@ std::string ErrorTextOf(SpreadsheetFile& reader);
 ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
                          ZmImportOpenOptions* options, CommandSink& sink);
 
-}  // namespace zmcli
+}  // namespace zmhost

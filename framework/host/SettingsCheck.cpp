@@ -9,7 +9,7 @@
 
 #include "platform/Settings.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -116,4 +116,4 @@ std::string UnknownKeysWarning(const std::string& formatName, const SettingsVerd
     return text + ")";
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

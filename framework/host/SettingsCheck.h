@@ -1,4 +1,5 @@
-// Checking --set keys and values against the keys a format's reader writes as its defaults.
+// Checking the settings keys and values a host was given against the keys a format's
+// reader writes as its defaults.
 #pragma once
 
 #include <string>
@@ -6,7 +7,7 @@
 
 #include "framework/host/SheetOffer.h"
 
-namespace zmcli {
+namespace zmhost {
 
 struct SettingsVerdict {
     std::vector<std::string> unknown;  // keys the reader does not read, in order given
@@ -22,4 +23,4 @@ SettingsVerdict CheckSettings(const std::string& defaultsXml, const SettingPairs
 // The warning for the unknown keys of `verdict`, naming the keys the format reads.
 std::string UnknownKeysWarning(const std::string& formatName, const SettingsVerdict& verdict);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-namespace zmcli {
+namespace zmhost {
 
 void Sheet::Announce(int cols, int rows) {
     announcedCols = std::clamp(cols, 0, kMaxColumns);
@@ -249,4 +249,4 @@ const std::vector<Cell>* Sheet::RowCells(int row) const {
     return &it->second;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zmcli {
+namespace zmhost {
 
 // One cell, kept compact: the kind says which member holds the value. Numbers keep the
 // type the reader delivered them in, so that printing can honour that type's precision.
@@ -138,4 +138,4 @@ class Sheet {
     mutable std::map<int, std::vector<Cell>>::const_iterator lastFound = rows.end();
 };
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -14,7 +14,7 @@
 #include "framework/host/ReaderSession.h"
 #include "platform/Settings.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -161,4 +161,4 @@ std::string SheetNote(const SheetOffer& offer) {
            " of " + std::to_string(count) + ": " + NameList(offer.available) + "); " + choose;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

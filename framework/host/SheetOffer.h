@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace zmcli {
+namespace zmhost {
 
 using SettingPairs = std::vector<std::pair<std::string, std::string>>;
 
@@ -33,4 +33,4 @@ std::string CheckSheetChoice(const SheetOffer& offer, const SettingPairs& settin
 // that chooses; "" when the file offers a single one.
 std::string SheetNote(const SheetOffer& offer);
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -1,4 +1,4 @@
-// The command line's sink and its progress line.
+// A host's sinks and their progress line.
 #include "framework/host/SheetSink.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 #include "framework/host/TextTyping.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -115,4 +115,4 @@ void SheetSink::Set(int col, int row, const char* text) {
     Tick();
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -1,4 +1,4 @@
-// The sinks the commands read into, their progress line, and the sink that stores a sheet.
+// The sinks a host reads into, their progress line, and the sink that stores a sheet.
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,7 @@
 #include "framework/SpreadSheetData.h"
 #include "framework/host/Sheet.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // "reading cells 12000/50000 (24%), 8000 cells/s, 5 s left": the progress of a read that
 // has run `seconds` (without a total: "reading cells 12000, 8000 cells/s").
@@ -67,7 +67,7 @@ class ProgressLine {
     size_t shownWidth = 0;
 };
 
-// What the commands read into: a sink with a progress line that may type the texts it
+// What a host reads into: a sink with a progress line that may type the texts it
 // is given. With typing on, a text that is entirely a number counts as that number and
 // an empty text as a missing cell, as the application's data object does.
 class CommandSink : public ReadSpreadSheetData {
@@ -117,4 +117,4 @@ class SheetSink : public CommandSink {
     Sheet sheet;
 };
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -3,7 +3,7 @@
 
 #include "framework/host/NumberFormat.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -83,4 +83,4 @@ bool SheetWriteSource::GetDataOrigin(int* col, int* row) {
     return true;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -1,4 +1,4 @@
-// The command line's sheet as a host write source: what a writer of the registry sees
+// The stored sheet as a host write source: what a writer of the registry sees
 // through the exported ZmImportWrite.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include "framework/ZmHostData.h"
 #include "framework/host/Sheet.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // Numbers are typed 1 and also answer the text query with their shortest exact form
 // (text writers ask every cell for its text); texts are 2; missing cells 3 with an
@@ -29,4 +29,4 @@ class SheetWriteSource : public ZmHostWriteSource {
     int originRow = 1;
 };
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -7,7 +7,7 @@
 
 #include "framework/host/NumberFormat.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -270,4 +270,4 @@ std::string FieldText(OutputFormat format, std::string_view text) {
     return stream.str();
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

@@ -18,7 +18,7 @@
 #include "framework/host/OutputBuffer.h"
 #include "framework/host/Sheet.h"
 
-namespace zmcli {
+namespace zmhost {
 
 enum class OutputFormat { kCsv, kTsv, kJson };
 
@@ -67,4 +67,4 @@ void WriteSheet(const Sheet& sheet, OutputFormat format, std::ostream& out);
 // A single text field as the layout prints it, exposed for the writers' tests.
 std::string FieldText(OutputFormat format, std::string_view text);
 
-}  // namespace zmcli
+}  // namespace zmhost

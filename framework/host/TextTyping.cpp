@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace zmcli {
+namespace zmhost {
 
 bool ParseNumberText(const char* text, double& value) {
     if (text == nullptr)
@@ -50,4 +50,4 @@ bool TypesTextsByDefault(const ZmImportFileFormatInfo& info) {
     return false;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost

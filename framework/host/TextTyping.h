@@ -1,11 +1,11 @@
-// How the command line's sheet types the texts a reader delivers, as the application's
+// How a host's sheet types the texts a reader delivers, as the application's
 // data object does: a text that is entirely a number becomes that number, an empty text
 // a missing cell.
 #pragma once
 
 #include "framework/ZmImportTypes.h"
 
-namespace zmcli {
+namespace zmhost {
 
 // True when `text` is one number in C-locale notation and nothing else ("1.5", "-2",
 // "3e3", ".5"); infinities, NaN, blanks and a leading "+" do not count.
@@ -15,4 +15,4 @@ bool ParseNumberText(const char* text, double& value);
 // formats that deliver every cell as text (delimited text, CSV, DIF and their kin).
 bool TypesTextsByDefault(const ZmImportFileFormatInfo& info);
 
-}  // namespace zmcli
+}  // namespace zmhost

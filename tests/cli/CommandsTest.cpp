@@ -21,6 +21,7 @@
 #include "platform/Settings.h"
 
 using namespace zmcli;
+using namespace zmhost;
 
 namespace {
 

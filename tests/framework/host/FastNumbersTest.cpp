@@ -20,7 +20,7 @@ std::string General(double value) {
 
 // The printer writes decimal texts as the general conversion does.
 void CheckPrinting(double value) {
-    ASSERT_EQ(zmcli::FormatDouble(value), General(value)) << std::hexfloat << value;
+    ASSERT_EQ(zmhost::FormatDouble(value), General(value)) << std::hexfloat << value;
 }
 
 // "[-]digits[.digits]", now and then with zeros in front or no integer digits.
@@ -45,11 +45,11 @@ TEST(FastNumbers, DecimalTextsReadAndPrintAsTheGeneralConversionsDo) {
         const char* const end = text.data() + text.size();
         double expected = 0, value = 0;
         ASSERT_EQ(std::from_chars(text.data(), end, expected).ptr, end) << text;
-        if (zmcli::FastParseDecimal(text.data(), end, value)) {
+        if (zmhost::FastParseDecimal(text.data(), end, value)) {
             ++parsed;
             ASSERT_EQ(std::memcmp(&value, &expected, sizeof value), 0) << text;
         }
-        if (const size_t length = zmcli::ShortestDecimalLength(text.c_str())) {
+        if (const size_t length = zmhost::ShortestDecimalLength(text.c_str())) {
             ++shortest;
             ASSERT_EQ(length, text.size());
             ASSERT_EQ(General(expected), text);
@@ -70,12 +70,12 @@ TEST(FastNumbers, DecimalTextsReadAndPrintAsTheGeneralConversionsDo) {
 
     double value = 0;
     for (const char* text : {"1e5", "1.5.2", "", "-", "+1", "0x10", "12345678901234567890"})
-        EXPECT_FALSE(zmcli::FastParseDecimal(text, text + std::strlen(text), value)) << text;
+        EXPECT_FALSE(zmhost::FastParseDecimal(text, text + std::strlen(text), value)) << text;
     for (const char* text : {"0", "-0", "1000", "0.001", "-12.5", "123456789012345"})
-        EXPECT_EQ(zmcli::ShortestDecimalLength(text), std::strlen(text)) << text;
+        EXPECT_EQ(zmhost::ShortestDecimalLength(text), std::strlen(text)) << text;
     for (const char* text : {"", "-", "1e3", ".5", "007", "1.", "1.50", "10000000", "0.0001",
                              "1234567890123456", "+1", "1 "})
-        EXPECT_EQ(zmcli::ShortestDecimalLength(text), 0u) << text;
+        EXPECT_EQ(zmhost::ShortestDecimalLength(text), 0u) << text;
 }
 
 // The one-pass reader of whole cells answers only where the typing of texts gives a
@@ -83,8 +83,8 @@ TEST(FastNumbers, DecimalTextsReadAndPrintAsTheGeneralConversionsDo) {
 TEST(FastNumbers, PlainDecimalCellsTypeAsTheTextTypingDoes) {
     auto check = [](const std::string& text) -> bool {
         double fast = 0, general = 0;
-        if (zmcli::ParsePlainDecimal(text.c_str(), fast)) {
-            EXPECT_TRUE(zmcli::ParseNumberText(text.c_str(), general)) << text;
+        if (zmhost::ParsePlainDecimal(text.c_str(), fast)) {
+            EXPECT_TRUE(zmhost::ParseNumberText(text.c_str(), general)) << text;
             EXPECT_EQ(std::memcmp(&fast, &general, sizeof fast), 0) << text;
             return true;
         }
@@ -99,7 +99,7 @@ TEST(FastNumbers, PlainDecimalCellsTypeAsTheTextTypingDoes) {
                              "0.00000000000001", "999999999999999", "-1234.5678"})
         EXPECT_TRUE(check(text)) << text;
     double value = 0;
-    ASSERT_TRUE(zmcli::ParsePlainDecimal("-0", value));
+    ASSERT_TRUE(zmhost::ParsePlainDecimal("-0", value));
     EXPECT_TRUE(std::signbit(value));
     // Left to the general reader: exponents, signs and blanks, sixteen digits and more,
     // words, a lone sign or point, a second point or sign, a decimal comma.
@@ -125,5 +125,5 @@ TEST(FastNumbers, PlainDecimalCellsTypeAsTheTextTypingDoes) {
                              "1,5",
                              "0x10",
                              "1.5x"})
-        EXPECT_FALSE(zmcli::ParsePlainDecimal(text, value)) << text;
+        EXPECT_FALSE(zmhost::ParsePlainDecimal(text, value)) << text;
 }

@@ -30,7 +30,7 @@ std::string Expected(T value) {
 template <typename T>
 void Check(T value, int& mismatches) {
     const std::string printed =
-        sizeof(T) == sizeof(float) ? zmcli::FormatFloat(value) : zmcli::FormatDouble(value);
+        sizeof(T) == sizeof(float) ? zmhost::FormatFloat(value) : zmhost::FormatDouble(value);
     const std::string expected = Expected(value);
     if (printed != expected && ++mismatches <= 10)
         ADD_FAILURE() << "printed " << printed << ", expected " << expected;
@@ -110,18 +110,18 @@ TEST(NumberFormat, RandomValuesOfEveryKindPrintAsTheStandardConversion) {
 }
 
 TEST(NumberFormat, IntegersAndSpecialsKeepTheirForms) {
-    EXPECT_EQ(zmcli::FormatInteger(std::numeric_limits<long long>::min()), "-9223372036854775808");
-    EXPECT_EQ(zmcli::FormatDouble(-0.0), "-0");
-    EXPECT_EQ(zmcli::FormatFloat(-0.0f), "-0");
-    EXPECT_EQ(zmcli::FormatDouble(std::nan("")), "NaN");
-    EXPECT_EQ(zmcli::FormatFloat(-std::numeric_limits<float>::infinity()), "-inf");
+    EXPECT_EQ(zmhost::FormatInteger(std::numeric_limits<long long>::min()), "-9223372036854775808");
+    EXPECT_EQ(zmhost::FormatDouble(-0.0), "-0");
+    EXPECT_EQ(zmhost::FormatFloat(-0.0f), "-0");
+    EXPECT_EQ(zmhost::FormatDouble(std::nan("")), "NaN");
+    EXPECT_EQ(zmhost::FormatFloat(-std::numeric_limits<float>::infinity()), "-inf");
     // A float keeps a float's shortest digits, at most nine.
-    EXPECT_EQ(zmcli::FormatFloat(0.1f), "0.1");
-    EXPECT_EQ(zmcli::FormatDouble(0.1f), "0.10000000149011612");
-    EXPECT_EQ(zmcli::FormatFloat(16777217.0f), "16777216");
-    EXPECT_EQ(zmcli::FormatDouble(1e15), "1e+15");
-    EXPECT_EQ(zmcli::FormatDouble(123456789012345.0), "123456789012345");
-    EXPECT_EQ(zmcli::FormatDouble(1e-5), "1e-05");
-    EXPECT_EQ(zmcli::FormatDouble(0.0001), "1e-04");
-    EXPECT_EQ(zmcli::FormatDouble(0.001), "0.001");  // as long as "1e-03": fixed
+    EXPECT_EQ(zmhost::FormatFloat(0.1f), "0.1");
+    EXPECT_EQ(zmhost::FormatDouble(0.1f), "0.10000000149011612");
+    EXPECT_EQ(zmhost::FormatFloat(16777217.0f), "16777216");
+    EXPECT_EQ(zmhost::FormatDouble(1e15), "1e+15");
+    EXPECT_EQ(zmhost::FormatDouble(123456789012345.0), "123456789012345");
+    EXPECT_EQ(zmhost::FormatDouble(1e-5), "1e-05");
+    EXPECT_EQ(zmhost::FormatDouble(0.0001), "1e-04");
+    EXPECT_EQ(zmhost::FormatDouble(0.001), "0.001");  // as long as "1e-03": fixed
 }

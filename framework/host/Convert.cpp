@@ -1,11 +1,8 @@
-// The convert command: any readable file -> sheet -> a writer of the registry, through
-// the exported interface as the application exports a sheet.
-#include <unistd.h>
+// Conversion through the registry's writers.
+#include "framework/host/Convert.h"
 
 #include <charconv>
-#include <ostream>
 
-#include "cli/Commands.h"
 #include "formats/text/TextFileOptions.h"
 #include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
@@ -16,7 +13,7 @@
 #include "framework/host/TextTyping.h"
 #include "platform/Settings.h"
 
-namespace zmcli {
+namespace zmhost {
 
 namespace {
 
@@ -86,61 +83,61 @@ std::string WriteThroughInterface(int writer, const std::string& file, const She
 
 }  // namespace
 
-int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
-    const std::string& input = args.files[0];
-    const std::string& output = args.files[1];
-    const int writer = args.toFormat.empty() ? WriterForFile(output) : WriterNamed(args.toFormat);
+ConvertOutcome Convert(const ConvertRequest& request) {
+    ConvertOutcome outcome;
+    const std::string& input = request.source.files.front();
+    const std::string& output = request.target;
+    const int writer =
+        request.toFormat.empty() ? WriterForFile(output) : WriterNamed(request.toFormat);
     if (writer == 0) {
-        err << "zmimport: "
-            << (args.toFormat.empty() ? "no writable format takes the extension of " + output
-                                      : "'" + args.toFormat + "' is not a writable format")
-            << " (writable: " << WriterNames() << ")\n";
-        return kExitUsage;
+        outcome.failure = {
+            (request.toFormat.empty() ? "no writable format takes the extension of " + output
+                                      : "'" + request.toFormat + "' is not a writable format") +
+                " (writable: " + WriterNames() + ")",
+            true};
+        return outcome;
     }
-    if (!args.encoding.empty() &&
-        TextFileOptions::GetEncodingIndex(args.encoding) == TextFileOptions::GetEncodingIndex("")) {
-        err << "zmimport: unknown encoding '" << args.encoding << "'\n";
-        return kExitUsage;
+    if (!request.encoding.empty() && TextFileOptions::GetEncodingIndex(request.encoding) ==
+                                         TextFileOptions::GetEncodingIndex("")) {
+        outcome.failure = {"unknown encoding '" + request.encoding + "'", true};
+        return outcome;
     }
 
     // Only the delimited-text writer takes an encoding from its options; the others
     // write their own, and a key they would ignore is refused rather than dropped.
     const std::string writerName = FormatInfo(writer)->name;
-    if (!args.encoding.empty() && writerName != "Text File") {
-        err << "zmimport: the \"" << writerName
-            << "\" writer chooses its own encoding; --encoding is not supported for it\n";
-        return kExitUsage;
+    if (!request.encoding.empty() && writerName != "Text File") {
+        outcome.failure = {"the \"" + writerName +
+                               "\" writer chooses its own encoding; --encoding is not supported "
+                               "for it",
+                           true};
+        return outcome;
     }
 
-    Arguments readArgs = args;
-    readArgs.files = {input};
-    int exitStatus = kExitOk;
-    const int reader = FormatFor(readArgs, err, exitStatus);
-    if (reader == 0)
-        return exitStatus;
-    ReadPlan plan;
-    if (!PlanRead(readArgs, reader, plan, err))
-        return kExitFailure;
+    const ReadRequest& source = request.source;
+    const int reader = FormatFor(source, outcome.failure);
+    if (reader == 0 || !PlanRead(source, reader, outcome.plan, outcome.failure))
+        return outcome;
     OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, plan.base))
-        return kExitFailure;
-    SheetSink sink(!args.quiet && isatty(STDERR_FILENO) ? stderr : nullptr);
-    sink.TypeTexts(!args.keepText && TypesTextsByDefault(*FormatInfo(reader)));
-    const ReadOutcome outcome = ReadIntoSink(reader, readArgs.files, options.Get(), sink);
-    if (!outcome.warning.empty())
-        err << "zmimport: " << input << ": warning: " << outcome.warning << '\n';
-    if (!outcome.ok) {
-        err << "zmimport: " << input << ": " << outcome.error << '\n';
-        return kExitFailure;
+    if (std::string error;
+        !options.LoadIfGiven(source.optionsFile, error, source.settings, outcome.plan.base)) {
+        outcome.failure = {error};
+        return outcome;
     }
-
-    NoteSheetRead(readArgs, plan, err);
-    const std::string error = WriteThroughInterface(writer, output, sink.GetSheet(), args.encoding);
-    if (!error.empty()) {
-        err << "zmimport: " << output << ": " << error << '\n';
-        return kExitFailure;
+    SheetSink sink(request.progressTerminal);
+    sink.TypeTexts(!source.keepText && TypesTextsByDefault(*FormatInfo(reader)));
+    const ReadOutcome read = ReadIntoSink(reader, source.files, options.Get(), sink);
+    outcome.readWarning = read.warning;
+    if (!read.ok) {
+        outcome.failure = {input + ": " + read.error};
+        return outcome;
     }
-    return kExitOk;
+    outcome.read = true;
+    const std::string error =
+        WriteThroughInterface(writer, output, sink.GetSheet(), request.encoding);
+    if (!error.empty())
+        outcome.failure = {output + ": " + error};
+    return outcome;
 }
 
-}  // namespace zmcli
+}  // namespace zmhost
