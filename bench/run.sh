@@ -462,11 +462,11 @@ awk '
     seen[name] = 1; ours[name] = f[2]; peer[name] = f[5]; ratio[name] = f[8]; goals[name] = goal
   }
   END {
-    printf "| %-44s | %9s | %9s | %7s | %-8s |\n", "input", "ours s", "peer s", "ratio", "goal"
-    printf "|%s|%s|%s|%s|%s|\n", "----------------------------------------------",
+    printf "| %-56s | %9s | %9s | %7s | %-8s |\n", "input", "ours s", "peer s", "ratio", "goal"
+    printf "|%s|%s|%s|%s|%s|\n", "----------------------------------------------------------",
       "-----------", "-----------", "---------", "----------"
     for (i = 1; i <= count; i++) {
       k = order[i]
-      printf "| %-44s | %9s | %9s | %6sx | %-8s |\n", k, ours[k], peer[k], ratio[k], goals[k]
+      printf "| %-56s | %9s | %9s | %6sx | %-8s |\n", k, ours[k], peer[k], ratio[k], goals[k]
     }
   }' "$log"
