@@ -119,6 +119,8 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     NoteSheetRead(args, plan, err);
     if (stored)
         WriteSheet(stored->GetSheet(), args.to, *output);
+    else if (const Sheet* kept = stream.Kept())
+        WriteSheet(*kept, args.to, *output);
     else
         stream.Finish();
     if (!output->Finish()) {

@@ -11,6 +11,10 @@ namespace zmcli {
 using namespace zmhost;
 
 void StreamSink::SetDataSize(int newCols, int newRows) {
+    if (kept) {
+        kept->SetDataSize(newCols, newRows);
+        return;
+    }
     newCols = std::clamp(newCols, 0, Sheet::kMaxColumns);
     newRows = std::max(newRows, 0);
     if (begun) {
@@ -46,8 +50,14 @@ void StreamSink::EmptyRow(int row) {
     EndRow();
 }
 
+void StreamSink::StartKeeping() {
+    kept = std::make_unique<zmhost::SheetSink>();
+    kept->TypeTexts(typeTexts);
+    kept->SetDataSize(cols, rows);
+}
+
 bool StreamSink::Place(int col, int row) {
-    if (fellBack)
+    if (fellBack || kept)
         return false;
     if (col < 1 || row < 1 || col > Sheet::kMaxColumns) {
         ++dropped;
@@ -56,7 +66,10 @@ bool StreamSink::Place(int col, int row) {
     const bool inOrder = row > currentRow || (row == currentRow && col > lastCol);
     const bool inSize = col <= cols && (row <= rows || format != OutputFormat::kJson);
     if (!inOrder || !inSize) {
-        fellBack = true;
+        if (begun)
+            fellBack = true;
+        else
+            StartKeeping();
         return false;
     }
     if (row > currentRow) {
@@ -81,24 +94,65 @@ bool StreamSink::Place(int col, int row) {
 void StreamSink::Set(int col, int row, int value) {
     if (Place(col, row))
         printer.Integer(value);
+    else if (kept)
+        Keep(col, row, value);
 }
 
 void StreamSink::Set(int col, int row, long long value) {
     if (Place(col, row))
         printer.Integer(value);
+    else if (kept)
+        Keep(col, row, value);
 }
 
 void StreamSink::Set(int col, int row, double value) {
     if (Place(col, row))
         printer.Double(value);
+    else if (kept)
+        Keep(col, row, value);
 }
 
 void StreamSink::Set(int col, int row, float value) {
     if (Place(col, row))
         printer.Float(value);
+    else if (kept)
+        Keep(col, row, value);
 }
 
 void StreamSink::Set(int col, int row, const char* text) {
+    if (kept) {
+        Keep(col, row, text);
+        return;
+    }
+    PrintText(col, row, text);
+    // The cell that made the sink begin keeping was not printed: it is the first kept.
+    if (kept)
+        Keep(col, row, text);
+}
+
+void StreamSink::SetNumbersDown(int col, int row, const double* values, size_t count) {
+    // A column of a table more than one column wide is followed by the next from the top:
+    // when nothing is printed yet, the cells are kept from the start.
+    if (!kept && !begun && !fellBack && count > 1 && cols > 1)
+        StartKeeping();
+    if (kept) {
+        kept->SetNumbersDown(col, row, values, count);
+        progress.TickMany(count);
+        return;
+    }
+    ReadSpreadSheetData::SetNumbersDown(col, row, values, count);
+}
+
+void StreamSink::SetNumbersAcross(int col, int row, const double* values, size_t count) {
+    if (kept) {
+        kept->SetNumbersAcross(col, row, values, count);
+        progress.TickMany(count);
+        return;
+    }
+    ReadSpreadSheetData::SetNumbersAcross(col, row, values, count);
+}
+
+void StreamSink::PrintText(int col, int row, const char* text) {
     if (text == nullptr)
         text = "";
     if (!typeTexts) {
@@ -123,7 +177,7 @@ void StreamSink::Set(int col, int row, const char* text) {
 }
 
 void StreamSink::Finish() {
-    if (fellBack)
+    if (fellBack || kept)
         return;
     if (!begun)
         BeginTable();

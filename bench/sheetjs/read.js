@@ -1,8 +1,10 @@
-// Reads every cell of a workbook's sheets with SheetJS and prints the wall time.
-// Usage: node read.js FILE
+// Reads every cell of a workbook's sheets with SheetJS and prints the wall time; with
+// "dense", into dense sheets without formatted cell texts (its fastest reading of values).
+// Usage: node read.js FILE [dense]
 const XLSX = require("xlsx");
 const start = process.hrtime.bigint();
-const book = XLSX.readFile(process.argv[2]);
+const options = process.argv[3] === "dense" ? { dense: true, cellText: false } : {};
+const book = XLSX.readFile(process.argv[2], options);
 let cells = 0;
 for (const name of book.SheetNames) {
   const rows = XLSX.utils.sheet_to_json(book.Sheets[name], { header: 1 });

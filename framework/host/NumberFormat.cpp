@@ -52,7 +52,7 @@ int DigitCount(uint64_t m) {
 // both four-digit halves, then their two-digit quarters, then the single digits are split
 // off in every lane at once by multiplying with scaled reciprocals (exact below 10^4 and
 // 10^2).
-uint64_t EightDigits(uint32_t m) {
+[[gnu::always_inline]] inline uint64_t EightDigits(uint32_t m) {
     uint64_t y = (m / 10000) | (uint64_t{m % 10000} << 32);
     uint64_t z = ((y * 10486) >> 20) & 0x0000007F0000007Fu;
     y = z | ((y - 100 * z) << 16);
@@ -62,13 +62,13 @@ uint64_t EightDigits(uint32_t m) {
 }
 
 // The last `count` (1 to 8) of a word's digits at p; writes eight bytes.
-void StoreLast(uint64_t digits, int count, char* p) {
+[[gnu::always_inline]] inline void StoreLast(uint64_t digits, int count, char* p) {
     digits >>= 8 * (8 - count);
     std::memcpy(p, &digits, 8);
 }
 
 // Writes the n digits of m at p, and at most eight bytes past them in all.
-void WriteDigits(uint64_t m, int n, char* p) {
+[[gnu::always_inline]] inline void WriteDigits(uint64_t m, int n, char* p) {
     if (n <= 8) {
         StoreLast(EightDigits(static_cast<uint32_t>(m)), n, p);
         return;

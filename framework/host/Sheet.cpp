@@ -2,6 +2,7 @@
 #include "framework/host/Sheet.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace zmhost {
@@ -46,9 +47,10 @@ Cell* Sheet::Slot(int col, int row) {
                 slots += it->second.capacity();
             }
             cachedCells = &it->second;
-            if (at <= std::min(announcedRows, kIndexedRows)) {
+            const int indexed = std::min(std::max(announcedRows, blockRows), kIndexedRows);
+            if (at <= static_cast<size_t>(indexed)) {
                 if (rowIndex.size() <= at)
-                    rowIndex.resize(static_cast<size_t>(std::min(announcedRows, kIndexedRows)) + 1);
+                    rowIndex.resize(static_cast<size_t>(indexed) + 1);
                 rowIndex[at] = cachedCells;
             }
         }
@@ -82,6 +84,7 @@ Cell* Sheet::Slot(int col, int row) {
 
 void Sheet::SetDouble(int col, int row, double value) {
     if (Cell* cell = Slot(col, row)) {
+        ClearBlock(col, row);
         cell->kind = Cell::Kind::kDouble;
         cell->d = value;
     }
@@ -89,6 +92,7 @@ void Sheet::SetDouble(int col, int row, double value) {
 
 void Sheet::SetFloat(int col, int row, float value) {
     if (Cell* cell = Slot(col, row)) {
+        ClearBlock(col, row);
         cell->kind = Cell::Kind::kFloat;
         cell->f = value;
     }
@@ -96,6 +100,7 @@ void Sheet::SetFloat(int col, int row, float value) {
 
 void Sheet::SetInteger(int col, int row, long long value) {
     if (Cell* cell = Slot(col, row)) {
+        ClearBlock(col, row);
         cell->kind = Cell::Kind::kInteger;
         cell->i = value;
     }
@@ -103,6 +108,7 @@ void Sheet::SetInteger(int col, int row, long long value) {
 
 void Sheet::SetText(int col, int row, const char* text) {
     if (Cell* cell = Slot(col, row)) {
+        ClearBlock(col, row);
         if (text == nullptr)
             text = "";
         // Texts longer than 4 GiB are cut; no reader delivers such a cell.
@@ -137,11 +143,94 @@ const char* Sheet::StoreText(const char* text, size_t length) {
 }
 
 const Cell* Sheet::At(int col, int row) const {
-    const std::vector<Cell>* cells = RowCells(row);
-    if (cells == nullptr || col < 1 || static_cast<size_t>(col) > cells->size())
+    if (col < 1 || row < 1)
         return nullptr;
-    const Cell& cell = (*cells)[col - 1];
-    return cell.kind == Cell::Kind::kMissing ? nullptr : &cell;
+    const std::vector<Cell>* cells = RowCells(row);
+    if (cells != nullptr && static_cast<size_t>(col) <= cells->size() &&
+        (*cells)[col - 1].kind != Cell::Kind::kMissing)
+        return &(*cells)[col - 1];
+    const double number = BlockAt(col, row);
+    if (number != number)
+        return nullptr;
+    blockCell.kind = Cell::Kind::kDouble;
+    blockCell.d = number;
+    return &blockCell;
+}
+
+bool Sheet::InBlock(int col, int row, size_t count, int dc, int dr) {
+    if (col < 1 || row < 1 || count == 0)
+        return false;
+    const long long lastCol = col + dc * static_cast<long long>(count - 1);
+    const long long lastRow = row + dr * static_cast<long long>(count - 1);
+    if (!HasBlock()) {
+        // Made once, for the announced size, where the allowance takes it (counted as
+        // the cell slots of the same bytes) and each of its rows has a place in the row
+        // index, so that cells kept one by one in it are found without a search.
+        const size_t cells =
+            static_cast<size_t>(announcedCols) * static_cast<size_t>(announcedRows);
+        const size_t asSlots = cells * sizeof(double) / sizeof(Cell);
+        if (cells == 0 || announcedRows > kIndexedRows || !Affordable(asSlots))
+            return false;
+        block = std::make_unique_for_overwrite<double[]>(cells);
+        std::fill_n(block.get(), cells, kNoNumber);
+        blockCols = announcedCols;
+        blockRows = announcedRows;
+        slots += asSlots;
+        // Every row kept one by one within the block is indexed from now on.
+        if (rowIndex.size() <= static_cast<size_t>(blockRows))
+            rowIndex.resize(static_cast<size_t>(blockRows) + 1);
+        for (auto& [number, cells] : rows) {
+            if (number > blockRows)
+                break;
+            rowIndex[static_cast<size_t>(number)] = &cells;
+        }
+    }
+    return lastCol <= blockCols && lastRow <= blockRows;
+}
+
+void Sheet::ClearSingle(int col, int row) {
+    const size_t at = static_cast<size_t>(row);
+    if (at < rowIndex.size() && rowIndex[at] != nullptr &&
+        static_cast<size_t>(col) <= rowIndex[at]->size())
+        (*rowIndex[at])[col - 1].kind = Cell::Kind::kMissing;
+}
+
+void Sheet::SetDoubles(int col, int row, const double* values, size_t count, int dc, int dr) {
+    if (!InBlock(col, row, count, dc, dr)) {
+        for (size_t i = 0; i < count; ++i) {
+            if (std::isfinite(values[i]))
+                SetDouble(col + dc * static_cast<int>(i), row + dr * static_cast<int>(i),
+                          values[i]);
+        }
+        return;
+    }
+    // Cells kept one by one give way to the run's numbers.
+    const bool singles = !rows.empty();
+    double* to = block.get() + static_cast<size_t>(col - 1) * blockRows + (row - 1);
+    const ptrdiff_t step = dr != 0 ? 1 : blockRows;
+    size_t stored = 0, last = 0;
+    for (size_t i = 0; i < count; ++i, to += step) {
+        if (!std::isfinite(values[i]))
+            continue;
+        *to = values[i];
+        ++stored;
+        last = i;
+        if (singles)
+            ClearSingle(col + dc * static_cast<int>(i), row + dr * static_cast<int>(i));
+    }
+    if (stored == 0)
+        return;
+    placed += stored;
+    maxCol = std::max(maxCol, col + dc * static_cast<int>(last));
+    maxRow = std::max(maxRow, row + dr * static_cast<int>(last));
+}
+
+void Sheet::SetDoublesDown(int col, int row, const double* values, size_t count) {
+    SetDoubles(col, row, values, count, 0, 1);
+}
+
+void Sheet::SetDoublesAcross(int col, int row, const double* values, size_t count) {
+    SetDoubles(col, row, values, count, 1, 0);
 }
 
 const std::vector<Cell>* Sheet::RowCells(int row) const {

@@ -53,6 +53,12 @@ class Sheet {
     void SetFloat(int col, int row, float value);
     void SetInteger(int col, int row, long long value);
     void SetText(int col, int row, const char* text);
+    // A run of numbers down a column or across a row; a value that is not finite leaves
+    // its cell as it is. Runs inside the announced size go to a block of numbers that
+    // holds the announced table column by column (8 bytes a cell, no per-cell bookkeeping),
+    // which a reader delivering whole columns fills in order.
+    void SetDoublesDown(int col, int row, const double* values, size_t count);
+    void SetDoublesAcross(int col, int row, const double* values, size_t count);
 
     // The printable extent: the announced size grown to every stored cell.
     int Columns() const;
@@ -62,14 +68,40 @@ class Sheet {
     int LastRowSet() const { return maxRow; }
     long long DroppedCells() const { return dropped; }
 
-    // The cell at a position, or null when it is missing.
+    // The cell at a position, or null when it is missing; a cell of the block of numbers
+    // is handed out in a copy that lasts until the next call.
     const Cell* At(int col, int row) const;
-    // The stored cells of a row, left to right (may be shorter than Columns()), or null.
+    // The cells of a row kept one by one, left to right (may be shorter than Columns()),
+    // or null; cells missing there may be in the block of numbers.
     const std::vector<Cell>* RowCells(int row) const;
+    // The block's number at a position: NaN where the block holds none.
+    double BlockAt(int col, int row) const {
+        return col <= blockCols && row <= blockRows
+                   ? block[static_cast<size_t>(col - 1) * blockRows + (row - 1)]
+                   : kNoNumber;
+    }
+    bool HasBlock() const { return blockCols > 0; }
     std::string_view TextOf(const Cell& cell) const { return {cell.text, cell.textLength}; }
 
   private:
+    static constexpr double kNoNumber = __builtin_nan("");
     Cell* Slot(int col, int row);
+    // Whether a run of `count` cells from (col, row), stepping by (dc, dr), can go to the
+    // block; makes the block on the first such run.
+    bool InBlock(int col, int row, size_t count, int dc, int dr);
+    // Forgets the block's number at a position that a single cell now takes.
+    void ClearBlock(int col, int row) {
+        if (col <= blockCols && row <= blockRows)
+            block[static_cast<size_t>(col - 1) * blockRows + (row - 1)] = kNoNumber;
+    }
+    // Marks a cell kept one by one missing where the block takes its place.
+    void ClearSingle(int col, int row);
+    void SetDoubles(int col, int row, const double* values, size_t count, int dc, int dr);
+
+    std::unique_ptr<double[]> block;
+    mutable Cell blockCell;
+    int blockCols = 0;
+    int blockRows = 0;
 
     std::map<int, std::vector<Cell>> rows;
     // Copies a text into the current block (a new one when it does not fit). Texts are

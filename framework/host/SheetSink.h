@@ -49,14 +49,21 @@ class ProgressLine {
         if ((terminal != nullptr || callback) && ++ticks % kTicksPerClockCheck == 0)
             Update();
     }
-    // Called for a run of `count` cells at once.
+    // Called for a run of `count` cells at once: the clock is looked at as the count
+    // passes the first check point in the run, and the line shows that point's count, as
+    // it would cell by cell.
     void TickMany(size_t count) {
         if (terminal == nullptr && !callback)
             return;
-        const unsigned long long before = ticks / kTicksPerClockCheck;
-        ticks += count;
-        if (ticks / kTicksPerClockCheck != before)
-            Update();
+        const unsigned long long next = (ticks / kTicksPerClockCheck + 1) * kTicksPerClockCheck;
+        if (ticks + count < next) {
+            ticks += count;
+            return;
+        }
+        const unsigned long long after = ticks + count;
+        ticks = next;
+        Update();
+        ticks = after;
     }
     // The bytes of the input read so far, of `total`, as the reader tells them.
     void Bytes(unsigned long long done, unsigned long long total) {
@@ -121,6 +128,14 @@ class SheetSink : public CommandSink {
     void Set(int col, int row, double value) override;
     void Set(int col, int row, float value) override;
     void Set(int col, int row, const char* text) override;
+    void SetNumbersDown(int col, int row, const double* values, size_t count) override {
+        sheet.SetDoublesDown(col, row, values, count);
+        progress.TickMany(count);
+    }
+    void SetNumbersAcross(int col, int row, const double* values, size_t count) override {
+        sheet.SetDoublesAcross(col, row, values, count);
+        progress.TickMany(count);
+    }
 
     const Sheet& GetSheet() const { return sheet; }
 

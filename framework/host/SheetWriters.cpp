@@ -242,10 +242,14 @@ void WriteSheet(const Sheet& sheet, OutputFormat format, OutputBuffer& out) {
         for (int col = 1; col <= cols; ++col) {
             if (col > 1)
                 printer.Separator();
-            if (cells != nullptr && static_cast<size_t>(col) <= cells->size())
+            if (cells != nullptr && static_cast<size_t>(col) <= cells->size() &&
+                (*cells)[col - 1].kind != Cell::Kind::kMissing) {
                 printer.StoredCell(sheet, (*cells)[col - 1]);
-            else
+            } else if (const double number = sheet.BlockAt(col, row); number == number) {
+                printer.Double(number);
+            } else {
                 printer.Missing();
+            }
         }
         printer.EndRow();
     }

@@ -43,7 +43,8 @@ std::string Stored(const Table& table, OutputFormat format, bool typed = false) 
     return out.str();
 }
 
-// The rows printed while the table is delivered, or "fell back".
+// The rows printed while the table is delivered (or the cells the sink kept, printed
+// at the end), or "fell back".
 std::string Streamed(const Table& table, OutputFormat format, bool typed = false) {
     std::ostringstream out;
     OutputBuffer buffer(out);
@@ -51,7 +52,10 @@ std::string Streamed(const Table& table, OutputFormat format, bool typed = false
     Deliver(sink, table, typed);
     if (sink.FellBack())
         return "fell back";
-    sink.Finish();
+    if (const Sheet* kept = sink.Kept())
+        WriteSheet(*kept, format, buffer);  // out of order before any row went out
+    else
+        sink.Finish();
     buffer.Finish();
     return out.str();
 }
@@ -161,4 +165,18 @@ TEST(StreamSink, PrintsWhatTheStoredSheetPrintsOrFallsBack) {
     EXPECT_FALSE(sink.FellBack());
     sink.SetDataSize(2, 9);
     EXPECT_TRUE(sink.FellBack());
+
+    // Whole columns, before any row went out, are kept rather than read again.
+    std::ostringstream columns;
+    OutputBuffer columnBuffer(columns);
+    StreamSink columnSink(OutputFormat::kCsv, columnBuffer);
+    const double first[] = {1, 2, 3}, second[] = {4, kNaN, 6};
+    columnSink.SetDataSize(2, 3);
+    columnSink.SetNumbersDown(1, 1, first, 3);
+    columnSink.SetNumbersDown(2, 1, second, 3);
+    EXPECT_FALSE(columnSink.FellBack());
+    ASSERT_NE(columnSink.Kept(), nullptr);
+    WriteSheet(*columnSink.Kept(), OutputFormat::kCsv, columnBuffer);
+    columnBuffer.Finish();
+    EXPECT_EQ(columns.str(), "1,4\n2,\n3,6\n");
 }

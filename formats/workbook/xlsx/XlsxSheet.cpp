@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <optional>
 
 #include "formats/workbook/xlsx/XlsxParts.h"
+#include "formats/workbook/xlsx/XlsxSheetScan.h"
 #include "platform/XmlReader.h"
 #include "platform/ZipPackage.h"
 
@@ -27,52 +29,76 @@ bool ToDouble(const std::string& text, double& value) {
     return error == std::errc() && stop == end;
 }
 
+// Compares a name with a short literal in place: millions of cells are told apart by
+// their element and attribute names.
+template <size_t N>
+bool Is(std::string_view name, const char (&literal)[N]) {
+    if (name.size() != N - 1)
+        return false;
+    for (size_t i = 0; i + 1 < N; ++i) {
+        if (name[i] != literal[i])
+            return false;
+    }
+    return true;
+}
+
+// The value of the attribute named `name`: the first of that name, as AttributeOf finds.
+template <size_t N>
+std::optional<std::string_view> Attribute(const std::vector<XmlAttribute>& a,
+                                          const char (&name)[N]) {
+    for (const XmlAttribute& attribute : a) {
+        if (Is(attribute.name, name))
+            return std::string_view(attribute.value);
+    }
+    return std::nullopt;
+}
+
 class SheetHandler : public XmlHandler {
   public:
     SheetHandler(const std::vector<bool>& dateStyles, SheetCells& out)
         : dateStyles(dateStyles), out(out) {}
 
     void Start(std::string_view name, const std::vector<XmlAttribute>& a) override {
-        if (name == "row") {
+        if (Is(name, "row")) {
             // A row beyond the last (or numbered 0) is kMaxRows: its cells are left out.
-            const auto r = AttributeOf(a, "r");
+            const auto r = Attribute(a, "r");
             const long long number = r ? ToInt(*r).value_or(0) : row + 2;
             row = number >= 1 && number <= kMaxRows ? static_cast<int>(number - 1) : kMaxRows;
             col = -1;
-        } else if (name == "c") {
+        } else if (Is(name, "c")) {
             // The reference places the cell; without one it follows the previous cell.
-            const auto r = AttributeOf(a, "r");
+            const auto r = Attribute(a, "r");
             const int c = r ? ColumnOfReference(*r) : -1;
             const int rowOfCell = r ? RowOfReference(*r) : -1;
             col = c >= 0 ? c : std::min(col + 1, kMaxCols);
             cellRow = rowOfCell >= 0 ? rowOfCell : row;
-            type = std::string(AttributeOf(a, "t").value_or(""));
-            style = static_cast<size_t>(ToInt(AttributeOf(a, "s").value_or("0")).value_or(0));
+            type = std::string(Attribute(a, "t").value_or(""));
+            style = static_cast<size_t>(ToInt(Attribute(a, "s").value_or("0")).value_or(0));
             value.clear();
             inlineText.clear();
             hasValue = false;
-        } else if (name == "v") {
+        } else if (Is(name, "v")) {
             inValue = true;
             hasValue = true;
-        } else if (name == "is") {
+        } else if (Is(name, "is")) {
             inInline = true;
-        } else if (name == "rPh") {
+        } else if (Is(name, "rPh")) {
             ++phonetic;
-        } else if (name == "t" && inInline && phonetic == 0) {
+        } else if (Is(name, "t") && inInline && phonetic == 0) {
             inInlineText = true;
         }
     }
 
     void End(std::string_view name) override {
-        if (name == "v") {
+        if (Is(name, "v")) {
             inValue = false;
-        } else if (name == "t") {
+        } else if (Is(name, "t")) {
             inInlineText = false;
-        } else if (name == "is") {
+        } else if (Is(name, "is")) {
             inInline = false;
-        } else if (name == "rPh") {
+        } else if (Is(name, "rPh")) {
             --phonetic;
-        } else if (name == "c") {
+        } else if (Is(name, "c")) {
             Finish();
         }
     }
@@ -88,12 +114,12 @@ class SheetHandler : public XmlHandler {
     void Finish() {
         if (cellRow >= kMaxRows || col >= kMaxCols || cellRow < 0 || col < 0) {
             // Beyond the sheet's limits: left out and counted, never moved onto a cell.
-            if (hasValue || type == "inlineStr")
+            if (hasValue || Is(type, "inlineStr"))
                 ++out.outside;
             return;
         }
         auto cell = SheetCells::Cell::Number(cellRow, col, SheetCells::Kind::kNumber, 0.0);
-        if (type == "s") {
+        if (Is(type, "s")) {
             if (!hasValue)
                 return;
             const auto index = ToInt(value, true);
@@ -103,10 +129,10 @@ class SheetHandler : public XmlHandler {
             }
             cell.kind = SheetCells::Kind::kShared;
             cell.index = static_cast<uint32_t>(*index);
-        } else if (type == "inlineStr") {
+        } else if (Is(type, "inlineStr")) {
             AddText(cell, DecodeEscapes(inlineText));
             return;
-        } else if (type == "d") {
+        } else if (Is(type, "d")) {
             // An ISO 8601 date written as text: shown as the date texts of date styles are.
             if (!hasValue)
                 return;
@@ -116,12 +142,12 @@ class SheetHandler : public XmlHandler {
                 text.resize(text.size() - 9);
             AddText(cell, text);
             return;
-        } else if (type == "str" || type == "e") {
+        } else if (Is(type, "str") || Is(type, "e")) {
             if (!hasValue)
                 return;
             AddText(cell, DecodeEscapes(value));
             return;
-        } else if (type == "b") {
+        } else if (Is(type, "b")) {
             if (!hasValue)
                 return;
             AddText(cell, ToInt(value).value_or(0) != 0 ? "TRUE" : "FALSE");
@@ -201,11 +227,29 @@ int RowOfReference(std::string_view reference) {
 }
 
 bool ReadSheet(const ZipPackage& package, const std::string& part,
-               const std::vector<bool>& dateStyles, SheetCells& out, std::string& error) {
+               const std::vector<bool>& dateStyles, SheetCells& out, std::string& error,
+               SheetParser parser) {
     auto stream = package.OpenStream(part, kSheetPartLimit);
     if (!stream) {
         error = "missing part " + part;
         return false;
+    }
+    if (parser != SheetParser::kXml) {
+        SheetHandler handler(dateStyles, out);
+        if (ScanSheetData(*stream, handler))
+            return true;
+        // Given up on, or not well-formed: the XML parser reads the part from its start
+        // and says what is wrong with it.
+        out = SheetCells{};
+        if (parser == SheetParser::kScan) {
+            error = "not scanned";
+            return false;
+        }
+        stream = package.OpenStream(part, kSheetPartLimit);
+        if (!stream) {
+            error = "missing part " + part;
+            return false;
+        }
     }
     SheetHandler handler(dateStyles, out);
     return ParseXml(*stream, handler, error);

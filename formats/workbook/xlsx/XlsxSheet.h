@@ -72,10 +72,15 @@ struct SheetCells {
     long long unresolved = 0;
 };
 
+// How the part is read: its cell data scanned directly where the scan can (the XML
+// parser otherwise), only by the XML parser, or only by the scan (false where it gives up).
+enum class SheetParser { kFast, kXml, kScan };
+
 // Reads the part; false when it is missing or not well-formed. `dateStyles` tells which
 // cell styles format numbers as dates.
 bool ReadSheet(const ZipPackage& package, const std::string& part,
-               const std::vector<bool>& dateStyles, SheetCells& out, std::string& error);
+               const std::vector<bool>& dateStyles, SheetCells& out, std::string& error,
+               SheetParser parser = SheetParser::kFast);
 
 // The 0-based column of a cell reference such as "AA10" (26), letters in either case;
 // -1 without letters, kMaxCols for a column beyond the last.

@@ -1,15 +1,19 @@
-// Text typing, the fields of the CSV/TSV/JSON layouts, the stored sheet's limits, the
-// sheet seen as a write source and the output buffer.
+// Text typing, the fields of the CSV/TSV/JSON layouts, the stored sheet's limits and its
+// block of numbers, the sheet seen as a write source and the output buffer.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
+#include <cmath>
 #include <fstream>
+#include <random>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "framework/host/OutputBuffer.h"
+#include "framework/host/SheetSink.h"
 #include "framework/host/SheetSource.h"
 #include "framework/host/SheetWriters.h"
 #include "framework/host/TextTyping.h"
@@ -82,6 +86,63 @@ TEST(Sheet, KeepsLongRowsButNotFarScatteredCells) {
     EXPECT_EQ(scattered.DroppedCells(), 199);
     scattered.SetInteger(1, 1, 5);  // a row already held takes cells on its left
     EXPECT_EQ(scattered.At(1, 1)->i, 5);
+}
+
+// Runs of numbers kept in the block print as the same numbers given cell by cell, mixed
+// with single cells in either order, with gaps, and partly or wholly outside the size.
+TEST(Sheet, RunsOfNumbersPrintAsTheSameCellsOneByOne) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 200; ++round) {
+        SheetSink bulk;
+        Sheet single;
+        const int cols = 1 + static_cast<int>(random() % 6);
+        const int rows = static_cast<int>(random() % 7);
+        bulk.SetDataSize(cols, rows);
+        single.Announce(cols, rows);
+        for (int step = 0; step < 12; ++step) {
+            const int col = static_cast<int>(random() % 9) - 1;
+            const int row = static_cast<int>(random() % 9) - 1;
+            std::vector<double> run(random() % 6);
+            for (double& v : run)
+                v = random() % 5 == 0 ? std::nan("") : static_cast<double>(random() % 1000) / 8;
+            const bool down = random() % 2 == 0;
+            switch (random() % 4) {
+                case 0:
+                    bulk.Set(col, row, "t");
+                    single.SetText(col, row, "t");
+                    break;
+                case 1:
+                    bulk.Set(col, row, 0.5f);
+                    single.SetFloat(col, row, 0.5f);
+                    break;
+                default:
+                    if (down)
+                        bulk.SetNumbersDown(col, row, run.data(), run.size());
+                    else
+                        bulk.SetNumbersAcross(col, row, run.data(), run.size());
+                    for (size_t i = 0; i < run.size(); ++i) {
+                        if (!std::isnan(run[i]))
+                            single.SetDouble(col + (down ? 0 : static_cast<int>(i)),
+                                             row + (down ? static_cast<int>(i) : 0), run[i]);
+                    }
+            }
+        }
+        std::ostringstream fromBulk, fromSingle;
+        WriteSheet(bulk.GetSheet(), OutputFormat::kCsv, fromBulk);
+        WriteSheet(single, OutputFormat::kCsv, fromSingle);
+        ASSERT_EQ(fromBulk.str(), fromSingle.str()) << round;
+        EXPECT_EQ(bulk.GetSheet().DroppedCells(), single.DroppedCells()) << round;
+        for (int row = 1; row <= single.Rows(); ++row) {
+            for (int col = 1; col <= single.Columns(); ++col) {
+                const Cell* a = bulk.GetSheet().At(col, row);
+                const Cell* b = single.At(col, row);
+                ASSERT_EQ(a == nullptr, b == nullptr) << round;
+                if (a != nullptr) {
+                    EXPECT_EQ(a->kind, b->kind) << round;
+                }
+            }
+        }
+    }
 }
 
 TEST(SheetWriteSource, DataBeginsAfterARowAndAColumnOfNames) {
