@@ -41,6 +41,7 @@ void ColumnSheet::MakeGrid() {
     grid.rowMajor = cols > rows;
     grid.length = grid.rowMajor ? cols : rows;
     grid.filled.assign(grid.rowMajor ? rows : cols, 0);
+    grid.othersEnd.assign(grid.filled.size(), 0);
     slotsHeld += cols * rows;
 }
 
@@ -201,7 +202,8 @@ void ColumnSheet::GridRun(size_t line, size_t place, const double* values, size_
     size_t freshMissing;
     const size_t stored =
         StoreRun(GridSlots(line, place, count), held, values, count, freshMissing);
-    grid.numbersOnly = grid.numbersOnly && freshMissing == 0;
+    if (freshMissing != 0)
+        MarkOthers(line, place + count);
     cellsStored += stored;
 }
 
@@ -230,7 +232,8 @@ void ColumnSheet::SetText(int col, int row, std::string_view text) {
     uint64_t* slot = Slot(col, row);
     if (slot == nullptr)
         return;
-    grid.numbersOnly = false;
+    if (grid.block != nullptr)
+        MarkOthers(LineOf(col, row), PlaceOf(col, row) + 1);
     textCells.Resize(col, 0);
     ++textCells[col - 1];
     if (recent.Empty())
@@ -364,11 +367,11 @@ void ColumnSheet::CopyAll(int first, size_t rows, size_t cols, bool rowMajor, do
 }
 
 std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedNumbers() const {
-    if (grid.block == nullptr || !grid.numbersOnly || static_cast<size_t>(Columns()) != grid.cols ||
+    if (grid.block == nullptr || static_cast<size_t>(Columns()) != grid.cols ||
         static_cast<size_t>(Rows()) != grid.rows)
         return nullptr;
-    for (const size_t filled : grid.filled) {
-        if (filled != grid.length)
+    for (size_t line = 0; line < grid.filled.size(); ++line) {
+        if (grid.filled[line] != grid.length || grid.othersEnd[line] != 0)
             return nullptr;
     }
     return grid.block;
@@ -410,6 +413,23 @@ double Widened(float value) {
     double out = value;
     std::from_chars(text, end, out);
     return out;
+}
+
+}  // namespace zmpy
+
+namespace zmpy {
+
+std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedColumn(int col, int first,
+                                                              const double*& start) const {
+    if (grid.block == nullptr || grid.rowMajor || col < 1 || static_cast<size_t>(col) > grid.cols ||
+        first < 1 || static_cast<size_t>(first) - 1 > grid.length ||
+        static_cast<size_t>(Rows()) != grid.rows)
+        return nullptr;
+    const size_t line = static_cast<size_t>(col) - 1;
+    if (grid.filled[line] != grid.length || grid.othersEnd[line] > static_cast<size_t>(first) - 1)
+        return nullptr;
+    start = reinterpret_cast<const double*>(grid.block->Data() + line * grid.length + first - 1);
+    return grid.block;
 }
 
 }  // namespace zmpy

@@ -92,6 +92,9 @@ class ColumnSheet {
     // every cell of the extent and each is a number; null otherwise. Slots written
     // through such an array are read back as the cells they then encode.
     std::shared_ptr<Block> SharedNumbers() const;
+    // The block holding rows first..Rows() of a column one after another, and where they
+    // start, when each of them is a number; null otherwise.
+    std::shared_ptr<Block> SharedColumn(int col, int first, const double*& start) const;
 
   private:
     static constexpr uint64_t kMissingSlot = 0x7FF0'0000'0000'0001;
@@ -114,8 +117,9 @@ class ColumnSheet {
         bool rowMajor = false;
         size_t length = 0;  // of a line
         std::vector<size_t> filled;
-        // No slot holds a missing cell or a text.
-        bool numbersOnly = true;
+        // Per line, 1 + the last place that may hold a missing cell or a text (0: none):
+        // the slots after it are numbers, which an array may share.
+        std::vector<size_t> othersEnd;
     };
     // The slots of one column as the sheet keeps them: `size` from row 1, `stride` apart.
     struct ColumnView {
@@ -182,10 +186,13 @@ class ColumnSheet {
         size_t& filled = grid.filled[line];
         if (place > filled) {
             std::fill(first + filled, first + place, kMissingSlot);
-            grid.numbersOnly = false;
+            MarkOthers(line, place);
         }
         filled = std::max(filled, place + count);
         return first + place;
+    }
+    void MarkOthers(size_t line, size_t end) {
+        grid.othersEnd[line] = std::max(grid.othersEnd[line], end);
     }
     // Rows arrive mostly in order: true when the slot exists, or is the next of its
     // column and fits what the column holds already (it is then added).

@@ -176,6 +176,15 @@ class PySheet {
     // A float64 column in memory of its own, mapped with huge pages where the system
     // gives them: page faults on fresh memory cost more here than copying the numbers.
     py::array Numbers(int col, int first, size_t rows) const {
+        // A column of numbers in the sheet's block is handed over as it is.
+        const double* start = nullptr;
+        if (auto shared = Sheet().SharedColumn(col, first, start)) {
+            auto* held = new std::shared_ptr<zmpy::ColumnSheet::Block>(std::move(shared));
+            py::capsule owner(held, [](void* p) {
+                delete static_cast<std::shared_ptr<zmpy::ColumnSheet::Block>*>(p);
+            });
+            return py::array_t<double>({rows}, {sizeof(double)}, const_cast<double*>(start), owner);
+        }
         auto block = std::make_unique<zm::RawArray<double>>();
         block->Reserve(std::max<size_t>(rows, 1));
         double* values = block->Extend(rows);
