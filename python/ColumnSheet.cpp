@@ -235,7 +235,8 @@ void ColumnSheet::SetText(int col, int row, std::string_view text) {
     if (grid.block != nullptr)
         MarkOthers(LineOf(col, row), PlaceOf(col, row) + 1);
     textCells.Resize(col, 0);
-    ++textCells[col - 1];
+    if (textCells[col - 1] != std::numeric_limits<uint32_t>::max())
+        ++textCells[col - 1];
     if (recent.Empty())
         recent.Resize(kRecentTexts, Recent{0, 0});
     const uint64_t hash = TextHash(text);
@@ -259,10 +260,10 @@ const char* ColumnSheet::StoreText(std::string_view text) {
     if (text.size() > blockFree) {
         const size_t blockSize =
             std::max(std::clamp(textBytes, size_t{1} << 16, size_t{4} << 20), text.size());
-        textBlocks.push_back(std::make_unique_for_overwrite<char[]>(blockSize));
-        blockNext = textBlocks.back().get();
+        textBlocks.emplace_back();
+        textBlocks.back().Reserve(blockSize);
+        blockNext = textBlocks.back().Extend(blockSize);
         blockFree = blockSize;
-        zm::AdviseHugePages(blockNext, blockSize);
     }
     textBytes += text.size();
     char* stored = blockNext;

@@ -234,9 +234,9 @@ class ColumnSheet {
     Grid grid;
     bool gridTried = false;
     std::vector<Column> columns;
-    // Text cells stored per column, counting a rewritten cell again: never fewer than the
-    // column holds.
-    zm::RawArray<size_t> textCells;
+    // Text cells stored per column, counting a rewritten cell again and stopping at the
+    // largest count: never fewer than the column holds.
+    zm::RawArray<uint32_t> textCells;
     zm::RawArray<std::string_view> texts;
     // The text last stored under each hash, 1 + its index (0: none), and the hash's top
     // bits: measurement tables repeat their labels, which then share one stored text (and
@@ -247,7 +247,8 @@ class ColumnSheet {
         uint32_t tag;
     };
     zm::RawArray<Recent> recent;
-    std::vector<std::unique_ptr<char[]>> textBlocks;
+    // From 1 MiB on a block is mapped memory the next read may reuse.
+    std::vector<zm::RawArray<char>> textBlocks;
     size_t blockFree = 0;
     size_t textBytes = 0;
     char* blockNext = nullptr;
