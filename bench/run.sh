@@ -301,34 +301,35 @@ fi
 # --- Python: files into pandas DataFrames, against pandas' own readers ---
 module_dir="$bin/../python"
 
+# numpy_row NAME FILE PEER TARGET: read().to_numpy() of FILE against PEER (a loader of
+# mat_to_numpy.py), one summary line.
+numpy_row() {
+  local ours_out theirs_out ours theirs
+  ours_out="$(PYTHONPATH="$module_dir" /usr/bin/python3 "$here/mat_to_numpy.py" "$2" zmimport)"
+  theirs_out="$(/usr/bin/python3 "$here/mat_to_numpy.py" "$2" "$3")"
+  ours="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$ours_out")"
+  theirs="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$theirs_out")"
+  echo "$(basename "$2"): zmimport.read().to_numpy() $ours s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$ours_out") MB;" \
+    "$3 $theirs s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$theirs_out") MB"
+  summary+=("$(awk -v n="$1" -v o="$ours" -v p="$theirs" -v w="$3" -v t="$4" 'BEGIN {
+    printf "%-28s ours %7.3f s   %s %7.3f s   %.2f x faster (target >= %s)", n, o, w, p, p / o, t }')")
+}
+
 # --- Python: a MAT matrix into NumPy, against scipy.io.loadmat ---
 mat="$work/matrix-v5.mat"
 if want python && [ -f "$module_dir/zmimport.pyi" ] && [ -f "$mat" ]; then
   echo
   echo "== Python module: MAT into NumPy =="
-  ours_out="$(PYTHONPATH="$module_dir" /usr/bin/python3 "$here/mat_to_numpy.py" "$mat" zmimport)"
-  theirs_out="$(/usr/bin/python3 "$here/mat_to_numpy.py" "$mat" scipy)"
-  ours="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$ours_out")"
-  theirs="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$theirs_out")"
-  echo "$(basename "$mat"): zmimport.read().to_numpy() $ours s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$ours_out") MB;" \
-    "scipy.io.loadmat $theirs s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$theirs_out") MB"
-  summary+=("$(awk -v o="$ours" -v p="$theirs" 'BEGIN {
-    printf "%-28s ours %7.3f s   scipy %7.3f s   %.2f x faster (target >= 1.5)", "Python .mat to numpy", o, p, p / o }')")
+  numpy_row "Python .mat to numpy" "$mat" scipy 1.5
 fi
-# --- Python: an AIA chromatogram of 2,000,000 points into NumPy, against netCDF4 ---
+# --- Python: an AIA chromatogram of 2,000,000 points into NumPy, against netCDF4 reading
+# the detector values and building the time axis ---
 cdf="$work/chromatogram-2000000.cdf"
 if want python && [ -f "$module_dir/zmimport.pyi" ] && /usr/bin/python3 -c 'import netCDF4' 2> /dev/null; then
   echo
   echo "== Python module: AIA chromatogram into NumPy =="
   [ -f "$cdf" ] || /usr/bin/python3 "$here/make_netcdf.py" "$cdf"
-  ours_out="$(PYTHONPATH="$module_dir" /usr/bin/python3 "$here/andi_to_numpy.py" "$cdf" zmimport)"
-  theirs_out="$(/usr/bin/python3 "$here/andi_to_numpy.py" "$cdf" netcdf4)"
-  ours="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$ours_out")"
-  theirs="$(awk '/^seconds/ { printf "%.3f", $2 }' <<< "$theirs_out")"
-  echo "$(basename "$cdf"): zmimport.read().to_numpy() $ours s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$ours_out") MB;" \
-    "netCDF4 values and time axis $theirs s, peak $(awk '/^peak_mb/ { printf "%.0f", $2 }' <<< "$theirs_out") MB"
-  summary+=("$(awk -v o="$ours" -v p="$theirs" 'BEGIN {
-    printf "%-28s ours %7.3f s   netCDF4 %7.3f s   %.2f x faster (target >= 0.33)", "Python .cdf to numpy", o, p, p / o }')")
+  numpy_row "Python .cdf to numpy" "$cdf" netCDF4 0.33
 fi
 if want python && [ -f "$module_dir/zmimport.pyi" ]; then
   echo
