@@ -406,13 +406,54 @@ void ColumnSheetSink::Set(int col, int row, const char* text) {
         sheet.SetText(col, row, text);
 }
 
+namespace {
+
+// The double nearest to a decimal as a float's shortest text writes it ("123.25",
+// "1.5e-07"), when its digits and its power of ten are both exact doubles: one division
+// or multiplication then rounds as reading the whole text would. False otherwise.
+bool ExactDecimal(const char* text, const char* end, double& out) {
+    constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                  1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    const bool negative = text != end && *text == '-';
+    text += negative;
+    uint64_t digits = 0;
+    int count = 0, scale = 0;
+    bool point = false;
+    for (; text != end && *text != 'e'; ++text) {
+        if (*text == '.') {
+            point = true;
+            continue;
+        }
+        digits = digits * 10 + static_cast<uint64_t>(*text - '0');
+        scale -= point;
+        if (digits != 0 && ++count > 18)
+            return false;
+    }
+    if (text != end) {
+        int exponent = 0;
+        if (std::from_chars(text + 1 + (text[1] == '+'), end, exponent).ptr != end)
+            return false;
+        scale += exponent;
+    }
+    if (scale < -22 || scale > 22 || digits > (uint64_t{1} << 53))
+        return false;
+    const double m = static_cast<double>(digits);
+    out = scale < 0 ? m / kPowers[-scale] : m * kPowers[scale];
+    out = negative ? -out : out;
+    return true;
+}
+
+}  // namespace
+
 double Widened(float value) {
     if (!std::isfinite(value))
         return value;
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, value).ptr;
     double out = value;
-    std::from_chars(text, end, out);
+    if (!ExactDecimal(text, end, out))
+        std::from_chars(text, end, out);
     return out;
 }
 

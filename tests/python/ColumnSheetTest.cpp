@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <charconv>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -151,6 +152,24 @@ TEST(ColumnSheetRuns, FilesGiveTheSameSheetInBlocksAsInColumns) {
         }
     }
     EXPECT_GE(read, 20);
+}
+
+// A float's value in Python is its shortest text read as a double: every float of a
+// sweep over all exponents and many mantissas reads as the text does.
+TEST(ColumnSheetFloats, WidenedIsTheShortestTextReadBack) {
+    uint32_t bits = 0;
+    for (long long i = 0; i < 1'000'000; ++i) {
+        bits = i < 256 ? static_cast<uint32_t>(i) << 23 : bits * 2654435761u + 12345u;
+        const float value = std::bit_cast<float>(bits);
+        if (!std::isfinite(value))
+            continue;
+        char text[32];
+        const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+        double expected = 0;
+        std::from_chars(text, end, expected);
+        ASSERT_EQ(std::bit_cast<uint64_t>(zmpy::Widened(value)), std::bit_cast<uint64_t>(expected))
+            << std::string(text, end);
+    }
 }
 
 }  // namespace
