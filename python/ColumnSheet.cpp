@@ -42,6 +42,12 @@ void ColumnSheet::MakeGrid() {
     grid.length = grid.rowMajor ? cols : rows;
     grid.filled.assign(grid.rowMajor ? rows : cols, 0);
     grid.othersEnd.assign(grid.filled.size(), 0);
+    // A wide sheet names each column in its first row: room for a text per column, so
+    // that the tables do not grow page by page (a reserved page costs nothing unused).
+    if (grid.rowMajor) {
+        texts.Reserve(cols);
+        textCells.Reserve(cols);
+    }
     slotsHeld += cols * rows;
 }
 
