@@ -196,7 +196,9 @@ class RawArray {
         if (extra > SIZE_MAX / 2 - size)
             throw std::bad_alloc();
         const size_t wanted = size + extra;
-        Reserve(wanted > capacity * 2 ? wanted : (capacity < 64 ? 64 : capacity * 2));
+        // Doubling, from 64 values on, but never less than what is wanted.
+        const size_t doubled = capacity < 32 ? 64 : capacity * 2;
+        Reserve(wanted > doubled ? wanted : doubled);
     }
 
     T* data = nullptr;

@@ -25,13 +25,75 @@ int ColumnSheet::Rows() const {
     return std::max(announcedRows, maxRow);
 }
 
+void ColumnSheet::MakeGrid() {
+    gridTried = true;
+    const size_t cols = static_cast<size_t>(announcedCols);
+    const size_t rows = static_cast<size_t>(announcedRows);
+    if (cols == 0 || rows == 0 || !columns.empty() || cols * rows > kFreeSlots)
+        return;
+    // The block is reserved, not touched: a line's slots are set in order as its cells
+    // arrive, so the pages of an extent the file never fills are never used.
+    grid.block = std::make_shared<Block>();
+    grid.block->Reserve(cols * rows);
+    grid.block->Extend(cols * rows);
+    grid.cols = cols;
+    grid.rows = rows;
+    grid.rowMajor = cols > rows;
+    grid.length = grid.rowMajor ? cols : rows;
+    grid.filled.assign(grid.rowMajor ? rows : cols, 0);
+    grid.othersEnd.assign(grid.filled.size(), 0);
+    // A wide sheet names each column in its first row: room for a text per column, so
+    // that the tables do not grow page by page (a reserved page costs nothing unused).
+    if (grid.rowMajor) {
+        texts.Reserve(cols);
+        textCells.Reserve(cols);
+    }
+    slotsHeld += cols * rows;
+}
+
+void ColumnSheet::Spill() {
+    // A column holds the rows up to the last one whose line reaches it.
+    std::vector<size_t> heights(grid.cols, grid.rowMajor ? 0 : grid.rows);
+    for (size_t line = 0; line < grid.filled.size(); ++line) {
+        if (!grid.rowMajor)
+            heights[line] = grid.filled[line];
+        else
+            std::fill(heights.begin(), heights.begin() + grid.filled[line], line + 1);
+    }
+    std::vector<Column> moved(grid.cols);
+    size_t held = 0;
+    for (size_t c = 0; c < grid.cols; ++c) {
+        Block& slots = moved[c].slots;
+        slots.Reserve(heights[c]);
+        for (size_t r = 0; r < heights[c]; ++r)
+            slots.Push(SlotAt(static_cast<int>(c) + 1, static_cast<int>(r) + 1));
+        held += heights[c];
+    }
+    columns = std::move(moved);
+    slotsHeld = held + grid.cols * kSlotsPerColumn;
+    grid = Grid{};
+}
+
+ColumnSheet::ColumnView ColumnSheet::ViewOf(int col) const {
+    if (grid.block != nullptr) {
+        if (grid.rowMajor || col < 1 || static_cast<size_t>(col) > grid.cols)
+            return {};
+        const size_t c = static_cast<size_t>(col) - 1;
+        return {grid.block->Data() + c * grid.length, grid.filled[c], 1};
+    }
+    if (col < 1 || static_cast<size_t>(col) > columns.size())
+        return {};
+    const Block& slots = columns[col - 1].slots;
+    return {slots.Data(), slots.Size(), 1};
+}
+
 bool ColumnSheet::MakeSlot(int col, int row) {
     if (col < 1 || row < 1 || col > kMaxColumns) {
         ++dropped;
         return false;
     }
-    // What one entry of the column list costs, counted in slots against the allowance.
-    constexpr size_t kSlotsPerColumn = sizeof(Column) / sizeof(uint64_t);
+    if (grid.block != nullptr)
+        Spill();
     const size_t allowance = kFreeSlots + kSlotsPerCell * cellsStored;
     if (static_cast<size_t>(col) > columns.size()) {
         const size_t added = (col - columns.size()) * kSlotsPerColumn;
@@ -42,7 +104,7 @@ bool ColumnSheet::MakeSlot(int col, int row) {
         columns.resize(col);
         slotsHeld += added;
     }
-    zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+    Block& slots = columns[col - 1].slots;
     if (static_cast<size_t>(row) > slots.Size()) {
         const size_t added = row - slots.Size();
         if (slotsHeld + added > allowance) {
@@ -59,6 +121,30 @@ bool ColumnSheet::MakeSlot(int col, int row) {
     return true;
 }
 
+size_t ColumnSheet::StoreRun(uint64_t* out, size_t held, const double* values, size_t count,
+                             size_t& freshMissing) {
+    // Finite values have an exponent below all ones. Cells held before keep their slot
+    // for a value that is not finite, new ones become missing; both loops run vectorised.
+    constexpr uint64_t kExponent = 0x7FF0'0000'0000'0000;
+    const size_t kept = std::min(count, held);
+    size_t stored = 0;
+    for (size_t i = 0; i < kept; ++i) {
+        const uint64_t bits = std::bit_cast<uint64_t>(values[i]);
+        const bool finite = (bits & kExponent) != kExponent;
+        out[i] = finite ? bits : out[i];
+        stored += finite;
+    }
+    size_t fresh = 0;
+    for (size_t i = kept; i < count; ++i) {
+        const uint64_t bits = std::bit_cast<uint64_t>(values[i]);
+        const bool finite = (bits & kExponent) != kExponent;
+        out[i] = finite ? bits : kMissingSlot;
+        fresh += finite;
+    }
+    freshMissing = count - kept - fresh;
+    return stored + fresh;
+}
+
 bool ColumnSheet::SetNumbersDown(int col, int row, const double* values, size_t count) {
     // Values past the last finite one store nothing and must not lengthen the column.
     while (count > 0 && !std::isfinite(values[count - 1]))
@@ -68,7 +154,29 @@ bool ColumnSheet::SetNumbersDown(int col, int row, const double* values, size_t 
     if (col < 1 || row < 1 || col > kMaxColumns ||
         count > static_cast<size_t>(std::numeric_limits<int>::max() - row) + 1)
         return false;
-    constexpr size_t kSlotsPerColumn = sizeof(Column) / sizeof(uint64_t);
+    if (!gridTried)
+        MakeGrid();
+    const int last = row + static_cast<int>(count - 1);
+    if (grid.block != nullptr) {
+        if (!InGrid(col, last))
+            return false;  // cell by cell, which moves the grid into columns
+        if (grid.rowMajor) {
+            for (size_t i = 0; i < count; ++i) {
+                if (std::isfinite(values[i]))
+                    SetNumber(col, row + static_cast<int>(i), values[i]);
+            }
+            return true;
+        }
+        GridRun(LineOf(col, row), PlaceOf(col, row), values, count);
+    } else if (!ColumnRun(col, row, values, count)) {
+        return false;
+    }
+    maxCol = std::max(maxCol, col);
+    maxRow = std::max(maxRow, last);
+    return true;
+}
+
+bool ColumnSheet::ColumnRun(int col, int row, const double* values, size_t count) {
     const size_t first = static_cast<size_t>(row) - 1;
     const size_t end = first + count;
     const size_t newColumns =
@@ -82,7 +190,7 @@ bool ColumnSheet::SetNumbersDown(int col, int row, const double* values, size_t 
         columns.resize(col);
         slotsHeld += newColumns * kSlotsPerColumn;
     }
-    zm::RawArray<uint64_t>& slots = columns[col - 1].slots;
+    Block& slots = columns[col - 1].slots;
     if (slots.Capacity() == 0 && static_cast<size_t>(announcedRows) > end)
         slots.Reserve(std::min<size_t>(announcedRows, allowance - slotsHeld));
     slots.Resize(first, kMissingSlot);
@@ -90,74 +198,78 @@ bool ColumnSheet::SetNumbersDown(int col, int row, const double* values, size_t 
     if (end > before)
         slots.Extend(end - before);
     slotsHeld += addedSlots;
-    // Finite values have an exponent below all ones. Cells held before keep their slot
-    // for a value that is not finite, new ones become missing; both loops run vectorised.
-    constexpr uint64_t kExponent = 0x7FF0'0000'0000'0000;
-    uint64_t* out = &slots[first];
-    const size_t kept = std::min(count, before - first);
-    size_t stored = 0;
-    for (size_t i = 0; i < kept; ++i) {
-        const uint64_t bits = std::bit_cast<uint64_t>(values[i]);
-        const bool finite = (bits & kExponent) != kExponent;
-        out[i] = finite ? bits : out[i];
-        stored += finite;
-    }
-    for (size_t i = kept; i < count; ++i) {
-        const uint64_t bits = std::bit_cast<uint64_t>(values[i]);
-        const bool finite = (bits & kExponent) != kExponent;
-        out[i] = finite ? bits : kMissingSlot;
-        stored += finite;
-    }
-    cellsStored += stored;
-    maxCol = std::max(maxCol, col);
-    maxRow = std::max(maxRow, static_cast<int>(end));
+    size_t freshMissing;
+    cellsStored += StoreRun(&slots[first], before - first, values, count, freshMissing);
     return true;
 }
 
-void ColumnSheet::SetText(int col, int row, std::string_view text) {
-    if (uint64_t* slot = Slot(col, row)) {
-        Column& column = columns[col - 1];
-        ++column.textCells;
-        if (text.empty()) {
-            SetKnownText(column, slot, text);
-            return;
-        }
-        uint16_t& recent = column.recent[RecentHash(text)];
-        if (recent != 0 && column.texts[recent - 1] == text) {
-            *slot = (kTextTag << 48) | (recent - 1);
-            return;
-        }
-        // Only texts of `known` are remembered, so that a text gets the same index
-        // either way.
-        if (const uint32_t known = SetKnownText(column, slot, text); known != 0)
-            recent = static_cast<uint16_t>(known);
+void ColumnSheet::GridRun(size_t line, size_t place, const double* values, size_t count) {
+    const size_t held = grid.filled[line] > place ? grid.filled[line] - place : 0;
+    size_t freshMissing;
+    const size_t stored =
+        StoreRun(GridSlots(line, place, count), held, values, count, freshMissing);
+    if (freshMissing != 0)
+        MarkOthers(line, place + count);
+    cellsStored += stored;
+}
+
+void ColumnSheet::SetNumbersAcross(int col, int row, const double* values, size_t count) {
+    while (count > 0 && !std::isfinite(values[count - 1]))
+        --count;
+    if (count == 0)
+        return;
+    if (!gridTried)
+        MakeGrid();
+    if (grid.block != nullptr && grid.rowMajor && col >= 1 &&
+        count <= static_cast<size_t>(std::numeric_limits<int>::max() - col) + 1 &&
+        InGrid(col + static_cast<int>(count - 1), row)) {
+        GridRun(LineOf(col, row), PlaceOf(col, row), values, count);
+        maxCol = std::max(maxCol, col + static_cast<int>(count - 1));
+        maxRow = std::max(maxRow, row);
+        return;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        if (std::isfinite(values[i]))
+            SetNumber(col + static_cast<int>(i), row, values[i]);
     }
 }
 
-uint32_t ColumnSheet::SetKnownText(Column& column, uint64_t* slot, std::string_view text) {
-    if (const auto found = column.known.find(text); found != column.known.end()) {
-        *slot = (kTextTag << 48) | found->second;
-        return static_cast<uint32_t>(found->second + 1);
+void ColumnSheet::SetText(int col, int row, std::string_view text) {
+    uint64_t* slot = Slot(col, row);
+    if (slot == nullptr)
+        return;
+    if (grid.block != nullptr)
+        MarkOthers(LineOf(col, row), PlaceOf(col, row) + 1);
+    textCells.Resize(col, 0);
+    if (textCells[col - 1] != std::numeric_limits<uint32_t>::max())
+        ++textCells[col - 1];
+    if (recent.Empty())
+        recent.Resize(kRecentTexts, Recent{0, 0});
+    const uint64_t hash = TextHash(text);
+    const auto tag = static_cast<uint32_t>(hash >> 32);
+    Recent& last = recent[hash & (kRecentTexts - 1)];
+    if (last.index != 0 && last.tag == tag && texts[last.index - 1] == text) {
+        *slot = (kTextTag << 48) | (last.index - 1);
+        return;
     }
-    const std::string_view stored(StoreText(text), text.size());
-    column.texts.Push(stored);
-    const uint64_t index = column.texts.Size() - 1;
+    texts.Push({StoreText(text), text.size()});
+    const uint64_t index = texts.Size() - 1;
     *slot = (kTextTag << 48) | index;
-    if (column.known.size() >= kKnownTexts)
-        return 0;
-    column.known.emplace(stored, index);
-    return static_cast<uint32_t>(index + 1);
+    if (index < std::numeric_limits<uint32_t>::max())
+        last = {static_cast<uint32_t>(index + 1), tag};
 }
 
 const char* ColumnSheet::StoreText(std::string_view text) {
+    if (text.empty())
+        return "";
     // Blocks grow with the texts held, from 64 KiB to 4 MiB.
     if (text.size() > blockFree) {
         const size_t blockSize =
             std::max(std::clamp(textBytes, size_t{1} << 16, size_t{4} << 20), text.size());
-        textBlocks.push_back(std::make_unique_for_overwrite<char[]>(blockSize));
-        blockNext = textBlocks.back().get();
+        textBlocks.emplace_back();
+        textBlocks.back().Reserve(blockSize);
+        blockNext = textBlocks.back().Extend(blockSize);
         blockFree = blockSize;
-        zm::AdviseHugePages(blockNext, blockSize);
     }
     textBytes += text.size();
     char* stored = blockNext;
@@ -178,18 +290,13 @@ std::string_view ColumnSheet::TextAt(int col, int row) const {
     const uint64_t slot = SlotAt(col, row);
     if (!IsText(slot))
         return {};
-    return columns[col - 1].texts[slot & kIndexMask];
-}
-
-size_t ColumnSheet::TextCount(int col) const {
-    return col >= 1 && static_cast<size_t>(col) <= columns.size() ? columns[col - 1].texts.Size()
-                                                                  : 0;
+    return texts[slot & kIndexMask];
 }
 
 bool ColumnSheet::NumbersOnlyFrom(int col, int first) const {
-    if (col < 1 || static_cast<size_t>(col) > columns.size())
+    if (col < 1 || static_cast<size_t>(col) > textCells.Size())
         return true;
-    const size_t counted = columns[col - 1].textCells;
+    const size_t counted = textCells[col - 1];
     if (counted == 0)
         return true;
     size_t above = 0;
@@ -204,23 +311,77 @@ bool ColumnSheet::NumbersOnlyFrom(int col, int first) const {
     return true;
 }
 
-void ColumnSheet::CopyNumbers(int col, int first, size_t count, double* out) const {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const zm::RawArray<uint64_t>* slots =
-        col >= 1 && static_cast<size_t>(col) <= columns.size() ? &columns[col - 1].slots : nullptr;
-    const size_t begin = first >= 1 ? static_cast<size_t>(first - 1) : 0;
-    const size_t held = slots != nullptr && slots->Size() > begin ? slots->Size() - begin : 0;
-    const size_t stored = std::min(count, held);
-    const uint64_t* from = stored != 0 ? slots->Data() + begin : nullptr;
-    // Missing and text slots are NaNs already, and a stored NaN is the quiet one: every
-    // NaN becomes the quiet NaN, without a branch, so that the loop runs vectorised.
-    const uint64_t quiet = std::bit_cast<uint64_t>(nan);
-    for (size_t i = 0; i < stored; ++i) {
-        const uint64_t slot = from[i];
+namespace {
+
+// Slots as doubles: missing and text slots are NaNs already, and a stored NaN is the
+// quiet one; every NaN becomes the quiet NaN, without a branch, so that the loop runs
+// vectorised.
+void CopyNormalized(const uint64_t* from, size_t stride, size_t count, double* out) {
+    const uint64_t quiet = std::bit_cast<uint64_t>(std::numeric_limits<double>::quiet_NaN());
+    auto one = [quiet](uint64_t slot) {
         const bool isNan = (slot & ~(uint64_t{1} << 63)) > 0x7FF0'0000'0000'0000;
-        out[i] = std::bit_cast<double>(isNan ? quiet : slot);
+        return std::bit_cast<double>(isNan ? quiet : slot);
+    };
+    if (stride == 1) {
+        for (size_t i = 0; i < count; ++i)
+            out[i] = one(from[i]);
+    } else {
+        for (size_t i = 0; i < count; ++i)
+            out[i] = one(from[i * stride]);
     }
-    std::fill(out + stored, out + count, nan);
+}
+
+}  // namespace
+
+void ColumnSheet::CopyNumbers(int col, int first, size_t count, double* out) const {
+    if (RowMajor()) {
+        for (size_t i = 0; i < count; ++i) {
+            const uint64_t slot = SlotAt(col, first + static_cast<int>(i));
+            CopyNormalized(&slot, 1, 1, out + i);
+        }
+        return;
+    }
+    const ColumnView view = ViewOf(col);
+    const size_t begin = first >= 1 ? static_cast<size_t>(first - 1) : 0;
+    const size_t stored = view.size > begin ? std::min(count, view.size - begin) : 0;
+    if (stored != 0)
+        CopyNormalized(view.data + begin * view.stride, view.stride, stored, out);
+    std::fill(out + stored, out + count, std::numeric_limits<double>::quiet_NaN());
+}
+
+void ColumnSheet::CopyAll(int first, size_t rows, size_t cols, bool rowMajor, double* out) const {
+    if (!rowMajor) {
+        for (size_t c = 0; c < cols; ++c)
+            CopyNumbers(static_cast<int>(c) + 1, first, rows, out + c * rows);
+        return;
+    }
+    // Row after row: a wide grid hands each row over as one run of slots.
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (size_t r = 0; r < rows; ++r) {
+        const size_t row = static_cast<size_t>(first) + r;  // 1-based
+        double* line = out + r * cols;
+        size_t stored = 0;
+        if (RowMajor() && row >= 1 && row <= grid.rows) {
+            stored = std::min(grid.filled[row - 1], cols);
+            CopyNormalized(grid.block->Data() + (row - 1) * grid.length, 1, stored, line);
+        } else if (!RowMajor()) {
+            for (size_t c = 0; c < cols; ++c)
+                CopyNumbers(static_cast<int>(c) + 1, static_cast<int>(row), 1, line + c);
+            stored = cols;
+        }
+        std::fill(line + stored, line + cols, nan);
+    }
+}
+
+std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedNumbers() const {
+    if (grid.block == nullptr || static_cast<size_t>(Columns()) != grid.cols ||
+        static_cast<size_t>(Rows()) != grid.rows)
+        return nullptr;
+    for (size_t line = 0; line < grid.filled.size(); ++line) {
+        if (grid.filled[line] != grid.length || grid.othersEnd[line] != 0)
+            return nullptr;
+    }
+    return grid.block;
 }
 
 void ColumnSheetSink::Set(int col, int row, float value) {
@@ -251,14 +412,72 @@ void ColumnSheetSink::Set(int col, int row, const char* text) {
         sheet.SetText(col, row, text);
 }
 
+namespace {
+
+// The double nearest to a decimal as a float's shortest text writes it ("123.25",
+// "1.5e-07"), when its digits and its power of ten are both exact doubles: one division
+// or multiplication then rounds as reading the whole text would. False otherwise.
+bool ExactDecimal(const char* text, const char* end, double& out) {
+    constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                  1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    const bool negative = text != end && *text == '-';
+    text += negative;
+    uint64_t digits = 0;
+    int count = 0, scale = 0;
+    bool point = false;
+    for (; text != end && *text != 'e'; ++text) {
+        if (*text == '.') {
+            point = true;
+            continue;
+        }
+        digits = digits * 10 + static_cast<uint64_t>(*text - '0');
+        scale -= point;
+        if (digits != 0 && ++count > 18)
+            return false;
+    }
+    if (text != end) {
+        int exponent = 0;
+        if (std::from_chars(text + 1 + (text[1] == '+'), end, exponent).ptr != end)
+            return false;
+        scale += exponent;
+    }
+    if (scale < -22 || scale > 22 || digits > (uint64_t{1} << 53))
+        return false;
+    const double m = static_cast<double>(digits);
+    out = scale < 0 ? m / kPowers[-scale] : m * kPowers[scale];
+    out = negative ? -out : out;
+    return true;
+}
+
+}  // namespace
+
 double Widened(float value) {
     if (!std::isfinite(value))
         return value;
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, value).ptr;
     double out = value;
-    std::from_chars(text, end, out);
+    if (!ExactDecimal(text, end, out))
+        std::from_chars(text, end, out);
     return out;
+}
+
+}  // namespace zmpy
+
+namespace zmpy {
+
+std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedColumn(int col, int first,
+                                                              const double*& start) const {
+    if (grid.block == nullptr || grid.rowMajor || col < 1 || static_cast<size_t>(col) > grid.cols ||
+        first < 1 || static_cast<size_t>(first) - 1 > grid.length ||
+        static_cast<size_t>(Rows()) != grid.rows)
+        return nullptr;
+    const size_t line = static_cast<size_t>(col) - 1;
+    if (grid.filled[line] != grid.length || grid.othersEnd[line] > static_cast<size_t>(first) - 1)
+        return nullptr;
+    start = reinterpret_cast<const double*>(grid.block->Data() + line * grid.length + first - 1);
+    return grid.block;
 }
 
 }  // namespace zmpy

@@ -20,6 +20,10 @@ def _parse_dates(frame):
         column = frame.iloc[:, position]
         if column.dtype != object:
             continue
+        # The first cell that is not missing mostly rules a column out on its own.
+        first = next((t for t in column.values if t is not None and t == t), None)
+        if not (isinstance(first, str) and _DATE_TEXT.match(first)):
+            continue
         texts = column.dropna()
         if len(texts) == 0 or not all(isinstance(t, str) and _DATE_TEXT.match(t) for t in texts):
             continue

@@ -137,32 +137,53 @@ class PySheet {
         return rows;
     }
 
-    // Rows from `firstRow` on as float64, NaN for missing and text cells.
+    // Rows from `firstRow` on as float64, NaN for missing and text cells. A sheet of
+    // numbers only hands its own block to the array, which keeps it alive.
     py::array_t<double> Numbers(int firstRow) const {
         const int rows = std::max(0, Sheet().Rows() - firstRow + 1);
         const int cols = Sheet().Columns();
-        // Filled column by column, as the sheet keeps them, in Fortran order; NumPy
-        // presents it as the same rows x columns array. The block is mapped memory the
-        // module reuses from read to read, like the float64 columns.
+        const bool rowMajor = Sheet().RowMajor();
+        constexpr auto kSize = static_cast<py::ssize_t>(sizeof(double));
+        const std::vector<py::ssize_t> strides =
+            rowMajor ? std::vector<py::ssize_t>{kSize * cols, kSize}
+                     : std::vector<py::ssize_t>{kSize, kSize * rows};
+        if (firstRow == 1) {
+            if (auto shared = Sheet().SharedNumbers()) {
+                const double* data = reinterpret_cast<const double*>(shared->Data());
+                auto* held = new std::shared_ptr<zmpy::ColumnSheet::Block>(std::move(shared));
+                py::capsule owner(held, [](void* p) {
+                    delete static_cast<std::shared_ptr<zmpy::ColumnSheet::Block>*>(p);
+                });
+                return py::array_t<double>(std::vector<py::ssize_t>{rows, cols}, strides,
+                                           const_cast<double*>(data), owner);
+            }
+        }
+        // Filled in the sheet's own order, column by column (Fortran order) or row by row
+        // for a wide sheet; NumPy presents either as the same rows x columns array. The
+        // block is mapped memory the module reuses from read to read.
         const size_t count = static_cast<size_t>(rows) * static_cast<size_t>(cols);
         auto block = std::make_unique<zm::RawArray<double>>();
         block->Reserve(std::max<size_t>(count, 1));
         double* data = block->Extend(count);
-        for (int c = 0; c < cols; ++c)
-            Sheet().CopyNumbers(c + 1, firstRow, rows, data + static_cast<size_t>(c) * rows);
+        Sheet().CopyAll(firstRow, rows, cols, rowMajor, data);
         py::capsule owner(block.get(),
                           [](void* p) { delete static_cast<zm::RawArray<double>*>(p); });
         block.release();
-        return py::array_t<double>(
-            std::vector<py::ssize_t>{rows, cols},
-            std::vector<py::ssize_t>{static_cast<py::ssize_t>(sizeof(double)),
-                                     static_cast<py::ssize_t>(sizeof(double)) * rows},
-            data, owner);
+        return py::array_t<double>(std::vector<py::ssize_t>{rows, cols}, strides, data, owner);
     }
 
     // A float64 column in memory of its own, mapped with huge pages where the system
     // gives them: page faults on fresh memory cost more here than copying the numbers.
     py::array Numbers(int col, int first, size_t rows) const {
+        // A column of numbers in the sheet's block is handed over as it is.
+        const double* start = nullptr;
+        if (auto shared = Sheet().SharedColumn(col, first, start)) {
+            auto* held = new std::shared_ptr<zmpy::ColumnSheet::Block>(std::move(shared));
+            py::capsule owner(held, [](void* p) {
+                delete static_cast<std::shared_ptr<zmpy::ColumnSheet::Block>*>(p);
+            });
+            return py::array_t<double>({rows}, {sizeof(double)}, const_cast<double*>(start), owner);
+        }
         auto block = std::make_unique<zm::RawArray<double>>();
         block->Reserve(std::max<size_t>(rows, 1));
         double* values = block->Extend(rows);
@@ -174,8 +195,9 @@ class PySheet {
     }
 
     // The texts, numbers and None of a column holding texts, as an object array. Cells
-    // that share a stored text share its Python string.
-    py::array Objects(int col, int first, int rows) const {
+    // that share a stored text share its Python string, kept in `strings` by the text's
+    // index for every column of a frame.
+    py::array Objects(int col, int first, int rows, std::vector<py::object>& strings) const {
         // The array's references live in memory the module maps (reused from read to read,
         // like the float64 columns); whoever owns the block lets go of the references
         // stored so far.
@@ -190,13 +212,12 @@ class PySheet {
         auto owner = std::make_unique<References>();
         owner->block.Reserve(std::max(rows, 1));
         PyObject** objects = owner->block.Extend(static_cast<size_t>(rows));
-        std::vector<py::object> strings(Sheet().TextCount(col));
         for (int r = 0; r < rows; ++r) {
             PyObject* value;
             if (const long long index = Sheet().TextIndexAt(col, first + r); index >= 0) {
                 py::object& string = strings[index];
                 if (!string) {
-                    const std::string_view text = Sheet().TextOfIndex(col, index);
+                    const std::string_view text = Sheet().TextOfIndex(index);
                     string = py::str(text.data(), text.size());
                 }
                 value = string.ptr();
@@ -242,13 +263,14 @@ class PySheet {
         py::dict columns;
         py::list names;
         std::unordered_set<std::string> used;
+        std::vector<py::object> strings(Sheet().TextCount());
         for (int c = 1; c <= cols; ++c) {
             const bool numeric = Sheet().NumbersOnlyFrom(c, first);
             py::array values;
             if (numeric) {
                 values = Numbers(c, first, static_cast<size_t>(rows));
             } else {
-                values = Objects(c, first, rows);
+                values = Objects(c, first, rows, strings);
             }
             py::object name = header ? ColumnName(c, used) : py::int_(c - 1);
             columns[name] = values;

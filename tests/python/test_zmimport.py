@@ -4,6 +4,7 @@ interpreter lock, conversion, and the Dask example on a folder of files."""
 import csv
 import os
 import pathlib
+import pickle
 import subprocess
 import sys
 import threading
@@ -115,6 +116,39 @@ def test_missing_text_and_number_cells_keep_their_kind(tmp_path):
     matrix = tmp_path / "signed.mat"
     scipy.io.savemat(matrix, {"X": numpy.array([[1.0, -0.0]])})
     assert numpy.signbit(zmimport.read(matrix).cells[0][1])
+
+
+def test_arrays_share_the_sheets_block_where_it_holds_only_numbers(tmp_path):
+    import scipy.io
+
+    path = tmp_path / "block.mat"
+    matrix = numpy.arange(12.0).reshape(3, 4)
+    scipy.io.savemat(path, {"X": matrix})
+    sheet = zmimport.read(path)
+    first, second = sheet.to_numpy(), sheet.to_numpy()
+    assert numpy.shares_memory(first, second)
+    numpy.testing.assert_array_equal(first, matrix)
+    # What the array writes reads back as cells without harm, a NaN that looks like a
+    # text marker included, and the array keeps the block alive.
+    first.view(numpy.uint64)[0, 0] = 0x7FF1000000000005
+    first[0, 1] = 42.0
+    for cells in (sheet.cells, pickle.loads(pickle.dumps(sheet)).cells):
+        assert numpy.isnan(cells[0][0]) and cells[0][1:3] == [42.0, 2.0]
+    del sheet, second
+    assert first[2, 3] == 11.0
+    # A sheet with a missing cell, text or a wide grid is copied, NaN where no number is.
+    csv = tmp_path / "mixed.csv"
+    csv.write_text("h,i\n1,\n2,3\n")
+    mixed = zmimport.read(csv)
+    assert not numpy.shares_memory(mixed.to_numpy(), mixed.to_numpy())
+    frame = mixed.to_pandas()
+    assert frame["h"].tolist() == [1.0, 2.0] and numpy.isnan(frame["i"][0])
+    wide = zmimport.read(CORPUS / "netcdf" / "agilent_hplc.cdf")
+    numbers = wide.to_numpy()
+    cells = numpy.array([[c if isinstance(c, float) else numpy.nan for c in row]
+                         for row in wide.cells])
+    numpy.testing.assert_array_equal(numbers, cells)
+    assert numbers.shape[1] > 100 * numbers.shape[0]
 
 
 def test_cells_placed_far_apart_are_cut_with_a_warning(tmp_path):
