@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/SpreadsheetFile.h"
+#include "formats/spectral/SpectrumFile.h"
 #include "platform/ZmExport.h"
 
 namespace zm {
@@ -18,7 +18,7 @@ class NetCDF;
 // must have the same number of variables; the headings are the first file's.
 // Codes: 2064 not an MVACDF file, 2065 value type or size unknown, 2066 observations
 // stored as matrices, 2067 no observation data, 2068 different numbers of variables.
-class ZMIMPORT_API MvaCDFFileReader : public SpreadsheetFile {
+class ZMIMPORT_API MvaCDFFileReader : public SpectrumFile {
   public:
     enum MvaCDFStatus {
         kNotMvaCDFFile = 2064,
@@ -34,11 +34,6 @@ class ZMIMPORT_API MvaCDFFileReader : public SpreadsheetFile {
     ~MvaCDFFileReader() override;
 
     void Close() override;
-    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
 
   private:
     // What Open learns of one file.
@@ -54,8 +49,10 @@ class ZMIMPORT_API MvaCDFFileReader : public SpreadsheetFile {
     };
 
     int EstablishSize() override;
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
+    int ReadSheet(ReadSpreadSheetData* sink) override;
+    std::string StatusText() override;
     int ReadLayout(const zm::NetCDF& cdf, Layout& layout);
-    int ReadSheet(ReadSpreadSheetData* sink);
     void SetHeadings(const zm::NetCDF& cdf, ReadSpreadSheetData* sink);
     // Writes the observations of one file from `row` on; `row` moves past them.
     int ReadObservations(const zm::NetCDF& cdf, const Layout& layout, ReadSpreadSheetData* sink,

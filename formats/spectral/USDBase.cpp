@@ -7,6 +7,7 @@
 #include <exception>
 #include <vector>
 
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace {
@@ -120,7 +121,7 @@ bool USDBase::Average(int interval, float& value, float& sum, int32_t& count) {
     return true;
 }
 
-bool USDBase::IsValid(float& x) {
+bool USDBase::Keep(float x, float& value, float& sum, int32_t& count) {
     const int interval = FindInterval(x);
     if (interval == kKeepAll)
         return true;
@@ -128,18 +129,25 @@ bool USDBase::IsValid(float& x) {
         return false;
     if (useAverage < 2)
         return true;
-    return Average(interval, x, xSum, xCount);
+    return Average(interval, value, sum, count);
+}
+
+bool USDBase::IsValid(float& x) {
+    return Keep(x, x, xSum, xCount);
 }
 
 bool USDBase::IsValid(float& x, float& y) {
-    const int interval = FindInterval(x);
-    if (interval == kKeepAll)
-        return true;
-    if (interval == kRejected)
-        return false;
-    if (useAverage < 2)
-        return true;
-    return Average(interval, y, ySum, yCount);
+    return Keep(x, y, ySum, yCount);
+}
+
+long long USDBase::CountKept(const float* x, size_t count) {
+    Reset();
+    long long kept = 0;
+    for (size_t i = 0; i < count; ++i) {
+        float point = x[i];
+        kept += IsValid(point) ? 1 : 0;
+    }
+    return kept;
 }
 
 void USDBase::Reset() {
@@ -209,25 +217,32 @@ bool USDBase::GetUSDConstraintsFromString(const std::string& text, USDConstraint
     } catch (const std::exception&) {
         return false;
     }
-    const auto ordinal = document->GetBool(kSection, "IncludeOrdinalValues");
+    return GetUSDConstraintsFromDocument(*document, constraints);
+}
+
+bool USDBase::GetUSDConstraintsFromDocument(const zm::SettingsDocument& document,
+                                            USDConstraints* constraints) {
+    if (constraints == nullptr)
+        return false;
+    const auto ordinal = document.GetBool(kSection, "IncludeOrdinalValues");
     if (!ordinal)
         return false;
     constraints->IncludeOrdinalValues = *ordinal;
-    const auto all = document->GetBool(kSection, "IncludeAllValues");
+    const auto all = document.GetBool(kSection, "IncludeAllValues");
     if (!all)
         return false;
     constraints->IncludeAllValues = *all;
-    const auto count = document->GetInt(kSection, "NumberOfIncludedIntervals");
+    const auto count = document.GetInt(kSection, "NumberOfIncludedIntervals");
     if (!count || *count < INT32_MIN || *count > INT32_MAX)
         return false;
     constraints->NumberOfIncludedIntervals = static_cast<int32_t>(*count);
-    const auto average = document->GetInt(kSection, "UseAverage");
+    const auto average = document.GetInt(kSection, "UseAverage");
     if (!average || *average < INT32_MIN || *average > INT32_MAX)
         return false;
     constraints->UseAverage = static_cast<int32_t>(*average);
 
-    const auto startItems = document->GetList(kSection, "IncludeXStartPt");
-    const auto endItems = document->GetList(kSection, "IncludeXEndPt");
+    const auto startItems = document.GetList(kSection, "IncludeXStartPt");
+    const auto endItems = document.GetList(kSection, "IncludeXEndPt");
     const auto expected = static_cast<size_t>(*count < 0 ? SIZE_MAX : *count);
     if (!startItems || !endItems || startItems->size() != expected || endItems->size() != expected)
         return false;
@@ -246,6 +261,13 @@ bool USDBase::GetStringFromUSDConstraints(const USDConstraints* constraints, std
     if (constraints == nullptr)
         return false;
     zm::SettingsDocument document;
+    SetUSDConstraintsInDocument(constraints, document);
+    text = document.ToXml();
+    return true;
+}
+
+void USDBase::SetUSDConstraintsInDocument(const USDConstraints* constraints,
+                                          zm::SettingsDocument& document) {
     document.SetBool(kSection, "IncludeOrdinalValues", constraints->IncludeOrdinalValues);
     document.SetBool(kSection, "IncludeAllValues", constraints->IncludeAllValues);
     document.SetInt(kSection, "NumberOfIncludedIntervals", constraints->NumberOfIncludedIntervals);
@@ -256,6 +278,43 @@ bool USDBase::GetStringFromUSDConstraints(const USDConstraints* constraints, std
     document.SetList(
         kSection, "IncludeXEndPt",
         FormatFloats(constraints->IncludeXEndPt, constraints->NumberOfIncludedIntervals));
-    text = document.ToXml();
-    return true;
+}
+
+void USDBase::SetSingleInterval(USDConstraints* constraints, float low, float high) {
+    FreeUSDConstraints(constraints);
+    constraints->IncludeOrdinalValues = true;
+    constraints->IncludeAllValues = true;
+    constraints->NumberOfIncludedIntervals = 1;
+    constraints->UseAverage = 0;
+    constraints->IncludeXStartPt = new float[1]{low};
+    constraints->IncludeXEndPt = new float[1]{high};
+}
+
+bool USDBase::ApplyOptions(ZmImportOpenOptions* options, USDConstraints* defaults) {
+    bool applied = false;
+    try {
+        std::unique_ptr<zm::SettingsDocument> document;
+        switch (zm::DecodeOptions(options, document)) {
+            case zm::OptionsDecode::kMalformed:
+                break;
+            case zm::OptionsDecode::kDecoded:
+                applied = GetUSDConstraintsFromDocument(*document, defaults);
+                break;
+            case zm::OptionsDecode::kNoOptions:
+                if (options != nullptr) {
+                    zm::SettingsDocument offered;
+                    SetUSDConstraintsInDocument(defaults, offered);
+                    zm::StoreOptions(options, offered);
+                }
+                applied = true;
+                break;
+        }
+        if (applied)
+            SetUSDConstraints(defaults);
+    } catch (...) {
+        // The settings layer failing on the text is an error in the options.
+        applied = false;
+    }
+    FreeUSDConstraints(defaults);
+    return applied;
 }

@@ -392,20 +392,7 @@ TEST(GalacticSPCFile, ExtremeExponentsScaleToInfinityOrZero) {
     fs::remove_all(dir);
 }
 
-TEST(GalacticSPCFile, UnitTextsAndMonthLengths) {
-    EXPECT_EQ(GalacticSPCFile::XTypeText(16), "Diod Number");
-    EXPECT_EQ(GalacticSPCFile::XTypeText(21), "\xC2\xB0K");
-    EXPECT_EQ(GalacticSPCFile::XTypeText(30), "Hours");
-    for (int code : {0, 15, 31, -1})
-        EXPECT_EQ(GalacticSPCFile::XTypeText(code), "") << code;
-    EXPECT_EQ(GalacticSPCFile::YTypeText(128), " (transmition)");
-    EXPECT_EQ(GalacticSPCFile::YTypeText(20),
-              " (\xC2\xB0"
-              "C)");
-    EXPECT_EQ(GalacticSPCFile::YTypeText(131), " (emission)");
-    for (int code : {15, 17, 27, 127, 132})
-        EXPECT_EQ(GalacticSPCFile::YTypeText(code), "") << code;
-
+TEST(GalacticSPCFile, MonthLengths) {
     EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(12, 2, 2023), 12);
     EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(28, 2, 1900), 28);
     EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(28, 2, 2000), 29);
