@@ -148,14 +148,8 @@ int BrimroseFile::EstablishSize() {
 }
 
 int BrimroseFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    try {
-        return ReadSheet(sink);
-    } catch (...) {
-        // Only the sink or the allocator can throw here: not the file's fault.
-        return SetUnknownException();
-    }
+    // Only the sink or the allocator can throw here: not the file's fault.
+    return GuardedCall(*this, [&] { return ReadSheet(sink); });
 }
 
 int BrimroseFile::ReadSheet(ReadSpreadSheetData* sink) {

@@ -78,21 +78,14 @@ int BrukerOPUSFile::Fail(int code, const std::string& detail) {
 }
 
 int BrukerOPUSFile::LoadFile(const std::string& name, std::vector<uint8_t>& bytes) {
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(name, ec))
-        return Fail(kOpenFailed, name);
-    const uintmax_t size = std::filesystem::file_size(name, ec);
-    if (ec)
-        return Fail(kOpenFailed, name);
-    if (size > kMaxFileSize)
-        return Fail(kFileTooLarge, name);
-    FilePtr file(std::fopen(name.c_str(), "rb"));
-    if (!file)
-        return Fail(kOpenFailed, name);
-    bytes.resize(static_cast<size_t>(size));
-    const size_t got = std::fread(bytes.data(), 1, bytes.size(), file.get());
-    bytes.resize(got);  // a file cut short since its size was taken is parsed as it is
-    return 0;
+    switch (zm::ReadWholeFile(name, bytes)) {
+        case zm::WholeFile::kRead:
+            return 0;
+        case zm::WholeFile::kTooLarge:
+            return Fail(kFileTooLarge, name);
+        default:
+            return Fail(kOpenFailed, name);
+    }
 }
 
 int BrukerOPUSFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {

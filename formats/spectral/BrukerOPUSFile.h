@@ -106,9 +106,6 @@ class ZMIMPORT_API BrukerOPUSFile : public SpectrumFile, public USDBase {
     std::vector<std::string> BlockNames() const;
     const std::string& ChosenBlock() const { return chosen_; }
 
-    // Files above this size are refused rather than read into memory.
-    static constexpr uint64_t kMaxFileSize = uint64_t{1} << 30;
-
   protected:
     virtual int SetOptions(ZmImportOpenOptions* options);
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <new>
 
@@ -40,26 +39,6 @@ int CodeOf(zm::chemstation::ParseError error) {
     return ChemStationFile::kNotChemStationFile;
 }
 
-bool ReadWholeFile(const std::string& name, std::vector<uint8_t>& bytes, int& code) {
-    std::error_code ec;
-    code = ChemStationFile::kOpenFailed;
-    if (!std::filesystem::is_regular_file(name, ec))
-        return false;
-    const uintmax_t size = std::filesystem::file_size(name, ec);
-    if (ec)
-        return false;
-    if (size > ChemStationFile::kMaxFileSize) {
-        code = ChemStationFile::kFileTooLarge;
-        return false;
-    }
-    FilePtr file(std::fopen(name.c_str(), "rb"));
-    if (!file)
-        return false;
-    bytes.resize(static_cast<size_t>(size));
-    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
-    return true;
-}
-
 }  // namespace
 
 ChemStationFile::ChemStationFile() = default;
@@ -81,12 +60,12 @@ int ChemStationFile::OpenFiles(const char* names, ZmImportOpenOptions* options) 
     files_.clear();
     std::vector<uint8_t> bytes;
     for (const std::string& name : zm::SplitFileNames(names != nullptr ? names : "")) {
-        int code = 0;
-        if (!ReadWholeFile(name, bytes, code))
-            return Fail(code, name);
+        const zm::WholeFile read = zm::ReadWholeFile(name, bytes);
+        if (read != zm::WholeFile::kRead)
+            return Fail(read == zm::WholeFile::kTooLarge ? kFileTooLarge : kOpenFailed, name);
         FileRecord record;
         record.name = name;
-        code = CodeOf(zm::chemstation::ParseRun(bytes.data(), bytes.size(), record.run));
+        const int code = CodeOf(zm::chemstation::ParseRun(bytes.data(), bytes.size(), record.run));
         if (code != 0)
             return Fail(code, name);
         files_.push_back(std::move(record));

@@ -70,8 +70,6 @@ class ZMIMPORT_API ChemStationFile : public SpectrumFile, public USDBase {
 
     void Close() override;
 
-    static constexpr uint64_t kMaxFileSize = uint64_t{1} << 30;
-
   protected:
     virtual int SetOptions(ZmImportOpenOptions* options);
 

@@ -2,6 +2,9 @@
 #include "formats/spectral/SpectrumFile.h"
 
 #include <climits>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
 
 #include "platform/ErrorText.h"
 #include "platform/Translate.h"
@@ -38,27 +41,17 @@ int SpectrumFile::GetNumRows() {
 }
 
 int SpectrumFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
+    if (status == 0 && !readMode)
         return SetStatus(kStatusWrongMode);
-    ForgetSize();
-    try {
+    return GuardedCall(*this, [&] {
+        ForgetSize();
         return OpenFiles(file, options);
-    } catch (...) {
-        return SetUnknownException();
-    }
+    });
 }
 
 int SpectrumFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    try {
-        return ReadSheet(sink);
-    } catch (...) {
-        // The file's faults are codes; only the sink or the allocator can throw here.
-        return SetUnknownException();
-    }
+    // The file's faults are codes; only the sink or the allocator can throw here.
+    return GuardedCall(*this, [&] { return ReadSheet(sink); });
 }
 
 void SpectrumFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
@@ -82,4 +75,22 @@ int SpectrumFile::SetSize(long long cols, long long rows) {
     numRows = static_cast<int>(rows);
     sizeEstablished = true;
     return 0;
+}
+
+zm::WholeFile zm::ReadWholeFile(const std::string& name, std::vector<uint8_t>& bytes) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(name, ec))
+        return WholeFile::kNotOpened;
+    const uintmax_t size = std::filesystem::file_size(name, ec);
+    if (ec)
+        return WholeFile::kNotOpened;
+    if (size > kMaxWholeSpectrumFile)
+        return WholeFile::kTooLarge;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "rb"),
+                                                               &std::fclose);
+    if (!file)
+        return WholeFile::kNotOpened;
+    bytes.resize(static_cast<size_t>(size));
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+    return WholeFile::kRead;
 }

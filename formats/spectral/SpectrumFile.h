@@ -2,8 +2,10 @@
 // set, the sizing of the sheet and the message of a status.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
@@ -41,3 +43,28 @@ class ZMIMPORT_API SpectrumFile : public SpreadsheetFile {
 // status when that is empty; a failure (an exception) leaves the buffer empty.
 ZMIMPORT_API void CopyStatusText(SpreadsheetFile& reader, const std::function<std::string()>& text,
                                  char* buffer, unsigned int bufferSize);
+
+// Runs `work` unless the reader holds a status (returned as it is); an exception out of
+// `work` (a throwing sink, memory) is recorded as kStatusUnknownException.
+template <typename Work>
+int GuardedCall(SpreadsheetFile& reader, Work&& work) {
+    if (reader.GetStatus() != 0)
+        return reader.GetStatus();
+    try {
+        return work();
+    } catch (...) {
+        return reader.SetUnknownException();
+    }
+}
+
+namespace zm {
+
+// Spectrum files read whole into memory; larger ones are refused.
+constexpr uint64_t kMaxWholeSpectrumFile = uint64_t{1} << 30;
+enum class WholeFile { kRead, kNotOpened, kTooLarge };
+
+// Reads a regular file of at most kMaxWholeSpectrumFile bytes into `bytes`; a file cut
+// short since its size was taken is read as it is.
+ZMIMPORT_API WholeFile ReadWholeFile(const std::string& name, std::vector<uint8_t>& bytes);
+
+}  // namespace zm

@@ -94,8 +94,8 @@ int USDBase::FindInterval(float x) const {
     return kRejected;
 }
 
-bool USDBase::Average(int interval, float& value, float& sum, int32_t& count) {
-    Increment(count);
+bool USDBase::Average(int interval, float& value, Group& group) {
+    Increment(group.count);
     if (interval < previousInterval) {
         // A step back to an earlier interval passes the point through untouched.
         previousInterval = interval;
@@ -105,23 +105,21 @@ bool USDBase::Average(int interval, float& value, float& sum, int32_t& count) {
         // The point opening a later interval ends the running group, taking part in it,
         // and is counted again as the first member of the next group.
         const float opening = value;
-        value = (opening + sum) / static_cast<float>(count);
-        sum = opening;
-        count = 1;
+        value = (opening + group.sum) / static_cast<float>(group.count);
+        group = {opening, 1};
         previousInterval = interval;
         return true;
     }
-    if (count != useAverage) {
-        sum += value;
+    if (group.count != useAverage) {
+        group.sum += value;
         return false;
     }
-    value = (sum + value) / static_cast<float>(useAverage);
-    sum = 0;
-    count = 0;
+    value = (group.sum + value) / static_cast<float>(useAverage);
+    group = {};
     return true;
 }
 
-bool USDBase::Keep(float x, float& value, float& sum, int32_t& count) {
+bool USDBase::Keep(float x, float& value, Group& group) {
     const int interval = FindInterval(x);
     if (interval == kKeepAll)
         return true;
@@ -129,15 +127,15 @@ bool USDBase::Keep(float x, float& value, float& sum, int32_t& count) {
         return false;
     if (useAverage < 2)
         return true;
-    return Average(interval, value, sum, count);
+    return Average(interval, value, group);
 }
 
 bool USDBase::IsValid(float& x) {
-    return Keep(x, x, xSum, xCount);
+    return Keep(x, x, xGroup);
 }
 
 bool USDBase::IsValid(float& x, float& y) {
-    return Keep(x, y, ySum, yCount);
+    return Keep(x, y, yGroup);
 }
 
 long long USDBase::CountKept(const float* x, size_t count) {
@@ -151,10 +149,8 @@ long long USDBase::CountKept(const float* x, size_t count) {
 }
 
 void USDBase::Reset() {
-    xSum = 0;
-    xCount = 0;
-    ySum = 0;
-    yCount = 0;
+    xGroup = {};
+    yGroup = {};
     previousInterval = 0;
 }
 

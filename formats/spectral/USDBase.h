@@ -100,10 +100,15 @@ class ZMIMPORT_API USDBase {
     static constexpr int kKeepAll = -1;
     static constexpr int kRejected = -2;
     int FindInterval(float x) const;
+    // The running group of an averaged value.
+    struct Group {
+        float sum = 0;
+        int32_t count = 0;
+    };
     // The averaging step for a point of `interval`; `value` becomes the output value.
-    bool Average(int interval, float& value, float& sum, int32_t& count);
-    // The interval test of x, then the averaging step on `value` with its accumulator.
-    bool Keep(float x, float& value, float& sum, int32_t& count);
+    bool Average(int interval, float& value, Group& group);
+    // The interval test of x, then the averaging step on `value` in its group.
+    bool Keep(float x, float& value, Group& group);
 
     bool includeOrdinalValues = true;
     bool includeAllValues = true;
@@ -111,9 +116,7 @@ class ZMIMPORT_API USDBase {
     std::unique_ptr<float[]> endPoints;
     int32_t numberOfIncludedIntervals = 0;
     int32_t useAverage = 0;
-    float xSum = 0;
-    int32_t xCount = 0;
-    float ySum = 0;
-    int32_t yCount = 0;
+    Group xGroup;
+    Group yGroup;
     int32_t previousInterval = 0;
 };
