@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "cli/FormatTable.h"
-#include "cli/ReaderSession.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/ReaderSession.h"
 
 namespace {
 
-class DiscardingSink : public zmcli::CommandSink {
+class DiscardingSink : public zmhost::CommandSink {
   public:
     DiscardingSink() : CommandSink(nullptr) {}
     int GetNumberOfColumns() override { return cols; }
@@ -38,16 +38,16 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: bench_read FORMAT FILE...\n");
         return 2;
     }
-    const int format = zmcli::ResolveFormat(argv[1]);
+    const int format = zmhost::ResolveFormat(argv[1]);
     if (format == 0) {
         std::fprintf(stderr, "bench_read: no format \"%s\"\n", argv[1]);
         return 2;
     }
     const std::vector<std::string> files(argv + 2, argv + argc);
     const auto start = std::chrono::steady_clock::now();
-    zmcli::OptionsRecord options;
+    zmhost::OptionsRecord options;
     DiscardingSink sink;
-    const zmcli::ReadOutcome outcome = zmcli::ReadIntoSink(format, files, options.Get(), sink);
+    const zmhost::ReadOutcome outcome = zmhost::ReadIntoSink(format, files, options.Get(), sink);
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (!outcome.ok) {

@@ -1,11 +1,13 @@
 // Parsing of the command line: "zmimport COMMAND [FILE...] [--option VALUE...]".
 #include "cli/Arguments.h"
 
-#include "cli/EncodingKeys.h"
+#include "framework/host/EncodingKeys.h"
 
 #include <string_view>
 
 namespace zmcli {
+
+using namespace zmhost;
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/SheetWriters.h"
+#include "framework/host/SheetWriters.h"
 
 namespace zmcli {
 
@@ -18,7 +18,7 @@ struct Arguments {
     std::string format;       // --format: a name or a 1-based index; empty: by content
     std::string optionsFile;  // --options: a settings document
     std::vector<std::pair<std::string, std::string>> settings;  // --set KEY=VALUE, in order
-    OutputFormat to = OutputFormat::kCsv;
+    zmhost::OutputFormat to = zmhost::OutputFormat::kCsv;
     std::string output;     // -o: empty writes to stdout
     std::string pluginDir;  // --plugins: a further folder of plug-in libraries
     std::string toFormat;   // --to-format: the writer's name or registry index (convert)

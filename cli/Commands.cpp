@@ -1,18 +1,21 @@
-// The formats, detect and options commands, and the dispatch of every command.
+// The formats, detect, options and convert commands, and the dispatch of every command.
 #include "cli/Commands.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "cli/FormatChoice.h"
-#include "cli/FormatTable.h"
-#include "cli/LoaderFormats.h"
-#include "cli/ReaderSession.h"
-#include "cli/SettingsCheck.h"
+#include "framework/host/Convert.h"
+#include "framework/host/FormatChoice.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/LoaderFormats.h"
 
 namespace zmcli {
+
+using namespace zmhost;
 
 namespace {
 
@@ -50,36 +53,19 @@ std::string Join(const std::vector<std::string>& items, const char* separator) {
     return joined;
 }
 
-// "FILE: " before a text that does not name the file itself.
-std::string WhyPrefix(const std::string& file, const std::string& why) {
-    return why == BinaryRefusal(file) ? std::string() : file + ": ";
+// The host layer's request for the files and settings the command line names.
+ReadRequest RequestOf(const Arguments& args) {
+    return {args.files, args.format, args.optionsFile, args.settings, args.keepText};
 }
 
 }  // namespace
 
 int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus) {
-    if (!args.format.empty()) {
-        const int index = ResolveFormat(args.format);
-        if (index == 0) {
-            err << "zmimport: unknown format '" << args.format
-                << "' (see 'zmimport formats' for names and indexes)\n";
-            exitStatus = kExitUsage;
-            return 0;
-        }
-        // The files pass the same check as in the application's open dialog.
-        std::string error;
-        if (CheckFiles(args.files, index, error) == 0) {
-            err << "zmimport: " << args.files.front() << ": " << error << '\n';
-            exitStatus = kExitFailure;
-            return 0;
-        }
-        return index;
-    }
-    std::string why;
-    const int index = ChooseFormat(args.files, &why);
+    Failure failure;
+    const int index = zmhost::FormatFor(RequestOf(args), failure);
     if (index == 0) {
-        err << "zmimport: " << WhyPrefix(args.files.front(), why) << why << '\n';
-        exitStatus = kExitFailure;
+        err << "zmimport: " << failure.text << '\n';
+        exitStatus = failure.badRequest ? kExitUsage : kExitFailure;
     }
     return index;
 }
@@ -109,103 +95,21 @@ int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err) {
     const int chosen = ChooseFormat(args.files, &why);
     if (chosen == 0) {
         out << "chosen: none\n";
-        err << "zmimport: " << WhyPrefix(file, why) << why << '\n';
+        err << "zmimport: " << NoFormatText(file, why) << '\n';
         return kExitFailure;
     }
     out << "chosen: " << chosen << " " << FormatInfo(chosen)->name << '\n';
     return kExitOk;
 }
 
-// A sink that takes every cell and keeps none.
-class DiscardingSink : public ReadSpreadSheetData {
-  public:
-    int GetNumberOfColumns() override { return cols; }
-    int GetNumberOfRows() override { return rows; }
-    void Set(int, int, const char*) override {}
-    void Set(int, int, float) override {}
-    void SetDataSize(int c, int r) override { cols = c, rows = r; }
-
-  private:
-    int cols = 0, rows = 0;
-};
-
-bool DefaultOptionsXml(int index, const std::string& file, std::string& xml, bool& opened,
-                       std::string& openError) {
-    xml.clear();
-    // Readers write their defaults into an empty record.
-    OptionsRecord record;
-    ReaderPtr reader = CreateReader(index);
-    opened = reader->RefuseIrregularInput(file.c_str()) == 0 &&
-             reader->Open(true, file.c_str(), record.Get()) == 0;
-    if (!opened)
-        openError = ErrorTextOf(*reader);
-    if (!record.DecodeXml(xml))
-        return false;
-    if (xml.empty() && opened) {
-        // Some readers (CSV) apply and write back their options only when reading: read
-        // into a sink that keeps nothing to find them.
-        DiscardingSink discard;
-        if (reader->GetNumRows() >= 0 && reader->GetNumCols() >= 0 && reader->Read(&discard) == 0 &&
-            !record.DecodeXml(xml))
-            return false;
-    }
-    if (xml.empty()) {
-        std::unique_ptr<ZmImportOpenOptions, void (*)(ZmImportOpenOptions*)> fileOptions(
-            CreateReader(index)->GetFileReadOptions(file.c_str(), false),
-            [](ZmImportOpenOptions* o) {
-                if (o != nullptr)
-                    delete[] o->data;
-                delete o;
-            });
-        if (fileOptions) {
-            OptionsRecord copy;
-            *copy.Get() = *fileOptions;
-            fileOptions->data = nullptr;  // now owned by `copy`
-            if (!copy.DecodeXml(xml))
-                return false;
-        }
-    }
-    return true;
-}
-
-std::string SetBase(const Arguments& args, int index) {
-    std::string xml, openError;
-    bool opened = false;
-    if (args.settings.empty() || !args.optionsFile.empty() || args.files.empty() ||
-        !DefaultOptionsXml(index, args.files.front(), xml, opened, openError))
-        return std::string();
-    return xml;
-}
-
 bool PlanRead(const Arguments& args, int index, ReadPlan& plan, std::ostream& err) {
-    plan = ReadPlan();
-    plan.base = SetBase(args, index);
-    const std::string& file = args.files.front();
-    if (!args.settings.empty()) {
-        std::string defaults = plan.base, openError;
-        bool opened = false;
-        if (!args.optionsFile.empty())
-            DefaultOptionsXml(index, file, defaults, opened, openError);
-        const SettingsVerdict verdict = CheckSettings(defaults, args.settings);
-        if (!verdict.error.empty()) {
-            err << "zmimport: " << verdict.error << '\n';
-            return false;
-        }
-        if (!verdict.unknown.empty())
-            err << "zmimport: " << UnknownKeysWarning(FormatInfo(index)->name, verdict) << '\n';
-    }
-    if (args.files.size() != 1)
-        return true;
-    plan.offered = FindSheetOffer(index, file, plan.offer);
-    if (!plan.offered)
-        return true;
-    plan.chosen = !args.optionsFile.empty() || SettingsChoose(plan.offer, args.settings);
-    const std::string missing = CheckSheetChoice(plan.offer, args.settings);
-    if (!missing.empty()) {
-        err << "zmimport: " << file << ": " << missing << '\n';
-        return false;
-    }
-    return true;
+    Failure failure;
+    const bool ok = zmhost::PlanRead(RequestOf(args), index, plan, failure);
+    if (!plan.warning.empty())
+        err << "zmimport: " << plan.warning << '\n';
+    if (!ok)
+        err << "zmimport: " << failure.text << '\n';
+    return ok;
 }
 
 void NoteSheetRead(const Arguments& args, const ReadPlan& plan, std::ostream& err) {
@@ -242,6 +146,24 @@ int RunOptions(const Arguments& args, std::ostream& out, std::ostream& err) {
         return kExitFailure;
     }
     out << "The format \"" << name << "\" has no options.\n";
+    return kExitOk;
+}
+
+int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
+    zmhost::ConvertRequest request{RequestOf(args), args.files[1], args.toFormat, args.encoding};
+    request.source.files = {args.files[0]};
+    request.progressTerminal = !args.quiet && isatty(STDERR_FILENO) ? stderr : nullptr;
+    const zmhost::ConvertOutcome outcome = zmhost::Convert(request);
+    if (!outcome.plan.warning.empty())
+        err << "zmimport: " << outcome.plan.warning << '\n';
+    if (!outcome.readWarning.empty())
+        err << "zmimport: " << args.files[0] << ": warning: " << outcome.readWarning << '\n';
+    if (outcome.read)
+        NoteSheetRead(args, outcome.plan, err);
+    if (outcome.failure) {
+        err << "zmimport: " << outcome.failure.text << '\n';
+        return outcome.failure.badRequest ? kExitUsage : kExitFailure;
+    }
     return kExitOk;
 }
 

@@ -7,12 +7,14 @@
 #include <ostream>
 
 #include "cli/Commands.h"
-#include "cli/FormatTable.h"
-#include "cli/ReaderSession.h"
 #include "cli/StreamSink.h"
-#include "cli/TextTyping.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/ReaderSession.h"
+#include "framework/host/TextTyping.h"
 
 namespace zmcli {
+
+using namespace zmhost;
 
 namespace {
 
@@ -51,8 +53,11 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     if (!PlanRead(args, index, plan, err))
         return kExitFailure;
     OptionsRecord options;
-    if (!options.LoadIfGiven(args.optionsFile, err, args.settings, plan.base))
+    if (std::string failure;
+        !options.LoadIfGiven(args.optionsFile, failure, args.settings, plan.base)) {
+        err << "zmimport: " << failure << '\n';
         return kExitFailure;
+    }
 
     const std::string label = FilesLabel(args.files);
     std::FILE* const progressTerminal = !args.quiet && isatty(STDERR_FILENO) ? stderr : nullptr;
@@ -102,7 +107,8 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     }
     if (!outcome.ok) {
         output->Abandon();
-        err << "zmimport: " << label << ": " << outcome.error << '\n';
+        err << "zmimport: " << (outcome.file.empty() ? label : outcome.file) << ": "
+            << outcome.error << '\n';
         return kExitFailure;
     }
     if (dropped != 0) {

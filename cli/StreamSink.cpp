@@ -3,10 +3,12 @@
 
 #include <cstring>
 
-#include "cli/FastNumbers.h"
-#include "cli/TextTyping.h"
+#include "framework/host/FastNumbers.h"
+#include "framework/host/TextTyping.h"
 
 namespace zmcli {
+
+using namespace zmhost;
 
 void StreamSink::SetDataSize(int newCols, int newRows) {
     newCols = std::clamp(newCols, 0, Sheet::kMaxColumns);

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "cli/SheetSink.h"
-#include "cli/SheetWriters.h"
+#include "framework/host/SheetSink.h"
+#include "framework/host/SheetWriters.h"
 
 namespace zmcli {
 
@@ -16,9 +16,10 @@ namespace zmcli {
 // FellBack(), and the command reads the file again into a stored sheet.
 // Cells at positions below 1 or right of Sheet::kMaxColumns are dropped and counted, as
 // the stored sheet does.
-class StreamSink : public CommandSink {
+class StreamSink : public zmhost::CommandSink {
   public:
-    StreamSink(OutputFormat format, OutputBuffer& out, std::FILE* progressTerminal = nullptr)
+    StreamSink(zmhost::OutputFormat format, zmhost::OutputBuffer& out,
+               std::FILE* progressTerminal = nullptr)
         : CommandSink(progressTerminal), format(format), printer(format, out) {}
 
     int GetNumberOfColumns() override { return cols; }
@@ -45,8 +46,8 @@ class StreamSink : public CommandSink {
     void EndRow();
     void EmptyRow(int row);
 
-    OutputFormat format;
-    RowPrinter printer;
+    zmhost::OutputFormat format;
+    zmhost::RowPrinter printer;
     int cols = 0;
     int rows = 0;
     int currentRow = 0;  // the row being printed; 0 before the first

@@ -29,6 +29,13 @@ class ZMIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
     // Lets a sink renumber rows: a later row skips lines, a negative one ends the read.
     virtual int MapRow(int rowCounter) { return rowCounter + 1; }
     virtual void SetDataSize(int cols, int rows) = 0;
+    // How far a read is through its input: `bytesRead` of the `bytesTotal` bytes of the
+    // file (or files) it reads. Readers that know their position call it now and then,
+    // with totals that only grow; a sink that shows progress overrides it, others ignore it.
+    virtual void ReportBytesRead(unsigned long long bytesRead, unsigned long long bytesTotal) {
+        (void)bytesRead;
+        (void)bytesTotal;
+    }
     // A run of `count` numbers into consecutive cells from (`col`, `row`): down the column
     // or across the row. A value that is not finite stands for a missing cell and leaves
     // its cell as it is. By default each number goes through the per-cell `Set`; a sink

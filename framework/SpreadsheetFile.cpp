@@ -10,6 +10,7 @@ SpreadsheetFile::~SpreadsheetFile() = default;
 void SpreadsheetFile::Close() {
     status = 0;
     failureText.clear();
+    failedFile.clear();
 }
 
 int SpreadsheetFile::RefuseIrregularInput(const char* files) {
@@ -114,6 +115,14 @@ int SpreadsheetFile::Write(WriteSpreadSheetData*) {
 
 int SpreadsheetFile::operator!() const {
     return status;
+}
+
+bool SpreadsheetFile::GetReadChoices(ReadChoices&) {
+    return false;
+}
+
+const char* SpreadsheetFile::GetFailedFile() {
+    return status != 0 && !failedFile.empty() ? failedFile.c_str() : nullptr;
 }
 
 void SpreadsheetFile::SetImportSpec(ImportSpecBase* importSpec) {

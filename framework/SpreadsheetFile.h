@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "framework/SpreadSheetData.h"
 #include "framework/ZmImportTypes.h"
@@ -21,6 +22,16 @@ enum ZmCommonStatus {
     kStatusNotRegularFile = 40,
     // Reading the file failed in the system (not its end): the system's text says why.
     kStatusReadError = 41,
+};
+
+// What a file opened for reading offers to choose from when it holds several sheets,
+// matrices, blocks or variables, and which of them this opening reads.
+struct ReadChoices {
+    std::string key;                     // the settings key that chooses, e.g. "Sheets"
+    std::string noun;                    // what one of them is: "sheet", "variable", ...
+    std::vector<std::string> available;  // every one, in file order
+    std::vector<std::string> chosen;     // the ones this opening reads
+    bool sideBySide = false;             // several are read side by side, not stacked
 };
 
 // One object per opened file. Calling order for reading: Open(true, ...) ->
@@ -46,6 +57,11 @@ class ZMIMPORT_API SpreadsheetFile {
     virtual int Write(WriteSpreadSheetData* source);
     virtual int operator!() const;
     virtual void SetImportSpec(ImportSpecBase* importSpec);
+    // After Open: what the file offers to choose from; false when it offers no choice.
+    virtual bool GetReadChoices(ReadChoices& choices);
+    // After a failed Open or Read of several files: the one that failed, or null when the
+    // failure is not one file's.
+    virtual const char* GetFailedFile();
 
     // Records that an operation ended in an exception nobody could explain; an earlier
     // status stays. Returns the stored status.
@@ -78,4 +94,6 @@ class ZMIMPORT_API SpreadsheetFile {
     int status = 0;
     // The detail of kStatusNotRegularFile and kStatusReadError.
     std::string failureText;
+    // Of several files read together, the one a failure came from ("" for none).
+    std::string failedFile;
 };

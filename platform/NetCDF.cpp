@@ -322,12 +322,8 @@ int NetCDF::FindVariable(const char* name) const {
 
 bool NetCDF::VariableShape(int variable, std::vector<size_t>& lengths) const {
     lengths.clear();
-    int rank = 0;
-    if (id_ < 0 || variable < 0 || nc_inq_varndims(id_, variable, &rank) != NC_NOERR || rank < 0 ||
-        rank > NC_MAX_VAR_DIMS)
-        return false;
-    std::vector<int> dimensions(static_cast<size_t>(rank));
-    if (rank > 0 && nc_inq_vardimid(id_, variable, dimensions.data()) != NC_NOERR)
+    std::vector<int> dimensions;
+    if (!VariableDimensions(variable, dimensions))
         return false;
     for (int dimension : dimensions) {
         size_t length = 0;
@@ -336,6 +332,37 @@ bool NetCDF::VariableShape(int variable, std::vector<size_t>& lengths) const {
         lengths.push_back(length);
     }
     return true;
+}
+
+int NetCDF::VariableCount() const {
+    int count = 0;
+    if (id_ < 0 || nc_inq_nvars(id_, &count) != NC_NOERR)
+        return 0;
+    return count;
+}
+
+std::string NetCDF::VariableName(int variable) const {
+    char name[NC_MAX_NAME + 1] = {};
+    if (id_ < 0 || variable < 0 || nc_inq_varname(id_, variable, name) != NC_NOERR)
+        return std::string();
+    return name;
+}
+
+bool NetCDF::VariableDimensions(int variable, std::vector<int>& dimensions) const {
+    dimensions.clear();
+    int rank = 0;
+    if (id_ < 0 || variable < 0 || nc_inq_varndims(id_, variable, &rank) != NC_NOERR || rank < 0 ||
+        rank > NC_MAX_VAR_DIMS)
+        return false;
+    dimensions.resize(static_cast<size_t>(rank));
+    return rank == 0 || nc_inq_vardimid(id_, variable, dimensions.data()) == NC_NOERR;
+}
+
+bool NetCDF::IsNumeric(int variable) const {
+    nc_type type = NC_NAT;
+    if (id_ < 0 || variable < 0 || nc_inq_vartype(id_, variable, &type) != NC_NOERR)
+        return false;
+    return type != NC_CHAR && type != NC_STRING && type >= NC_BYTE && type <= NC_UINT64;
 }
 
 int NetCDF::FindAttribute(int variable, const char* name) const {

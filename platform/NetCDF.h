@@ -47,6 +47,14 @@ class ZMIMPORT_API NetCDF {
     // false when the variable cannot be asked.
     bool VariableShape(int variable, std::vector<size_t>& lengths) const;
 
+    // The variables are numbered 0 to VariableCount() - 1, in the file's order.
+    int VariableCount() const;
+    std::string VariableName(int variable) const;
+    // The numbers of the variable's dimensions in order; false when it cannot be asked.
+    bool VariableDimensions(int variable, std::vector<int>& dimensions) const;
+    // True for a variable of numbers (not characters or strings).
+    bool IsNumeric(int variable) const;
+
     // The number of the attribute `name` of `variable` (kGlobal for the file); -1 absent.
     int FindAttribute(int variable, const char* name) const;
     // Its number of values (characters for text); -1 when absent.

@@ -2,6 +2,8 @@
 // UTF-8 in large blocks.
 #include "platform/TextStream.h"
 
+#include <sys/stat.h>
+
 #include <unicode/utf8.h>
 
 #include <cerrno>
@@ -62,6 +64,9 @@ bool TextStream::Impl::OpenForReading(const std::string& fileName,
     file = std::fopen(fileName.c_str(), "rb");
     if (file == nullptr)
         return false;
+    struct stat info {};
+    if (fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode))
+        byteSize = static_cast<uint64_t>(info.st_size);
     raw.Reserve(kTextBlockSize, 0);
     ReadRaw();
     size_t bomLength = 0;
@@ -128,6 +133,7 @@ bool TextStream::Impl::OpenForWriting(const std::string& fileName,
 size_t TextStream::Impl::ReadBlock(char* to) {
     errno = 0;
     const size_t got = std::fread(to, 1, kTextBlockSize, file);
+    bytesRead += got;
     if (got < kTextBlockSize && std::ferror(file) != 0 && readError == 0)
         readError = errno != 0 ? errno : EIO;
     return got;
@@ -360,6 +366,14 @@ bool TextStream::Failed() const {
 
 int TextStream::ReadError() const {
     return impl->readError;
+}
+
+uint64_t TextStream::BytesRead() const {
+    return impl->bytesRead;
+}
+
+uint64_t TextStream::ByteSize() const {
+    return std::max(impl->byteSize, impl->bytesRead);
 }
 
 const std::string& TextStream::EncodingKey() const {

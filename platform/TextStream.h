@@ -56,6 +56,10 @@ class ZMIMPORT_API TextStream {
     // Flushes pending output (and a stateful encoding's closing shift) and closes the
     // file; false when a write failed. The destructor does the same.
     bool Close();
+    // The bytes read from the file so far (ahead of what was handed out by at most a
+    // block), and the file's size (what was read, for a pipe).
+    uint64_t BytesRead() const;
+    uint64_t ByteSize() const;
     // The key actually in use (after byte-order mark and local code page resolution).
     const std::string& EncodingKey() const;
 

@@ -89,7 +89,9 @@ struct TextStream::Impl {
     ByteBuffer raw;
     size_t rawPos = 0, rawEnd = 0;
     bool rawAtEnd = false;
-    int readError = 0;  // errno of the first failed read
+    int readError = 0;       // errno of the first failed read
+    uint64_t bytesRead = 0;  // of the file, converted or not
+    uint64_t byteSize = 0;   // of the file when it is a regular one, else 0
     bool converterFlushed = false;
     ByteBuffer text;
     size_t textPos = 0, textEnd = 0;

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <limits>
 
-#include "cli/FastNumbers.h"
-#include "cli/TextTyping.h"
+#include "framework/host/FastNumbers.h"
+#include "framework/host/TextTyping.h"
 
 namespace zmpy {
 
@@ -237,7 +237,7 @@ void ColumnSheetSink::Set(int col, int row, const char* text) {
     }
     if (text == nullptr)
         return;
-    if (zmcli::ParsePlainDecimal(text, number)) {
+    if (zmhost::ParsePlainDecimal(text, number)) {
         sheet.SetNumber(col, row, number);
         return;
     }
@@ -245,7 +245,7 @@ void ColumnSheetSink::Set(int col, int row, const char* text) {
     const unsigned char first = static_cast<unsigned char>(*text);
     const bool mayBeNumber = first - unsigned{'0'} <= 9 || first == '.' || first == '-' ||
                              first == '+' || first == ' ' || first == '\t';
-    if (mayBeNumber && zmcli::ParseNumberText(text, number))
+    if (mayBeNumber && zmhost::ParseNumberText(text, number))
         sheet.SetNumber(col, row, number);
     else if (first != '\0')
         sheet.SetText(col, row, text);

@@ -13,7 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "cli/SheetSink.h"
+#include "framework/host/SheetSink.h"
 #include "platform/RawArray.h"
 
 namespace zmpy {
@@ -159,7 +159,7 @@ class ColumnSheet {
 };
 
 // Types texts as the command line's sink does and stores every cell in a ColumnSheet.
-class ColumnSheetSink : public zmcli::CommandSink {
+class ColumnSheetSink : public zmhost::CommandSink {
   public:
     ColumnSheetSink() : CommandSink(nullptr) {}
 

@@ -47,6 +47,24 @@ def _to_pandas(self, header=True, index=False, parse_dates=True):
 Sheet.to_pandas = _to_pandas
 
 
+def _takes_one(callback):
+    """Whether a progress callback takes one argument (a Progress), not (cells, total)."""
+    import inspect
+    try:
+        signature = inspect.signature(callback)
+    except (TypeError, ValueError):
+        return False
+
+    def binds(*arguments):
+        try:
+            signature.bind(*arguments)
+            return True
+        except TypeError:
+            return False
+
+    return binds(None) and not binds(None, None)
+
+
 def read_frame(path, sheet=None, header=True, parse_dates=True, format=None, progress=None,
                **options):
     """read_frame(path, sheet=None, header=True, parse_dates=True, format=None,

@@ -8,22 +8,21 @@
 #include <pybind11/stl.h>
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
-#include <sstream>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
-#include "cli/Arguments.h"
-#include "cli/Commands.h"
-#include "cli/FormatChoice.h"
-#include "cli/FormatTable.h"
-#include "cli/LoaderFormats.h"
-#include "cli/ReaderSession.h"
-#include "cli/TextTyping.h"
 #include "framework/ZmImport.h"
+#include "framework/host/Convert.h"
+#include "framework/host/FormatChoice.h"
+#include "framework/host/FormatTable.h"
+#include "framework/host/LoaderFormats.h"
+#include "framework/host/ReaderSession.h"
+#include "framework/host/TextTyping.h"
 #include "python/ColumnSheet.h"
 #include "python/PandasHelpers.h"
 
@@ -269,37 +268,19 @@ class PySheet {
 
 int FormatIndex(const std::vector<std::string>& files, const py::object& format,
                 std::string& name) {
-    zmcli::Arguments args;
-    args.files = files;
+    zmhost::ReadRequest request;
+    request.files = files;
     if (!format.is_none())
-        args.format = py::str(format).cast<std::string>();
-    std::ostringstream err;
-    int exitStatus = 0;
-    const int index = zmcli::FormatFor(args, err, exitStatus);
+        request.format = py::str(format).cast<std::string>();
+    zmhost::Failure failure;
+    const int index = zmhost::FormatFor(request, failure);
     if (index == 0) {
-        std::string text = err.str();
-        if (text.rfind("zmimport: ", 0) == 0)
-            text.erase(0, 10);
-        while (!text.empty() && text.back() == '\n')
-            text.pop_back();
-        if (!args.format.empty() && zmcli::ResolveFormat(args.format) == 0)
-            throw py::value_error(text);
-        Raise({text, 0, "", files.front()});
+        if (failure.badRequest)
+            throw py::value_error(failure.text);
+        Raise({failure.text, 0, "", files.front()});
     }
-    name = zmcli::FormatInfo(index)->name;
+    name = zmhost::FormatInfo(index)->name;
     return index;
-}
-
-// The text of what the command line would print, without its "zmimport: " prefixes.
-std::string Stripped(const std::string& printed) {
-    std::string text;
-    std::istringstream lines(printed);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.rfind("zmimport: ", 0) == 0)
-            line.erase(0, 10);
-        text += (text.empty() ? "" : "\n") + line;
-    }
-    return text;
 }
 
 // A file object's bytes in a temporary file, for the readers that need a path; the file
@@ -333,46 +314,49 @@ PySheet Read(const py::object& source, const py::object& format, const py::objec
     const auto sets = SettingsOf(options);
     std::string name;
     const int index = FormatIndex(files, format, name);
-    const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(index);
+    const ZmImportFileFormatInfo& info = *zmhost::FormatInfo(index);
     if (files.size() > 1 && !info.multiFile)
         throw py::value_error("the format \"" + name + "\" reads one file at a time");
-    zmcli::Arguments args;
-    args.files = files;
-    args.format = std::to_string(index);
-    args.settings = sets;
-    zmcli::ReadPlan plan;
-    std::ostringstream told;
-    if (!zmcli::PlanRead(args, index, plan, told))
-        throw py::value_error(Stripped(told.str()));
-    if (!told.str().empty())
-        py::module_::import("warnings")
-            .attr("warn")(Stripped(told.str()), py::arg("stacklevel") = 2);
-    zmcli::OptionsRecord record;
-    std::ostringstream err;
-    if (!record.LoadIfGiven("", err, sets, plan.base))
-        throw py::value_error(Stripped(err.str()));
+    const zmhost::ReadRequest request{files, std::to_string(index), "", sets};
+    zmhost::ReadPlan plan;
+    zmhost::Failure failure;
+    if (!zmhost::PlanRead(request, index, plan, failure))
+        throw py::value_error(plan.warning.empty() ? failure.text
+                                                   : plan.warning + "\n" + failure.text);
+    if (!plan.warning.empty())
+        py::module_::import("warnings").attr("warn")(plan.warning, py::arg("stacklevel") = 2);
+    zmhost::OptionsRecord record;
+    if (std::string failed; !record.LoadIfGiven("", failed, sets, plan.base))
+        throw py::value_error(failed);
     auto sink = std::make_unique<zmpy::ColumnSheetSink>();
-    sink->TypeTexts(zmcli::TypesTextsByDefault(info));
+    sink->TypeTexts(zmhost::TypesTextsByDefault(info));
     if (!progress.is_none()) {
-        sink->OnProgress([progress](long long cells, long long total) {
+        // A callback of one argument gets a Progress; one of two, (cells, total).
+        const bool whole =
+            py::module_::import("zmimport").attr("_takes_one")(progress).cast<bool>();
+        sink->OnProgress([progress, whole](const zmhost::ProgressState& state) {
             py::gil_scoped_acquire locked;
             try {
-                progress(cells, total);
+                if (whole)
+                    progress(state);
+                else
+                    progress(state.cells, state.cellsTotal);
             } catch (py::error_already_set&) {
                 // A failing callback costs the caller its progress, not the read.
             }
         });
     }
-    zmcli::ReadOutcome outcome;
+    zmhost::ReadOutcome outcome;
     {
         py::gil_scoped_release unlocked;
-        outcome = zmcli::ReadIntoSink(index, files, record.Get(), *sink);
+        outcome = zmhost::ReadIntoSink(index, files, record.Get(), *sink);
     }
     sink->OnProgress(nullptr);
     if (!outcome.ok) {
-        std::string label;
-        for (const std::string& file : files)
-            label += (label.empty() ? "" : ", ") + file;
+        // Of several files, the one that failed where the reader can tell.
+        std::string label = outcome.file;
+        for (size_t i = 0; outcome.file.empty() && i < files.size(); ++i)
+            label += (i == 0 ? "" : ", ") + files[i];
         // A file object is named by its own name where it has one.
         const bool named =
             spool && py::hasattr(source, "name") && py::isinstance<py::str>(source.attr("name"));
@@ -394,9 +378,9 @@ py::list Sheets(const py::object& path) {
     const std::vector<std::string> files = PathsOf(path);
     std::string name;
     const int index = FormatIndex(files, py::none(), name);
-    zmcli::SheetOffer offer;
+    zmhost::SheetOffer offer;
     py::list names;
-    if (zmcli::FindSheetOffer(index, files.front(), offer)) {
+    if (zmhost::FindSheetOffer(index, files.front(), offer)) {
         for (const std::string& sheet : offer.available)
             names.append(py::str(sheet));
     }
@@ -405,27 +389,23 @@ py::list Sheets(const py::object& path) {
 
 void Convert(const py::object& source, const py::object& target, const py::object& format,
              const py::object& options) {
-    zmcli::Arguments args;
-    args.command = zmcli::Command::kConvert;
-    args.files = {PathsOf(source).at(0), PathText(target)};
+    zmhost::ConvertRequest request;
+    request.source.files = {PathsOf(source).at(0)};
+    request.source.settings = SettingsOf(options);
+    request.target = PathText(target);
     if (!format.is_none())
-        args.toFormat = py::str(format).cast<std::string>();
-    args.settings = SettingsOf(options);
-    std::ostringstream out, err;
-    int status;
+        request.toFormat = py::str(format).cast<std::string>();
+    // A long read shows its progress line on a terminal, as the command line's does.
+    request.progressTerminal = isatty(STDERR_FILENO) ? stderr : nullptr;
+    zmhost::ConvertOutcome outcome;
     {
         py::gil_scoped_release unlocked;
-        status = zmcli::RunConvert(args, out, err);
+        outcome = zmhost::Convert(request);
     }
-    if (status != zmcli::kExitOk) {
-        std::string text = err.str();
-        if (text.rfind("zmimport: ", 0) == 0)
-            text.erase(0, 10);
-        while (!text.empty() && text.back() == '\n')
-            text.pop_back();
-        if (status == zmcli::kExitUsage)
-            throw py::value_error(text);
-        Raise({text, 0, "", args.files.front()});
+    if (outcome.failure) {
+        if (outcome.failure.badRequest)
+            throw py::value_error(outcome.failure.text);
+        Raise({outcome.failure.text, 0, "", request.source.files.front()});
     }
 }
 
@@ -453,6 +433,31 @@ PYBIND11_MODULE(zmimport, m) {
                                   "`code` (the reader's status code) and `format`.",
                                   PyExc_Exception, nullptr));
     m.attr("ReadError") = readErrorType;
+
+    py::class_<zmhost::ProgressState>(m, "Progress",
+                                      "How far a read is, as a progress callback receives it.")
+        .def_readonly("cells", &zmhost::ProgressState::cells, "Cells delivered so far.")
+        .def_readonly("cells_total", &zmhost::ProgressState::cellsTotal,
+                      "Cells the reader announced; 0 when it did not.")
+        .def_readonly("bytes_read", &zmhost::ProgressState::bytes, "Bytes of the input read.")
+        .def_readonly("bytes_total", &zmhost::ProgressState::bytesTotal,
+                      "Bytes of the input; 0 when the reader does not tell its position.")
+        .def_readonly("seconds", &zmhost::ProgressState::seconds, "Seconds the read has run.")
+        .def_property_readonly(
+            "seconds_left",
+            [](const zmhost::ProgressState& p) -> py::object {
+                const bool bytes = p.ByBytes();
+                const double done = bytes ? static_cast<double>(p.bytes) : p.cells;
+                const double total = bytes ? static_cast<double>(p.bytesTotal) : p.cellsTotal;
+                if (done <= 0 || total <= done || p.seconds <= 0)
+                    return py::none();
+                return py::float_((total - done) * p.seconds / done);
+            },
+            "Seconds the read will still take at its rate so far, or None.")
+        .def("__str__", [](const zmhost::ProgressState& p) { return zmhost::ProgressText(p); })
+        .def("__repr__", [](const zmhost::ProgressState& p) {
+            return "<Progress " + zmhost::ProgressText(p) + ">";
+        });
 
     py::class_<PySheet>(m, "Sheet", "The cells read from one or several files.")
         .def_property_readonly("shape", &PySheet::Shape, "(rows, columns)")
@@ -507,12 +512,12 @@ PYBIND11_MODULE(zmimport, m) {
         [] {
             py::module_ types = py::module_::import("types");
             py::list out;
-            for (int i = 1; i <= zmcli::FormatCount(); ++i) {
-                const ZmImportFileFormatInfo& info = *zmcli::FormatInfo(i);
+            for (int i = 1; i <= zmhost::FormatCount(); ++i) {
+                const ZmImportFileFormatInfo& info = *zmhost::FormatInfo(i);
                 out.append(types.attr("SimpleNamespace")(
                     py::arg("index") = i, py::arg("name") = info.name,
                     py::arg("filters") = info.filter != nullptr ? info.filter : "",
-                    py::arg("extensions") = zmcli::ExtensionsOf(info),
+                    py::arg("extensions") = zmhost::ExtensionsOf(info),
                     py::arg("can_read") = info.canRead != 0,
                     py::arg("can_write") = info.canWrite != 0));
             }
@@ -524,13 +529,13 @@ PYBIND11_MODULE(zmimport, m) {
         [](const py::object& path) {
             const std::vector<std::string> files = PathsOf(path);
             py::dict answers;
-            for (int i = 1; i <= zmcli::FormatCount(); ++i)
-                answers[py::str(zmcli::FormatInfo(i)->name)] =
-                    zmcli::AnswerName(zmcli::AskFormat(i, files[0]));
+            for (int i = 1; i <= zmhost::FormatCount(); ++i)
+                answers[py::str(zmhost::FormatInfo(i)->name)] =
+                    zmhost::AnswerName(zmhost::AskFormat(i, files[0]));
             std::string why;
-            const int chosen = zmcli::ChooseFormat(files, &why);
+            const int chosen = zmhost::ChooseFormat(files, &why);
             py::object name =
-                chosen > 0 ? py::object(py::str(zmcli::FormatInfo(chosen)->name)) : py::none();
+                chosen > 0 ? py::object(py::str(zmhost::FormatInfo(chosen)->name)) : py::none();
             return py::make_tuple(name, answers);
         },
         py::arg("path"),
@@ -546,11 +551,14 @@ PYBIND11_MODULE(zmimport, m) {
           "\";\"-separated list. A key the format does not read gives a UserWarning; a "
           "value that does not parse or a sheet the file lacks raises ValueError. "
           "`progress(cells, total)` is called a few times a second once a read has run a "
-          "second (total is 0 when the reader does not know it). Raises ReadError (with "
+          "second (total is 0 when the reader does not know it); a callback of one argument "
+          "gets a Progress instead (bytes_read of bytes_total where the reader tells them, "
+          "seconds_left, and str() the command line's progress line). Raises ReadError (with "
           "`filename`, `code` and `format`) when the file cannot be read.");
-    m.def("sheets", &Sheets, py::arg("path"),
-          "The names of the sheets (matrices, blocks) the file offers to choose with the "
-          "\"Sheets\" (\"DataBlocks\") option; [] for a format without a choice.");
+    m.def(
+        "sheets", &Sheets, py::arg("path"),
+        "The names of the sheets (matrices, blocks, variables) the file offers to choose with the "
+        "\"Sheets\" (\"DataBlocks\") option; [] for a format without a choice.");
     m.def("convert", &Convert, py::arg("source"), py::arg("target"), py::arg("format") = py::none(),
           py::arg("options") = py::none(),
           "Reads `source` and writes it as `target` with the writer its extension (or "

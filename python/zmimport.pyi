@@ -1,7 +1,7 @@
 """Reads measurement and spreadsheet files of many formats into sheets of cells."""
 import os
 from types import SimpleNamespace
-from typing import Any, Mapping, Optional, Sequence, Union
+from typing import Any, Callable, Mapping, Optional, Sequence, Union
 
 import numpy
 import pandas
@@ -25,12 +25,23 @@ class Sheet:
     def to_numpy(self) -> numpy.ndarray: ...
     def to_pandas(self, header: bool = True, index: bool = False) -> pandas.DataFrame: ...
 
+class Progress:
+    """How far a read is; str() gives the command line's progress line."""
+    cells: int
+    cells_total: int
+    bytes_read: int
+    bytes_total: int
+    seconds: float
+    @property
+    def seconds_left(self) -> Optional[float]: ...
+
 def formats() -> list[SimpleNamespace]: ...
 def detect(path: PathLike) -> tuple[Optional[str], dict[str, str]]: ...
 def read(
     path: Union[PathLike, Sequence[PathLike]],
     format: Optional[Union[str, int]] = None,
     options: Optional[Mapping[str, Any]] = None,
+    progress: Optional[Callable[..., Any]] = None,
 ) -> Sheet: ...
 def convert(
     source: PathLike,

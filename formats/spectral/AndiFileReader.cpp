@@ -46,8 +46,10 @@ int AndiFileReader::OpenFiles(const char* file, ZmImportOpenOptions* options) {
     const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
     namesGiven_ = names.size();
     for (const std::string& name : names) {
-        if (ExtractNecessaryFileInformation(name.c_str()) != 0)
+        if (ExtractNecessaryFileInformation(name.c_str()) != 0) {
+            failedFile = name;
             return status;
+        }
     }
     return SetOptions(options);
 }
@@ -138,10 +140,13 @@ int AndiFileReader::CheckFiles() {
     for (const FileInfo& file : files_) {
         if (!file.selected)
             continue;
-        if (!zm::SpectralValuesEqual(file.samplingInterval, samplingInterval_))
-            return SetStatus(kDifferentSampling);
-        if (!zm::SpectralValuesEqual(file.delayTime, rangeMinimum_))
-            return SetStatus(kDifferentDelay);
+        if (!zm::SpectralValuesEqual(file.samplingInterval, samplingInterval_) ||
+            !zm::SpectralValuesEqual(file.delayTime, rangeMinimum_)) {
+            failedFile = file.name;
+            return SetStatus(zm::SpectralValuesEqual(file.samplingInterval, samplingInterval_)
+                                 ? kDifferentDelay
+                                 : kDifferentSampling);
+        }
         rangeMaximum_ = std::max(rangeMaximum_, file.runTimeLength + file.delayTime);
         points_ = std::max(points_, file.points);
     }

@@ -33,6 +33,7 @@ int AndiFileReader::ReadSheet(ReadSpreadSheetData* sink) {
     for (const FileInfo& file : files_) {
         if (!file.selected || row > numRows)
             continue;
+        failedFile = file.name;  // the one to name should it fail
         const zm::NetCDF cdf(file.name);
         if (!cdf.IsOpen())
             return SetStatus(kReadFailed);

@@ -29,6 +29,7 @@ int GalacticSPCFile::OpenFiles(const char* names, ZmImportOpenOptions* options) 
     warning_.clear();
     xValues_.clear();
     for (const std::string& name : zm::SplitFileNames(names != nullptr ? names : "")) {
+        failedFile = name;  // the one to name should it fail
         std::error_code ec;
         if (!std::filesystem::is_regular_file(name, ec))
             return SetStatus(kOpenFailed);
@@ -42,6 +43,7 @@ int GalacticSPCFile::OpenFiles(const char* names, ZmImportOpenOptions* options) 
             return SetStatus(code);
         files_.push_back(record);
     }
+    failedFile.clear();
     return SetOptions(options);
 }
 
@@ -92,8 +94,10 @@ int GalacticSPCFile::CheckFiles() {
     points_ = first.points;
     for (const FileRecord& record : files_) {
         if (!zm::SpectralValuesEqual(record.firstX, firstX_) ||
-            !zm::SpectralValuesEqual(record.spacing, spacing_))
+            !zm::SpectralValuesEqual(record.spacing, spacing_)) {
+            failedFile = record.name;
             return SetStatus(kDifferentSpacing);
+        }
         lastX_ = std::max(lastX_, record.lastX);
         points_ = std::max(points_, record.points);
     }

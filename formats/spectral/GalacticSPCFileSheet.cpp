@@ -153,6 +153,7 @@ int GalacticSPCFile::RereadHeaders() {
     for (size_t i = files_.size(); i-- > 0;) {
         // Backwards, so that the first file's header is the one in force afterwards.
         FileRecord record;
+        failedFile = files_[i].name;  // the one to name should it fail
         FilePtr file(std::fopen(files_[i].name.c_str(), "rb"));
         if (!file)
             return SetStatus(kReadFailed);
@@ -186,6 +187,7 @@ int GalacticSPCFile::ReadSheet(ReadSpreadSheetData* sink) {
     sheet.SetNameRows({zm::Translate("Primary ID"), zm::Translate("Name"), ZHeading()}, xLabel_);
     int row = sheet.FirstDataRow();
     for (const FileRecord& record : files_) {
+        failedFile = record.name;
         if (SetFileRows(sheet, sink, record, row) != 0)
             break;
     }

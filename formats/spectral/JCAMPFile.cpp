@@ -165,8 +165,10 @@ int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
         files_.push_back({name, 0, 0});
     for (size_t i = 0; i < files_.size(); ++i) {
         files_[i].offset = text_.Size();
-        if (!AppendFile(files_[i].name, files_.size(), text_))
+        if (!AppendFile(files_[i].name, files_.size(), text_)) {
+            failedFile = files_[i].name;
             return SetStatus(kOpenFailed);
+        }
         files_[i].size = text_.Size() - files_[i].offset;
         if (CheckFile(static_cast<int>(i)) != 0)
             return status;
@@ -424,6 +426,12 @@ void JCAMPFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
         if (buffer != nullptr && bufferSize > 0)
             buffer[0] = '\0';
     }
+}
+
+const char* JCAMPFile::GetFailedFile() {
+    if (status != 0 && errorFile_ >= 0 && errorFile_ < static_cast<int>(files_.size()))
+        return files_[static_cast<size_t>(errorFile_)].name.c_str();
+    return SpreadsheetFile::GetFailedFile();
 }
 
 const char* JCAMPFile::GetWarningMessage() {

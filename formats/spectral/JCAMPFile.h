@@ -63,6 +63,7 @@ class ZMIMPORT_API JCAMPFile : public SpectrumFile {
     void Close() override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
+    const char* GetFailedFile() override;
 
     int GetNumJCAMPBlocks() const { return static_cast<int>(blocks_.size()); }
     // One line per data block: its data type, rows x columns and title, after the file's

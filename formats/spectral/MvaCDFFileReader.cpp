@@ -8,6 +8,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "formats/workbook/SheetChoice.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
 #include "platform/NetCDF.h"
@@ -47,6 +48,34 @@ bool DataAttribute(const zm::NetCDF& cdf, int variable, const char* name, std::s
            cdf.AttributeText(zm::NetCDF::kGlobal, name, text);
 }
 
+// The variable read by default.
+int DefaultDataVariable(const zm::NetCDF& cdf) {
+    const int observation = cdf.FindVariable("observation");
+    return observation >= 0 ? observation : cdf.FindVariable("spectral_data_values");
+}
+
+// The variables that can be read as the data: numbers over the observations and the data
+// points, with at most one dimension between them; the default one first.
+std::vector<std::string> DataVariables(const zm::NetCDF& cdf) {
+    int points = cdf.FindDimension("number_data_points");
+    if (points < 0)
+        points = cdf.FindDimension("number_spectral_data_points");
+    const int observations = cdf.FindDimension("sequence_no");
+    const int fallback = DefaultDataVariable(cdf);
+    std::vector<std::string> names;
+    if (fallback >= 0)
+        names.push_back(cdf.VariableName(fallback));
+    std::vector<int> dimensions;
+    for (int v = 0; v < cdf.VariableCount(); ++v) {
+        if (v != fallback && cdf.IsNumeric(v) && cdf.VariableDimensions(v, dimensions) &&
+            (dimensions.size() == 2 || dimensions.size() == 3) &&
+            dimensions.front() == observations && dimensions.back() == points && points >= 0 &&
+            observations >= 0)
+            names.push_back(cdf.VariableName(v));
+    }
+    return names;
+}
+
 }  // namespace
 
 MvaCDFFileReader::MvaCDFFileReader() = default;
@@ -56,10 +85,12 @@ MvaCDFFileReader::~MvaCDFFileReader() = default;
 void MvaCDFFileReader::Close() {
     files_.clear();
     namesGiven_ = 0;
+    dataVariables_.clear();
+    chosenVariable_.clear();
     SpectrumFile::Close();
 }
 
-int MvaCDFFileReader::OpenFiles(const char* file, ZmImportOpenOptions*) {
+int MvaCDFFileReader::OpenFiles(const char* file, ZmImportOpenOptions* options) {
     files_.clear();
     const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
     namesGiven_ = names.size();
@@ -69,10 +100,14 @@ int MvaCDFFileReader::OpenFiles(const char* file, ZmImportOpenOptions*) {
         const zm::NetCDF cdf(name);
         Layout layout;
         layout.name = name;
-        if (ReadLayout(cdf, layout) != 0)
+        if ((files_.empty() && ChooseVariable(cdf, options) != 0) || ReadLayout(cdf, layout) != 0) {
+            failedFile = name;
             return status;
-        if (!files_.empty() && layout.variables != files_.front().variables)
+        }
+        if (!files_.empty() && layout.variables != files_.front().variables) {
+            failedFile = name;
             return SetStatus(kDifferentVariables);
+        }
         files_.push_back(layout);
     }
     return 0;
@@ -81,9 +116,8 @@ int MvaCDFFileReader::OpenFiles(const char* file, ZmImportOpenOptions*) {
 int MvaCDFFileReader::ReadLayout(const zm::NetCDF& cdf, Layout& layout) {
     if (!cdf.IsOpen() || cdf.FindAttribute(zm::NetCDF::kGlobal, "mva_template_revision") < 0)
         return SetStatus(kNotMvaCDFFile);
-    layout.dataVariable = cdf.FindVariable("observation");
-    if (layout.dataVariable < 0)
-        layout.dataVariable = cdf.FindVariable("spectral_data_values");
+    layout.dataVariable = chosenVariable_.empty() ? DefaultDataVariable(cdf)
+                                                  : cdf.FindVariable(chosenVariable_.c_str());
 
     std::string text;
     if (DataAttribute(cdf, layout.dataVariable, "raw_data_mva_format", text) &&
@@ -126,6 +160,39 @@ int MvaCDFFileReader::ReadLayout(const zm::NetCDF& cdf, Layout& layout) {
     return 0;
 }
 
+int MvaCDFFileReader::ChooseVariable(const zm::NetCDF& cdf, ZmImportOpenOptions* options) {
+    dataVariables_.clear();
+    chosenVariable_.clear();
+    if (!cdf.IsOpen() || cdf.FindAttribute(zm::NetCDF::kGlobal, "mva_template_revision") < 0)
+        return 0;  // refused by ReadLayout
+    std::vector<std::string> names = DataVariables(cdf);
+    if (names.size() < 2)
+        return 0;
+    zm::SheetChoice choice;
+    const auto outcome = choice.Choose(names, options, [&] {
+        choice.names = {names.front()};
+        return true;
+    });
+    if (outcome == zm::SheetChoice::Outcome::kBadOptions)
+        return SetStatus(kStatusBadOptions);
+    if (choice.names.size() != 1)
+        return SetStatus(kSeveralChosen);
+    dataVariables_ = std::move(names);
+    chosenVariable_ = choice.names.front();
+    return 0;
+}
+
+bool MvaCDFFileReader::GetReadChoices(ReadChoices& choices) {
+    if (status != 0 || dataVariables_.size() < 2)
+        return false;
+    choices = ReadChoices();
+    choices.key = "Sheets";
+    choices.noun = "variable";
+    choices.available = dataVariables_;
+    choices.chosen = {chosenVariable_};
+    return true;
+}
+
 int MvaCDFFileReader::EstablishSize() {
     if (status != 0)
         return status;
@@ -160,6 +227,8 @@ std::string MvaCDFFileReader::StatusText() {
             return zm::Translate("Observation data could not be found in the file.");
         case kDifferentVariables:
             return zm::Translate("The files contain different number of variables.");
+        case kSeveralChosen:
+            return zm::Translate("Only one data variable of the file can be read at a time.");
         default:
             return std::string();
     }

@@ -82,6 +82,7 @@ int MvaCDFFileReader::ReadSheet(ReadSpreadSheetData* sink) {
         return 0;
     int row = 2;
     for (size_t i = 0; i < files_.size(); ++i) {
+        failedFile = files_[i].name;  // the one to name should it fail
         const zm::NetCDF cdf(files_[i].name);
         if (!cdf.IsOpen())
             return SetStatus(kNotMvaCDFFile);

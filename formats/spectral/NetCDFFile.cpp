@@ -50,6 +50,8 @@ AndiFileReader* NetCDFFile::GetAndiFileReader() {
 int NetCDFFile::OpenFiles(const char* file, ZmImportOpenOptions* options) {
     const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
     template_ = names.empty() ? kNotNetCDF : GetFileTemplate(names.front().c_str());
+    if (names.size() > 1)
+        failedFile = names.front();  // named should its template be refused
     switch (template_) {
         case kNotNetCDF:
             return SetStatus(kNotNetCDFFile);
@@ -80,6 +82,16 @@ int NetCDFFile::EstablishSize() {
     }
     sizeEstablished = true;
     return 0;
+}
+
+bool NetCDFFile::GetReadChoices(ReadChoices& choices) {
+    return status == 0 && inner_ && inner_->GetReadChoices(choices);
+}
+
+const char* NetCDFFile::GetFailedFile() {
+    if (inner_ && inner_->GetStatus() != 0 && inner_->GetStatus() == status)
+        return inner_->GetFailedFile();
+    return SpreadsheetFile::GetFailedFile();
 }
 
 int NetCDFFile::ReadGeneralNetCDFFile(ReadSpreadSheetData* sink) {

@@ -39,6 +39,8 @@ class ZMIMPORT_API NetCDFFile : public SpectrumFile {
 
     void Close() override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
+    bool GetReadChoices(ReadChoices& choices) override;
+    const char* GetFailedFile() override;
 
     ENetCDFTemplate GetTemplate() const { return template_; }
     // The inner reader; null before a successful choice of template.

@@ -121,9 +121,11 @@ int ExcelFile::ReadSheet(ReadSpreadSheetData* sink, zm::WorkbookLayout& layout,
         return kBadSheetRecord;
     layout.Begin(sheet.name, {sheet.rows, sheet.cols});
     ownFormats = false;
-    for (;;) {
+    for (unsigned records = 1;; ++records) {
         if (!ReadBiffRecord())
             return kBadSheetRecord;
+        if (records % 4096 == 0)
+            sink->ReportBytesRead(stream->Tell(), stream->Size());
         if (record->type == kEof) {
             layout.End();
             return 0;

@@ -68,6 +68,7 @@ int MatFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options)
 int MatFile::OpenRead(ZmImportOpenOptions* options) {
     matrices.clear();
     placements.clear();
+    shown.clear();
     warning.clear();
     choice = zm::SheetChoice();
     sizeEstablished = false;
@@ -86,7 +87,7 @@ int MatFile::OpenRead(ZmImportOpenOptions* options) {
         return kUnsupportedVersion;
     level5 = version == 5;
     if (level5)
-        return OpenMatlab5();
+        return OpenMatlab5(options);
     if (int code = OpenMatlab4(first); code != 0)
         return code;
     return ChooseMatrix(options);
@@ -98,6 +99,7 @@ void MatFile::Close() {
         out.close();
     matrices.clear();
     placements.clear();
+    shown.clear();
     choice = zm::SheetChoice();
     refusal.clear();
     warning.clear();
@@ -166,6 +168,30 @@ bool MatFile::SetCurMatrix(int index) {
 
 bool MatFile::IsComplex() const {
     return curMatrix < GetNumberOfMatrices() && matrices[static_cast<size_t>(curMatrix)].complex;
+}
+
+bool MatFile::GetReadChoices(ReadChoices& choices) {
+    // Level 4 reads one matrix, Level 5 the data matrices chosen side by side; a Level 4
+    // file whose names and IDs go around its one data matrix offers no choice.
+    if (mode != kReadMode || (!level5 && idsPresent) || (level5 && shown.empty()))
+        return false;
+    choices = ReadChoices();
+    choices.key = "Sheets";
+    choices.noun = "matrix";
+    if (level5) {
+        for (const Matrix& m : matrices) {
+            if (m.name != "OBSNAM" && m.name != "OBSNUM" && m.name != "VARNAM" &&
+                m.name != "VARNUM")
+                choices.available.push_back(m.name);
+        }
+        for (const int i : shown)
+            choices.chosen.push_back(matrices[static_cast<size_t>(i)].name);
+        choices.sideBySide = true;
+    } else {
+        GetMatrixList(choices.available);
+        choices.chosen = {matrices[static_cast<size_t>(curMatrix)].name};
+    }
+    return choices.available.size() > 1;
 }
 
 const char* MatFile::GetWarningMessage() {

@@ -23,9 +23,10 @@ struct Tag;
 // Reads one or several numeric or character matrices of a MAT file into one sheet, in
 // either byte order. Level 4: one matrix is read (chosen by name when there are several
 // data matrices), with the "OBSNAM"/"OBSNUM" and "VARNAM"/"VARNUM" matrices and ID
-// matrices ("OBSID1", "VARID1", ...) around it. Level 5: every numeric, logical, sparse
-// and character array goes side by side, with "OBSNAM"/"OBSNUM" as columns left of them
-// and "VARNAM"/"VARNUM" as rows above them, in whatever order the file stores them. The
+// matrices ("OBSID1", "VARID1", ...) around it. Level 5: the numeric, logical, sparse
+// and character arrays chosen by "Sheets" (every one by default) go side by side, with
+// "OBSNAM"/"OBSNUM" as columns left of them and "VARNAM"/"VARNUM" as rows above them,
+// in whatever order the file stores them. The
 // zeros of a sparse matrix are 0. Writes Level 4: the data as "DATA", the ID columns and
 // header rows as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
 class ZMIMPORT_API MatFile : public SpreadsheetFile {
@@ -58,6 +59,7 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
     const char* GetReadFile() override;
+    bool GetReadChoices(ReadChoices& choices) override;
 
     // The names of the matrices in file order.
     void GetMatrixList(std::vector<std::string>& list) const;
@@ -104,7 +106,9 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     // Reads `count` values of the matrix's precision at the stream's position.
     bool ReadMatlabElement(const Matrix& m, size_t count, double* values);
     // Level 5.
-    int OpenMatlab5();
+    int OpenMatlab5(ZmImportOpenOptions* options);
+    // Chooses the data matrices read, by the options or else all of them.
+    int ChooseData(ZmImportOpenOptions* options);
     int OpenArray(const Matrix& m, zm::mat::ArrayHeader& header,
                   std::unique_ptr<zm::mat::Input>& input);
     int CheckArray(const zm::mat::ArrayHeader& array, Matrix& m);
@@ -112,13 +116,19 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     void NoteCutTag(uint64_t position);
     int SetSheetSize();
     void SetSheetIndex(int nameColumns, int nameRows);
-    void SetNames(int nameColumns, int nameRows);
-    int ExistsMatrix(const char* name) const;
-    bool CheckDimensions() const;
+    void SetNames(int nameColumns, int nameRows, int64_t dataCols);
+    // The names matrix called `name` when it fits the data read (`dataCols` columns),
+    // else -1.
+    int NamesShown(const char* name, int64_t dataCols) const;
+    bool NamesFit(const Matrix& names, int64_t dataCols) const;
+    bool CheckDimensions(int64_t dataCols) const;
     int ReadMatlab5(ReadSpreadSheetData* sink);
     int ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int row0, int layout);
     int ReadNumbers(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
-                    uint64_t count, zm::mat::CellCursor& cursor);
+                    const Matrix& m, zm::mat::CellCursor& cursor);
+    // Tells the sink the bytes read: the matrices done and `done` of `count` values of m.
+    void ReportPart(ReadSpreadSheetData* sink, const Matrix& m, uint64_t done,
+                    uint64_t count) const;
     int ReadText5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& data,
                   const Matrix& m, int64_t charColumns, zm::mat::CellCursor& cursor);
     int ReadSparse5(ReadSpreadSheetData* sink, zm::mat::Input& s, const zm::mat::Tag& irTag,
@@ -169,4 +179,6 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
         int layout;
     };
     std::vector<Placement> placements;
+    std::vector<int> shown;  // Level 5: the data matrices read, in the order chosen
+    uint64_t bytesDone = 0, bytesToRead = 0;  // Level 5 progress: stored bytes of the matrices
 };

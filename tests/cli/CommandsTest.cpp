@@ -13,14 +13,15 @@
 
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
-#include "cli/FormatChoice.h"
-#include "cli/FormatTable.h"
 #include "framework/OptionsRecord.h"
 #include "framework/SprFileFactory.h"
+#include "framework/host/FormatChoice.h"
+#include "framework/host/FormatTable.h"
 #include "platform/ErrorText.h"
 #include "platform/Settings.h"
 
 using namespace zmcli;
+using namespace zmhost;
 
 namespace {
 

@@ -18,6 +18,8 @@ DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data")
 TWO_SHEETS = os.path.join(DATA, "xlsx", "two-sheets.xlsx")
 TWO_MATRICES = os.path.join(DATA, "mat", "level4_two.mat")
 BIFF8 = os.path.join(DATA, "xls", "sheetjs-biff8.xls")
+NAMED_MATRICES = os.path.join(DATA, "mat", "level5_names.mat")
+TWO_VARIABLES = os.path.join(DATA, "netcdf", "mva_two_variables.cdf")
 CORPUS = os.environ.get("ZM_CORPUS", os.path.join(DATA, "..", "..", "..", "shared", "corpus"))
 
 
@@ -61,6 +63,36 @@ class SheetChoice(unittest.TestCase):
         status, _, err = run("read", "--set", "Sheets=C", TWO_MATRICES)
         self.assertEqual(status, 1)
         self.assertIn('no matrix "C" in the file (matrices: A, B)', err)
+
+    def test_matrices_and_variables_are_offered_as_sheets_are(self):
+        # Level 5 MAT: every data matrix side by side, names around them.
+        status, _, err = run("read", NAMED_MATRICES)
+        self.assertEqual(err, "zmimport: %s: read all 2 matrices, side by side (X, Y); choose "
+                              "with --set Sheets=NAME\n" % NAMED_MATRICES)
+        status, out, err = run("read", "--set", "Sheets=Y", NAMED_MATRICES)
+        self.assertEqual((status, out, err), (0, "o1,0.5\no2,10.5\n", ""))
+        status, _, err = run("read", "--set", "Sheets=OBSNAM", NAMED_MATRICES)
+        self.assertEqual(status, 1)
+        self.assertIn('no matrix "OBSNAM" in the file (matrices: X, Y)', err)
+        # netCDF: one data variable of several.
+        status, out, err = run("read", TWO_VARIABLES)
+        self.assertEqual(err, 'zmimport: %s: read variable "observation" (1 of 2: observation, '
+                              'baseline); choose with --set Sheets=NAME\n' % TWO_VARIABLES)
+        status, out, err = run("read", "--set", "Sheets=baseline", TWO_VARIABLES)
+        self.assertEqual((status, err), (0, ""))
+        self.assertEqual(out.splitlines()[1], "Sample 1,1999.5,-10,-11,-12,-13,-14")
+        status, _, err = run("read", "--set", "Sheets=base", TWO_VARIABLES)
+        self.assertEqual(status, 1)
+        self.assertIn('no variable "base" in the file (variables: observation, baseline)', err)
+
+    def test_a_read_of_several_files_names_the_one_that_failed(self):
+        for good, bad in (("jcamp/bands-sqz.jdx", "jcamp/no-title.jdx"),
+                          ("netcdf/aia_run1.cdf", "netcdf/aia_delay.cdf")):
+            good, bad = os.path.join(DATA, good), os.path.join(DATA, bad)
+            status, out, err = run("read", good, bad)
+            self.assertEqual((status, out), (1, ""), bad)
+            self.assertTrue(err.startswith("zmimport: %s: " % bad), err)
+            self.assertNotIn(good, err)
 
     def test_convert_says_the_same(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -242,7 +274,9 @@ class PipesAndProgress(unittest.TestCase):
             f.write("a,b,c\n" + "1,2,3\n" * 60000)
         status, err = self.progress_output("read", big)
         self.assertEqual(status, 0)
-        self.assertRegex(err, r"\rreading cells \d+, \d+ cells/s")
+        # Text readers tell the bytes read of the file's 360006.
+        self.assertRegex(err, r"\rreading \d+\.\d kB of 360\.0 kB \(\d\d%\), \d+\.\d [kM]B/s, "
+                              r"\d+ s left")
         import numpy
         import scipy.io
         matrix = big + ".mat"

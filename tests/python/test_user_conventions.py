@@ -25,6 +25,15 @@ def test_sheets_lists_what_the_file_offers():
     assert zmimport.sheets(ROOT / "examples" / "data" / "grain-reference.csv") == []
 
 
+def test_matrices_and_variables_are_sheets_too():
+    variables = DATA / "netcdf" / "mva_two_variables.cdf"
+    assert zmimport.sheets(DATA / "mat" / "level5_names.mat") == ["X", "Y"]
+    assert zmimport.sheets(variables) == ["observation", "baseline"]
+    assert zmimport.read_frame(variables, sheet="baseline").iloc[0, 2] == -10
+    with pytest.raises(ValueError, match=r'no variable "base" in the file'):
+        zmimport.read_frame(variables, sheet="base")
+
+
 @pytest.mark.parametrize("choice", [{"Sheets": "Nope"}, {"Sheets": "data"},
                                     {"Sheets": "2"}, {"UseIndexes": True, "Sheets": 3}])
 def test_a_sheet_the_file_lacks_raises(choice):
@@ -88,6 +97,14 @@ def test_read_error_names_the_file(tmp_path):
     assert raised.value.format == "Excel2007 File"
 
 
+def test_a_read_of_several_files_names_the_one_that_failed():
+    good, bad = DATA / "netcdf" / "aia_run1.cdf", DATA / "netcdf" / "aia_delay.cdf"
+    with pytest.raises(zmimport.ReadError) as raised:
+        zmimport.read([good, bad])
+    assert raised.value.filename == str(bad)
+    assert str(raised.value).startswith(str(bad) + ": ")
+
+
 def test_sheets_pickle_whole():
     sheet = zmimport.read(TWO_SHEETS)
     again = pickle.loads(pickle.dumps(sheet))
@@ -109,6 +126,18 @@ def test_progress_is_called_with_cells_and_total(tmp_path, monkeypatch):
     # cells are in, with the total the reader announced.
     assert calls and 4096 <= calls[0][0] < 30000 and calls[0][1] == 30000
     assert all(0 < cells <= total for cells, total in calls)
+
+
+def test_a_progress_callback_of_one_argument_gets_bytes_and_time_left(tmp_path, monkeypatch):
+    path = tmp_path / "big.csv"
+    path.write_text("a,b,c\n" + "1,2,3\n" * 200000)
+    monkeypatch.setenv("ZMIMPORT_PROGRESS_AFTER_MS", "0")
+    calls = []
+    zmimport.read(path, progress=lambda state: calls.append(state))
+    by_bytes = [state for state in calls if state.bytes_read < state.bytes_total]
+    assert by_bytes and by_bytes[0].bytes_total == path.stat().st_size
+    assert 0 < by_bytes[0].bytes_read and by_bytes[0].seconds_left is not None
+    assert str(by_bytes[0]).startswith("reading ") and " of 1.2 MB (" in str(by_bytes[0])
 
 
 def test_date_texts_become_datetime64_unless_parse_dates_is_off():

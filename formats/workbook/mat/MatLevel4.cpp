@@ -286,6 +286,8 @@ int MatFile::ReadFull(ReadSpreadSheetData* sink, const Matrix& m, CellCursor cur
             return kBadMatrix;
         cursor.PutBlock(sink, values.data(), n);
         left -= n;
+        sink->ReportBytesRead(static_cast<uint64_t>(std::max<std::streamoff>(in.tellg(), 0)),
+                              fileSize);
     }
     return 0;
 }

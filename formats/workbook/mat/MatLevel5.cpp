@@ -172,7 +172,7 @@ int MatFile::OpenArray(const Matrix& m, ArrayHeader& header, std::unique_ptr<Inp
     return 0;
 }
 
-int MatFile::OpenMatlab5() {
+int MatFile::OpenMatlab5(ZmImportOpenOptions* options) {
     uint8_t header[kHeaderSize];
     in.clear();
     in.seekg(0);
@@ -218,6 +218,12 @@ int MatFile::OpenMatlab5() {
         matrices.push_back(m);
     }
     NoteCutTag(position);
+    if (matrices.empty())
+        Refuse("No data found.");
+    if (matrices.size() > 1) {
+        if (int code = ChooseData(options); code != 0)
+            return code;
+    }
     return SetSheetSize();
 }
 
@@ -274,109 +280,151 @@ int MatFile::CheckArray(const ArrayHeader& array, Matrix& m) {
     return 0;
 }
 
+int MatFile::ChooseData(ZmImportOpenOptions* options) {
+    // The data matrices are the choice; names and numbers go around whichever are read.
+    // Without a choice every one is read, side by side.
+    std::vector<std::string> data;
+    for (const Matrix& m : matrices) {
+        if (IsData(m))
+            data.push_back(m.name);
+    }
+    if (data.empty())
+        Refuse("No data found.");
+    choice.layout = zm::SheetChoice::kSideBySide;
+    const auto outcome = choice.Choose(data, options, [&] {
+        choice.names = data;
+        return true;
+    });
+    if (outcome == zm::SheetChoice::Outcome::kBadOptions)
+        return kStatusBadOptions;
+    shown.clear();
+    for (const std::string& name : choice.names) {
+        for (int i = 0; i < GetNumberOfMatrices(); ++i) {
+            if (IsData(matrices[i]) && matrices[i].name == name &&
+                std::find(shown.begin(), shown.end(), i) == shown.end()) {
+                shown.push_back(i);
+                break;
+            }
+        }
+    }
+    return 0;
+}
+
 int MatFile::SetSheetSize() {
     placements.clear();
-    if (matrices.empty())
-        Refuse("No data found.");
     if (matrices.size() == 1) {
         placements.push_back({0, 1, 1, CellCursor::kGrid});
         numRows = static_cast<int>(matrices[0].rows);
         numCols = static_cast<int>(matrices[0].cols);
         return 0;
     }
-    // The data matrices go side by side; observation names and numbers are columns left
-    // of them and variable names and numbers rows above them, whatever the file's order.
+    // The data matrices read go side by side; observation names and numbers are columns
+    // left of them and variable names and numbers rows above them, whatever the file's
+    // order.
     int64_t cols = 0, rows = 0;
-    bool data = false;
-    for (const Matrix& m : matrices) {
-        if (!IsData(m))
-            continue;
-        cols += m.cols;
-        rows = std::max(rows, m.rows);
-        data = true;
+    for (const int i : shown) {
+        cols += matrices[i].cols;
+        rows = std::max(rows, matrices[i].rows);
         if (cols > INT_MAX - 4)
             return kBadMatrix;
     }
-    if (!data)
+    if (shown.empty())
         Refuse("No data found.");
-    if (!CheckDimensions())
+    // Names that do not fit all the data make the file inconsistent; names that do not
+    // fit a choice of some data matrices are left out.
+    const bool all = static_cast<size_t>(std::count_if(matrices.begin(), matrices.end(), IsData)) ==
+                     shown.size();
+    if (all && !CheckDimensions(cols))
         return kBadMatrix;
     int nameColumns = 0, nameRows = 0;
     for (const char* name : {"OBSNAM", "OBSNUM"})
-        nameColumns += ExistsMatrix(name) >= 0 ? 1 : 0;
+        nameColumns += NamesShown(name, cols) >= 0 ? 1 : 0;
     for (const char* name : {"VARNAM", "VARNUM"})
-        nameRows += ExistsMatrix(name) >= 0 ? 1 : 0;
+        nameRows += NamesShown(name, cols) >= 0 ? 1 : 0;
     if (rows > INT_MAX - 4)
         return kBadMatrix;
     numCols = static_cast<int>(cols) + nameColumns;
     numRows = static_cast<int>(rows) + nameRows;
     SetSheetIndex(nameColumns, nameRows);
-    SetNames(nameColumns, nameRows);
+    SetNames(nameColumns, nameRows, cols);
     return 0;
 }
 
 void MatFile::SetSheetIndex(int nameColumns, int nameRows) {
-    // The data matrices side by side in list order, right of the name columns and below
-    // the name rows, each from the first data row.
+    // The data matrices side by side in the order chosen, right of the name columns and
+    // below the name rows, each from the first data row.
     int col = nameColumns + 1;
-    for (int i = 0; i < GetNumberOfMatrices(); ++i) {
-        if (!IsData(matrices[i]))
-            continue;
+    for (const int i : shown) {
         placements.push_back({i, col, nameRows + 1, CellCursor::kGrid});
         col += static_cast<int>(matrices[i].cols);
     }
 }
 
-void MatFile::SetNames(int nameColumns, int nameRows) {
+void MatFile::SetNames(int nameColumns, int nameRows, int64_t dataCols) {
     // Observation names go down the first column and their numbers down the next one;
     // variable names across the first row and their numbers across the next one.
     int col = 1;
     for (const char* name : {"OBSNAM", "OBSNUM"}) {
-        if (const int i = ExistsMatrix(name); i >= 0)
+        if (const int i = NamesShown(name, dataCols); i >= 0)
             placements.push_back({i, col++, nameRows + 1, CellCursor::kDown});
     }
     int row = 1;
     for (const char* name : {"VARNAM", "VARNUM"}) {
-        if (const int i = ExistsMatrix(name); i >= 0)
+        if (const int i = NamesShown(name, dataCols); i >= 0)
             placements.push_back({i, nameColumns + 1, row++, CellCursor::kAcross});
     }
 }
 
-int MatFile::ExistsMatrix(const char* name) const {
+int MatFile::NamesShown(const char* name, int64_t dataCols) const {
     for (int i = 0; i < GetNumberOfMatrices(); ++i) {
         if (matrices[i].name == name)
-            return i;
+            return NamesFit(matrices[i], dataCols) ? i : -1;
     }
     return -1;
 }
 
-bool MatFile::CheckDimensions() const {
-    // Every data matrix has one row per observation name, and the data matrices together
-    // one column per variable name.
-    int64_t dataCols = 0;
-    for (const Matrix& m : matrices) {
-        if (IsData(m))
-            dataCols += m.cols;
-    }
-    for (const Matrix& names : matrices) {
-        if (NamesVariables(names.name) && Entries(names) != dataCols)
+bool MatFile::NamesFit(const Matrix& names, int64_t dataCols) const {
+    // Variable names: one per column of the data read. Observation names: one per row of
+    // every data matrix read.
+    if (NamesVariables(names.name))
+        return Entries(names) == dataCols;
+    for (const int i : shown) {
+        if (matrices[i].rows != Entries(names))
             return false;
-        if (!NamesObservations(names.name))
-            continue;
-        for (const Matrix& m : matrices) {
-            if (IsData(m) && m.rows != Entries(names))
-                return false;
-        }
+    }
+    return true;
+}
+
+bool MatFile::CheckDimensions(int64_t dataCols) const {
+    for (const Matrix& m : matrices) {
+        if (!IsData(m) && !NamesFit(m, dataCols))
+            return false;
     }
     return true;
 }
 
 int MatFile::ReadMatlab5(ReadSpreadSheetData* sink) {
+    // Progress counts the stored bytes of the matrices read.
+    bytesToRead = 0;
+    for (const Placement& p : placements)
+        bytesToRead += 8 + matrices[p.matrix].elementSize;
+    bytesDone = 0;
     for (const Placement& p : placements) {
-        if (int code = ReadArray(sink, matrices[p.matrix], p.col0, p.row0, p.layout); code != 0)
+        const Matrix& m = matrices[p.matrix];
+        if (int code = ReadArray(sink, m, p.col0, p.row0, p.layout); code != 0)
             return code;
+        bytesDone += 8 + m.elementSize;
+        sink->ReportBytesRead(bytesDone, bytesToRead);
     }
     return 0;
+}
+
+void MatFile::ReportPart(ReadSpreadSheetData* sink, const Matrix& m, uint64_t done,
+                         uint64_t count) const {
+    const double part = count == 0 ? 0 : static_cast<double>(done) / static_cast<double>(count);
+    sink->ReportBytesRead(
+        bytesDone + static_cast<uint64_t>(part * static_cast<double>(8 + m.elementSize)),
+        bytesToRead);
 }
 
 int MatFile::ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int row0, int layout) {
@@ -402,8 +450,7 @@ int MatFile::ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int
     } else if (m.arrayClass == kSparseClass) {
         code = ReadSparse5(sink, s, data, m, array.logical, held, cursor);
     } else {
-        code = ReadNumbers(sink, s, data,
-                           static_cast<uint64_t>(m.rows) * static_cast<uint64_t>(m.cols), cursor);
+        code = ReadNumbers(sink, s, data, m, cursor);
     }
     if (code == 0 && m.compressed) {
         // The rest of the array, then the end of the zlib stream, whose checksum must hold.
@@ -415,8 +462,9 @@ int MatFile::ReadArray(ReadSpreadSheetData* sink, const Matrix& m, int col0, int
     return code;
 }
 
-int MatFile::ReadNumbers(ReadSpreadSheetData* sink, Input& s, const Tag& data, uint64_t count,
+int MatFile::ReadNumbers(ReadSpreadSheetData* sink, Input& s, const Tag& data, const Matrix& m,
                          CellCursor& cursor) {
+    const uint64_t count = static_cast<uint64_t>(m.rows) * static_cast<uint64_t>(m.cols);
     const size_t size = zm::mat::NumberSize(data.type);
     if (size == 0)
         return kUnknownType;
@@ -442,6 +490,7 @@ int MatFile::ReadNumbers(ReadSpreadSheetData* sink, Input& s, const Tag& data, u
             zm::mat::ToDoubles(data.type, bytes.data(), n, bigEndian, values.data());
         cursor.PutBlock(sink, values.data(), n);
         left -= n;
+        ReportPart(sink, m, count - left, count);
     }
     const uint64_t rest = data.bytes - count * size;
     return s.Skip(std::min<uint64_t>(rest, s.Remaining())) && SkipPadding(s, data) ? 0 : kBadMatrix;

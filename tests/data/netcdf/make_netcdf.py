@@ -65,7 +65,7 @@ def text_rows(ds, var, dims, texts):
 
 def mva(name, kind, values, fmt="NETCDF3_CLASSIC", missing=None, headers=None,
         descriptions=None, names=True, times=True, spectral=False, rows_per_point=None,
-        data=True):
+        data=True, extra=None):
     ds = netCDF4.Dataset(path(name), "w", format=fmt)
     ds.mva_template_revision = "1.0"
     if kind is not None:
@@ -90,6 +90,9 @@ def mva(name, kind, values, fmt="NETCDF3_CLASSIC", missing=None, headers=None,
             v[:] = np.repeat(np.array(values)[:, None, :], rows_per_point, axis=1)
         else:
             ds.createVariable(var_name, dtype, ("sequence_no", points_dim))[:] = values
+    if extra is not None:
+        # A second data variable over the same observations and points.
+        ds.createVariable(extra[0], "f8", ("sequence_no", points_dim))[:] = extra[1]
     if headers is not None:
         text_rows(ds, "column_headers", (points_dim, text_dim), headers)
     if descriptions is not None:
@@ -139,6 +142,8 @@ def main():
     mva("mva_long.cdf", "long", [[x * 100000 for x in row] for row in grid],
         fmt="NETCDF3_64BIT_OFFSET")
     mva("mva_six_variables.cdf", "float", [[float(v) for v in range(6)]] * 2)
+    mva("mva_two_variables.cdf", "float", grid,
+        extra=("baseline", [[-x for x in row] for row in grid]))
     mva("mva_matrix.cdf", "float", grid, rows_per_point=2)
     mva("mva_unknown_type.cdf", "complex", grid)
     mva("mva_no_data.cdf", "float", grid, data=False)

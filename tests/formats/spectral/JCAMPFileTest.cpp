@@ -334,6 +334,7 @@ TEST(JCAMPFileSheet, SeveralFilesMakeOneSheet) {
         zm::JoinFileNames({Fixture("bands-sqz.jdx"), Fixture("no-title.jdx")});
     EXPECT_EQ(refused.Open(true, withBad.c_str(), nullptr), JCAMPFile::kNotJCAMPFile);
     EXPECT_EQ(Message(refused), "One of the files does not appear to be a valid JCAMP-DX file.");
+    EXPECT_STREQ(refused.GetFailedFile(), Fixture("no-title.jdx").c_str());
 }
 
 TEST(JCAMPFileSheet, ReadsVariedLabelsCommasAndMissingPoints) {

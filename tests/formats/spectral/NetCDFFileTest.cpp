@@ -6,14 +6,17 @@
 
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "formats/spectral/AndiFileReader.h"
 #include "formats/spectral/MvaCDFFileReader.h"
 #include "formats/spectral/NetCDFFile.h"
+#include "framework/OptionsRecord.h"
 #include "platform/BinaryString.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
@@ -258,31 +261,39 @@ TEST(AndiFileReader, RefusesFilesThatDoNotShareTheAxis) {
         "To be able to import several files at a time, all selected files must have the same "
         "sampling interval and the same time delay between the injection and the start of data "
         "acquisition. In this case, the delay time was not equal in all selected files.";
+    // `failed` is the file the failure is put down to.
     const struct {
         std::string files;
         int code;
         std::string text;
+        std::string failed;
     } cases[] = {
-        {Files({"aia_run1.cdf", "aia_interval_0.25.cdf"}), 2087, sampling},
-        {Files({"aia_run1.cdf", "aia_delay.cdf"}), 2089, delay},
+        {Files({"aia_run1.cdf", "aia_interval_0.25.cdf"}), 2087, sampling, "aia_interval_0.25.cdf"},
+        {Files({"aia_run1.cdf", "aia_delay.cdf"}), 2089, delay, "aia_delay.cdf"},
         {Files({"aia_nonuniform.cdf"}), 2085,
          "Error wile reading file attributes in the file. Files with non-uniform sampling of "
-         "data is not supported by TAVIX."},
+         "data is not supported by TAVIX.",
+         "aia_nonuniform.cdf"},
         {Files({"aia_run1.cdf", "aia_nonuniform.cdf"}), 2085,
          "Error wile reading file attributes in one or more of the selected files. Files with "
-         "non-uniform sampling of data is not supported by TAVIX."},
-        {Files({"aia_no_delay.cdf"}), 2084, "Error while reading file attributes."},
+         "non-uniform sampling of data is not supported by TAVIX.",
+         "aia_nonuniform.cdf"},
+        {Files({"aia_no_delay.cdf"}), 2084, "Error while reading file attributes.",
+         "aia_no_delay.cdf"},
         {Files({"aia_run1.cdf", "aia_no_delay.cdf"}), 2084,
-         "Error while reading file attributes in one of the selected files."},
+         "Error while reading file attributes in one of the selected files.", "aia_no_delay.cdf"},
         {Files({"aia_no_completeness.cdf"}), 2082,
-         "The file does not seem to be a valid ANDI/chromatography file."},
+         "The file does not seem to be a valid ANDI/chromatography file.",
+         "aia_no_completeness.cdf"},
         {Files({"aia_run1.cdf", "mva_float.cdf"}), 2082,
          "Unable to read one or more of the selected files, not all files seem to be valid "
-         "ANDI/chromatography files."},
+         "ANDI/chromatography files.",
+         "mva_float.cdf"},
         // A second file that does not open is no chromatogram either.
         {Files({"aia_run1.cdf", "missing.cdf"}), 2082,
          "Unable to read one or more of the selected files, not all files seem to be valid "
-         "ANDI/chromatography files."},
+         "ANDI/chromatography files.",
+         "missing.cdf"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.files);
@@ -290,6 +301,8 @@ TEST(AndiFileReader, RefusesFilesThatDoNotShareTheAxis) {
         EXPECT_EQ(reader.Open(true, c.files.c_str(), nullptr), c.code);
         EXPECT_EQ(Message(reader), c.text);
         EXPECT_EQ(reader.GetNumRows(), -1);
+        ASSERT_NE(reader.GetFailedFile(), nullptr);
+        EXPECT_EQ(std::filesystem::path(reader.GetFailedFile()).filename(), c.failed);
     }
 }
 
@@ -487,31 +500,87 @@ TEST(MvaCDFFileReader, RefusesWithItsOwnCodes) {
         std::string files;
         int code;
         std::string text;
+        std::string failed;  // the file the failure is put down to
     } cases[] = {
         {Files({"mva_unknown_type.cdf"}), 2065,
          "The size of the observation data could not be established. Necessary variables ID's "
-         "could not be found in the file."},
+         "could not be found in the file.",
+         "mva_unknown_type.cdf"},
         {Files({"mva_matrix.cdf"}), 2066,
          "The observation data is stored as matrices in the file. TAVIX can currently not "
-         "import MVACDF file matrices."},
+         "import MVACDF file matrices.",
+         "mva_matrix.cdf"},
         {Files({"mva_float.cdf", "mva_matrix.cdf"}), 2066,
          "The observation data is stored as matrices in one or more of the selected files. "
-         "TAVIX can currently not import MVACDF file matrices."},
-        {Files({"mva_no_data.cdf"}), 2067, "Observation data could not be found in the file."},
+         "TAVIX can currently not import MVACDF file matrices.",
+         "mva_matrix.cdf"},
+        {Files({"mva_no_data.cdf"}), 2067, "Observation data could not be found in the file.",
+         "mva_no_data.cdf"},
         {Files({"mva_float.cdf", "mva_six_variables.cdf"}), 2068,
-         "The files contain different number of variables."},
+         "The files contain different number of variables.", "mva_six_variables.cdf"},
         {Files({"mva_float.cdf", "aia_run1.cdf"}), 2064,
-         "One or more files seem not to be a valid MVACDF files."},
+         "One or more files seem not to be a valid MVACDF files.", "aia_run1.cdf"},
+        {Files({"aia_run1.cdf", "mva_float.cdf", "aia_run2.cdf"}), 2082,
+         "Unable to read one or more of the selected files, not all files seem to be valid "
+         "ANDI/chromatography files.",
+         "mva_float.cdf"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.files);
         NetCDFFile reader;
         EXPECT_EQ(reader.Open(true, c.files.c_str(), nullptr), c.code);
         EXPECT_EQ(Message(reader), c.text);
+        ASSERT_NE(reader.GetFailedFile(), nullptr);
+        EXPECT_EQ(std::filesystem::path(reader.GetFailedFile()).filename(), c.failed);
     }
     MvaCDFFileReader direct;
     EXPECT_EQ(direct.Open(true, Fixture("aia_run1.cdf").c_str(), nullptr), 2064);
     EXPECT_EQ(Message(direct), "The file does not seem to be a valid MVACDF file.");
+}
+
+// A record holding the "Sheets" key, as a host or the command line sets it.
+void ChoiceRecord(const char* sheets, ZmImportOpenOptions& record) {
+    zm::SettingsDocument document;
+    document.SetString("Settings", "Sheets", sheets);
+    zm::StoreOptions(&record, document);
+}
+
+TEST(MvaCDFFileReader, OffersItsDataVariablesAndReadsTheOneChosen) {
+    const std::string file = Fixture("mva_two_variables.cdf");
+    // Without a choice "observation" is read, and an empty record receives that choice.
+    ZmImportOpenOptions written{0, nullptr};
+    NetCDFFile reader;
+    ASSERT_EQ(reader.Open(true, file.c_str(), &written), 0) << Message(reader);
+    ReadChoices choices;
+    ASSERT_TRUE(reader.GetReadChoices(choices));
+    EXPECT_EQ(choices.key, "Sheets");
+    EXPECT_EQ(choices.available, (std::vector<std::string>{"observation", "baseline"}));
+    EXPECT_EQ(choices.chosen, (std::vector<std::string>{"observation"}));
+    std::unique_ptr<zm::SettingsDocument> document;
+    ASSERT_EQ(zm::DecodeOptions(&written, document), zm::OptionsDecode::kDecoded);
+    EXPECT_EQ(document->GetString("Settings", "Sheets"), "observation");
+    delete[] written.data;
+    reader.Close();
+
+    ZmImportOpenOptions baseline{0, nullptr};
+    ChoiceRecord("baseline", baseline);
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, file, sink, &baseline), 0) << Message(reader);
+    EXPECT_EQ(sink.Number(3, 2), -10);
+    EXPECT_EQ(sink.Number(7, 5), -44);
+    EXPECT_EQ(sink.Text(1, 5), "Sample 4");
+    reader.Close();
+    delete[] baseline.data;
+
+    // One variable at a time; a file with one data variable offers none.
+    ZmImportOpenOptions both{0, nullptr};
+    ChoiceRecord("observation;baseline", both);
+    EXPECT_EQ(reader.Open(true, file.c_str(), &both), 2069);
+    EXPECT_EQ(Message(reader), "Only one data variable of the file can be read at a time.");
+    reader.Close();
+    delete[] both.data;
+    ASSERT_EQ(reader.Open(true, Fixture("mva_float.cdf").c_str(), nullptr), 0);
+    EXPECT_FALSE(reader.GetReadChoices(choices));
 }
 
 }  // namespace

@@ -255,6 +255,37 @@ TEST(MatFileFixtures, Level5ChoicesForDimensionsNamesAndText) {
     EXPECT_EQ(text.sink.Text(1, 1), "\xC3\xA9t\xC3\xA9 \xE6\x97\xA5");
 }
 
+TEST(MatFileFixtures, Level5OffersItsDataMatricesWithTheNamesThatFitThem) {
+    // VARNAM, OBSNAM, X (2 x 2), Y (2 x 1): without a choice both data matrices are read.
+    MatFile reader;
+    zmtest::OptionsRecord empty;
+    zmtest::RecordingSink all;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("level5_names.mat"), all, &empty.options), 0);
+    ReadChoices choices;
+    ASSERT_TRUE(reader.GetReadChoices(choices));
+    EXPECT_EQ(choices.available, (std::vector<std::string>{"X", "Y"}));
+    EXPECT_EQ(choices.chosen, choices.available);
+    EXPECT_TRUE(choices.sideBySide);
+    reader.Close();
+
+    // Chosen: in the order named; the three variable names fit X and Y together only.
+    const auto chosen = [](const char* sheets) {
+        zm::SettingsDocument document;
+        document.SetString("Settings", "Sheets", sheets);
+        zmtest::OptionsRecord record(document);
+        return Sheet(ReadFile(Fixture("level5_names.mat"), &record.options).sink);
+    };
+    EXPECT_EQ(chosen("Y;X"),
+              (std::vector<std::string>{"|v1|v2|v3", "o1|0.5|0.5|1.5", "o2|10.5|10.5|11.5"}));
+    EXPECT_EQ(chosen("Y"), (std::vector<std::string>{"o1|0.5", "o2|10.5"}));
+    // The record written back by the read without a choice reads the same sheet.
+    EXPECT_EQ(Sheet(ReadFile(Fixture("level5_names.mat"), &empty.options).sink), Sheet(all));
+
+    // One data matrix offers no choice.
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("level5_unicode.mat"), all), 0);
+    EXPECT_FALSE(reader.GetReadChoices(choices));
+}
+
 TEST(MatFileLevel4, ByteOrderTypesAndMatrixCount) {
     // Big-endian, type 1000: values swapped.
     Outcome big = ReadBytes(Level4(1000, 1, 2, "b", {1.25, -3}, true));

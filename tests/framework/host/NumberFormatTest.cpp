@@ -1,0 +1,127 @@
+// Number printing against the standard library's shortest round-trip conversion: the same
+// text for every kind of value the readers deliver, and that text reads back exactly.
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "framework/host/NumberFormat.h"
+
+namespace {
+
+template <typename T>
+std::string Expected(T value) {
+    if (std::isnan(value))
+        return "NaN";
+    if (std::isinf(value))
+        return value < 0 ? "-inf" : "inf";
+    char buffer[64];
+    return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
+}
+
+// Counts mismatches and reports the first few, so that one run shows the pattern.
+template <typename T>
+void Check(T value, int& mismatches) {
+    const std::string printed =
+        sizeof(T) == sizeof(float) ? zmhost::FormatFloat(value) : zmhost::FormatDouble(value);
+    const std::string expected = Expected(value);
+    if (printed != expected && ++mismatches <= 10)
+        ADD_FAILURE() << "printed " << printed << ", expected " << expected;
+    if (std::isfinite(value)) {
+        T back{};
+        std::from_chars(printed.data(), printed.data() + printed.size(), back);
+        if (std::memcmp(&back, &value, sizeof value) != 0 && ++mismatches <= 10)
+            ADD_FAILURE() << printed << " does not read back";
+    }
+}
+
+std::vector<double> EdgeDoubles() {
+    using Limits = std::numeric_limits<double>;
+    std::vector<double> values = {0.0,
+                                  -0.0,
+                                  Limits::quiet_NaN(),
+                                  Limits::infinity(),
+                                  -Limits::infinity(),
+                                  Limits::min(),
+                                  Limits::denorm_min(),
+                                  Limits::max(),
+                                  Limits::lowest(),
+                                  Limits::epsilon(),
+                                  0.1,
+                                  0.2 + 0.1,
+                                  1.0 / 3,
+                                  5e-324,
+                                  1.7976931348623157e308,
+                                  9007199254740991.0,
+                                  9007199254740992.0,
+                                  9007199254740993.0,
+                                  123456789012345680.0,
+                                  1e23,
+                                  -1.5e-7};
+    // Around every power of ten, where fixed and scientific notation trade places and
+    // the digit count changes.
+    for (int k = -330; k <= 310; ++k) {
+        const double p = std::pow(10.0, k);
+        for (double v : {p, std::nextafter(p, 0.0), std::nextafter(p, HUGE_VAL), 1.5 * p, 9.99 * p})
+            values.insert(values.end(), {v, -v});
+    }
+    return values;
+}
+
+}  // namespace
+
+TEST(NumberFormat, EdgeValuesPrintAsTheStandardConversion) {
+    int mismatches = 0;
+    for (double v : EdgeDoubles()) {
+        Check(v, mismatches);
+        Check(static_cast<float>(v), mismatches);
+    }
+    EXPECT_EQ(mismatches, 0);
+}
+
+TEST(NumberFormat, RandomValuesOfEveryKindPrintAsTheStandardConversion) {
+    std::mt19937_64 random(25);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    int mismatches = 0;
+    for (int i = 0; i < 400000; ++i) {
+        const uint64_t bits = random();
+        double anyDouble;
+        std::memcpy(&anyDouble, &bits, sizeof anyDouble);
+        float anyFloat;
+        const auto floatBits = static_cast<uint32_t>(bits >> 32);
+        std::memcpy(&anyFloat, &floatBits, sizeof anyFloat);
+        // Measurement-like values: uniform doubles, floats widened to double, integers
+        // of every size, short decimals.
+        const double integer = static_cast<double>(static_cast<int64_t>(bits) >> (bits % 64));
+        const double decimal = std::round(unit(random) * 1e6) / 1000.0;
+        for (double v : {anyDouble, unit(random), static_cast<double>(anyFloat), integer, decimal})
+            Check(v, mismatches);
+        Check(anyFloat, mismatches);
+        Check(static_cast<float>(unit(random)), mismatches);
+    }
+    EXPECT_EQ(mismatches, 0);
+}
+
+TEST(NumberFormat, IntegersAndSpecialsKeepTheirForms) {
+    EXPECT_EQ(zmhost::FormatInteger(std::numeric_limits<long long>::min()), "-9223372036854775808");
+    EXPECT_EQ(zmhost::FormatDouble(-0.0), "-0");
+    EXPECT_EQ(zmhost::FormatFloat(-0.0f), "-0");
+    EXPECT_EQ(zmhost::FormatDouble(std::nan("")), "NaN");
+    EXPECT_EQ(zmhost::FormatFloat(-std::numeric_limits<float>::infinity()), "-inf");
+    // A float keeps a float's shortest digits, at most nine.
+    EXPECT_EQ(zmhost::FormatFloat(0.1f), "0.1");
+    EXPECT_EQ(zmhost::FormatDouble(0.1f), "0.10000000149011612");
+    EXPECT_EQ(zmhost::FormatFloat(16777217.0f), "16777216");
+    EXPECT_EQ(zmhost::FormatDouble(1e15), "1e+15");
+    EXPECT_EQ(zmhost::FormatDouble(123456789012345.0), "123456789012345");
+    EXPECT_EQ(zmhost::FormatDouble(1e-5), "1e-05");
+    EXPECT_EQ(zmhost::FormatDouble(0.0001), "1e-04");
+    EXPECT_EQ(zmhost::FormatDouble(0.001), "0.001");  // as long as "1e-03": fixed
+}
