@@ -224,25 +224,6 @@ TEST(GalacticSPCFile, SelectingFilesKeepsTheChosenOnesInOpeningOrder) {
                                              " [Num sub-files: 3, Num values: 3]"});
 }
 
-TEST(GalacticSPCFile, WritesItsDefaultConstraintsIntoAnEmptyOptionsRecord) {
-    GalacticSPCFile reader;
-    ZmImportOpenOptions options{0, nullptr};
-    ASSERT_EQ(reader.Open(true, Fixture("thirty-two-bit.spc").c_str(), &options), 0);
-    ASSERT_NE(options.data, nullptr);
-    std::string text;
-    ASSERT_TRUE(zm::ReadBinaryString(options.data, options.size, text));
-    delete[] options.data;
-    USDConstraints c;
-    ASSERT_TRUE(USDBase::GetUSDConstraintsFromString(text, &c));
-    EXPECT_TRUE(c.IncludeAllValues);
-    EXPECT_TRUE(c.IncludeOrdinalValues);
-    ASSERT_EQ(c.NumberOfIncludedIntervals, 1);
-    EXPECT_EQ(c.IncludeXStartPt[0], 4000.0f);
-    EXPECT_EQ(c.IncludeXEndPt[0], 3994.0f);
-    EXPECT_EQ(c.UseAverage, 0);
-    FreeUSDConstraints(&c);
-}
-
 TEST(GalacticSPCFile, ConstraintsInTheOptionsCutAndAverageColumns) {
     // sixteen-bit.spc: x 1000..1004, y 0, 1, -2, 32767, -32768. Keep 1001..1004 in pairs,
     // without the x row.
