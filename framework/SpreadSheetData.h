@@ -52,6 +52,13 @@ class ZMIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
                 Set(col + static_cast<int>(i), row, values[i]);
         }
     }
+    // The same for the sink's own 32-bit numbers (a spectrum's values, say).
+    virtual void SetNumbersAcross(int col, int row, const float* values, size_t count) {
+        for (size_t i = 0; i < count; ++i) {
+            if (std::isfinite(values[i]))
+                Set(col + static_cast<int>(i), row, values[i]);
+        }
+    }
 };
 
 // Source of a write.

@@ -5,15 +5,11 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 
 #include "formats/spectral/SpectralCompare.h"
-#include "platform/BinaryString.h"
-#include "platform/ErrorText.h"
 #include "platform/FileNames.h"
 #include "platform/NetCDF.h"
-#include "platform/Translate.h"
 
 namespace {
 
@@ -42,32 +38,20 @@ void AndiFileReader::Close() {
     namesGiven_ = 0;
     samplingInterval_ = rangeMinimum_ = rangeMaximum_ = 0;
     points_ = 0;
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    SpreadsheetFile::Close();
+    SpectrumFile::Close();
 }
 
-int AndiFileReader::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
+int AndiFileReader::OpenFiles(const char* file, ZmImportOpenOptions* options) {
     files_.clear();
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    try {
-        const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
-        namesGiven_ = names.size();
-        for (const std::string& name : names) {
-            if (ExtractNecessaryFileInformation(name.c_str()) != 0) {
-                failedFile = name;
-                return status;
-            }
+    const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
+    namesGiven_ = names.size();
+    for (const std::string& name : names) {
+        if (ExtractNecessaryFileInformation(name.c_str()) != 0) {
+            failedFile = name;
+            return status;
         }
-        return SetOptions(options);
-    } catch (...) {
-        return SetUnknownException();
     }
+    return SetOptions(options);
 }
 
 int AndiFileReader::ExtractNecessaryFileInformation(const char* file) {
@@ -198,10 +182,8 @@ int AndiFileReader::GetDefaults(float* start, float* end, long n) {
 int AndiFileReader::GetDefaultUSDConstraints(USDConstraints* constraints) {
     if (constraints == nullptr)
         return status;
-    FreeUSDConstraints(constraints);
-    constraints->IncludeOrdinalValues = true;
-    constraints->IncludeAllValues = true;
-    constraints->UseAverage = 0;
+    // One interval over the whole run, unless the peak table gives the intervals.
+    SetSingleInterval(constraints, rangeMinimum_, rangeMaximum_);
     const int peaks = GetDefaults(nullptr, nullptr, -1L);
     if (peaks > 0) {
         std::vector<float> start(static_cast<size_t>(peaks)), end(start.size());
@@ -212,17 +194,14 @@ int AndiFileReader::GetDefaultUSDConstraints(USDConstraints* constraints) {
             usable = std::isfinite(start[static_cast<size_t>(i)]) &&
                      std::isfinite(end[static_cast<size_t>(i)]);
         if (usable) {
+            FreeUSDConstraints(constraints);
             constraints->NumberOfIncludedIntervals = got;
             constraints->IncludeXStartPt = new float[start.size()];
             constraints->IncludeXEndPt = new float[end.size()];
             std::copy(start.begin(), start.end(), constraints->IncludeXStartPt);
             std::copy(end.begin(), end.end(), constraints->IncludeXEndPt);
-            return status;
         }
     }
-    constraints->NumberOfIncludedIntervals = 1;
-    constraints->IncludeXStartPt = new float[1]{rangeMinimum_};
-    constraints->IncludeXEndPt = new float[1]{rangeMaximum_};
     return status;
 }
 
@@ -234,35 +213,8 @@ int AndiFileReader::SetOptions(ZmImportOpenOptions* options) {
     if (CheckFiles() != 0)
         return status;
     USDConstraints constraints;
-    try {
-        GetUSDConstraints(&constraints);
-        if (options != nullptr && options->size > 0) {
-            std::string text;
-            if (options->data == nullptr ||
-                !zm::ReadBinaryString(options->data, options->size, text) ||
-                !GetUSDConstraintsFromString(text, &constraints)) {
-                FreeUSDConstraints(&constraints);
-                return SetStatus(kStatusBadOptions);
-            }
-        }
-        if (options != nullptr && options->size == 0) {
-            // An empty record gets the defaults, in bytes that now belong to the host.
-            std::string text, framed;
-            GetStringFromUSDConstraints(&constraints, text);
-            zm::WriteBinaryString(framed, text);
-            auto* data = new unsigned char[framed.size()];
-            std::memcpy(data, framed.data(), framed.size());
-            options->data = data;
-            options->size = static_cast<uint32_t>(framed.size());
-        }
-        SetUSDConstraints(&constraints);
-    } catch (...) {
-        // The settings layer failing on the text is an error in the options.
-        FreeUSDConstraints(&constraints);
-        return SetStatus(kStatusBadOptions);
-    }
-    FreeUSDConstraints(&constraints);
-    return status;
+    GetUSDConstraints(&constraints);
+    return ApplyOptions(options, &constraints) ? status : SetStatus(kStatusBadOptions);
 }
 
 float AndiFileReader::GridPoint(long long i) const {
@@ -282,28 +234,11 @@ int AndiFileReader::EstablishSize() {
     for (const FileInfo& file : files_)
         rows += file.selected ? 1 : 0;
     const int kept = GetNumCol(static_cast<int>(points_), rangeMinimum_, samplingInterval_);
-    if (rows > INT_MAX || kept > INT_MAX - 2)
-        return SetStatus(kStatusSizeFailed);
     // No x point kept is no data: the sheet has no columns, not only its name columns.
-    numCols = kept == 0 ? 0 : kept + 2;
-    numRows = static_cast<int>(rows);
-    sizeEstablished = true;
-    return 0;
+    return SetSize(kept == 0 ? 0 : kept + 2LL, rows);
 }
 
-int AndiFileReader::GetNumCols() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumCols();
-}
-
-int AndiFileReader::GetNumRows() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumRows();
-}
-
-void AndiFileReader::GetErrorMessage(char* buffer, unsigned int bufferSize) {
+std::string AndiFileReader::StatusText() {
     const bool several = IsMultiSelection();
     const char* text = nullptr;
     switch (status) {
@@ -355,13 +290,5 @@ void AndiFileReader::GetErrorMessage(char* buffer, unsigned int bufferSize) {
         default:
             break;
     }
-    try {
-        if (text == nullptr)
-            SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
-        else
-            zm::CopyErrorText(zm::Translate(text), buffer, bufferSize);
-    } catch (...) {
-        if (buffer != nullptr && bufferSize > 0)
-            buffer[0] = '\0';
-    }
+    return WithDetail(text, std::string());
 }

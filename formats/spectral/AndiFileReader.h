@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "formats/spectral/SpectrumFile.h"
 #include "formats/spectral/USDBase.h"
-#include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
 
 namespace zm {
 class NetCDF;
 }
+class SpectrumSheet;
 
 // Each file holds one chromatogram sampled at a uniform interval after a delay; its peak
 // table gives the default retention-time ranges. Files read together must share the
@@ -21,7 +22,7 @@ class NetCDF;
 // Codes: 2080 file missing, 2081 no files, 2082 not an ANDI chromatogram, 2084 attributes
 // missing or unusable, 2085 non-uniform sampling, 2086 nothing selected, 2087 sampling
 // intervals differ, 2089 delays differ (2083 and 2088 share texts with 2082 and 2087).
-class ZMIMPORT_API AndiFileReader : public SpreadsheetFile, public USDBase {
+class ZMIMPORT_API AndiFileReader : public SpectrumFile, public USDBase {
   public:
     enum AndiStatus {
         kOpenFailed = 2080,
@@ -40,11 +41,6 @@ class ZMIMPORT_API AndiFileReader : public SpreadsheetFile, public USDBase {
     ~AndiFileReader() override;
 
     void Close() override;
-    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
 
     // The shared sampling interval and delay of the selected files; the check fails when
     // the files differ in either (relative comparison), or none is selected.
@@ -88,20 +84,18 @@ class ZMIMPORT_API AndiFileReader : public SpreadsheetFile, public USDBase {
     // Reads the constraints from the options record (defaults when it is empty) and
     // writes the defaults back into an empty record.
     virtual int SetOptions(ZmImportOpenOptions* options);
-    // Writes the kept detector values of one chromatogram into `row`, reading them in
-    // chunks.
-    int ReadNetCDFFile(const zm::NetCDF& cdf, const FileInfo& file, ReadSpreadSheetData* sink,
-                       int row);
+    // Writes the kept detector values of one chromatogram into the sheet's current row,
+    // reading them in chunks.
+    int ReadNetCDFFile(const zm::NetCDF& cdf, const FileInfo& file, SpectrumSheet& sheet);
 
     std::vector<FileInfo> files_;
     size_t namesGiven_ = 0;
 
   private:
     int EstablishSize() override;
-    int ReadSheet(ReadSpreadSheetData* sink);
-    void SetNameRows(ReadSpreadSheetData* sink, bool includeX);
-    // One row of the grid points kept: their "t" headings, or their retention times.
-    void SetGridRow(ReadSpreadSheetData* sink, int row, bool headings);
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
+    int ReadSheet(ReadSpreadSheetData* sink) override;
+    std::string StatusText() override;
     const FileInfo* FirstSelected() const;
     // The retention time of grid point i, the same way GetNumCol works it out.
     float GridPoint(long long i) const;
@@ -111,5 +105,6 @@ class ZMIMPORT_API AndiFileReader : public SpreadsheetFile, public USDBase {
     float rangeMaximum_ = 0;
     long long points_ = 0;
     std::string retentionUnit_ = "seconds";
+    std::vector<float> gridX_;  // the retention time of every grid point
     std::vector<float> chunk_;
 };

@@ -7,8 +7,9 @@
 #include <new>
 #include <string>
 
+#include "formats/spectral/SpectrumFile.h"
+#include "formats/spectral/SpectrumSheet.h"
 #include "platform/ByteReader.h"
-#include "platform/ErrorText.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -147,14 +148,8 @@ int BrimroseFile::EstablishSize() {
 }
 
 int BrimroseFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    try {
-        return ReadSheet(sink);
-    } catch (...) {
-        // Only the sink or the allocator can throw here: not the file's fault.
-        return SetUnknownException();
-    }
+    // Only the sink or the allocator can throw here: not the file's fault.
+    return GuardedCall(*this, [&] { return ReadSheet(sink); });
 }
 
 int BrimroseFile::ReadSheet(ReadSpreadSheetData* sink) {
@@ -213,10 +208,12 @@ int BrimroseFile::SetDataRow(ReadSpreadSheetData* sink, int row) {
     // Sizing and reading see the same header, so the columns match the points; the
     // bound only guards against a file that changed in between.
     const int lastCol = std::min(numCols, static_cast<int>(points_) + 2);
+    const size_t count = static_cast<size_t>(std::max(lastCol - 2, 0));
+    values_.resize(count);
     const uint8_t* value = data + kSubHeaderSize;
-    for (int col = 3; col <= lastCol; ++col, value += kValueSize) {
-        sink->Set(col, row, zm::LoadF32LE(value));
-    }
+    for (size_t i = 0; i < count; ++i, value += kValueSize)
+        values_[i] = zm::LoadF32LE(value);
+    zm::WriteNumbersAcross(sink, 3, row, values_.data(), count);
     return 0;
 }
 
@@ -257,16 +254,9 @@ void BrimroseFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
         default:
             break;
     }
-    try {
-        if (text == nullptr) {
-            SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
-        } else {
-            zm::CopyErrorText(zm::Translate(text), buffer, bufferSize);
-        }
-    } catch (...) {
-        if (buffer != nullptr && bufferSize > 0)
-            buffer[0] = '\0';
-    }
+    CopyStatusText(
+        *this, [text] { return text == nullptr ? std::string() : zm::Translate(text); }, buffer,
+        bufferSize);
 }
 
 BrimroseFileFactory::BrimroseFileFactory()

@@ -64,6 +64,7 @@ class ZMIMPORT_API BrimroseFile : public SpreadsheetFile {
     uint16_t spectra_ = 0;
     // One spectrum record (sub-header and values); grows once, kept until destruction.
     std::vector<uint8_t> record_;
+    std::vector<float> values_;  // the values of the spectrum being written
 };
 
 // Registers the Brimrose format and recognises its files by the magic number.

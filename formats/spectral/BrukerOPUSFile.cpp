@@ -3,15 +3,12 @@
 #include "formats/spectral/BrukerOPUSFile.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <new>
 
 #include "formats/spectral/SpectralCompare.h"
-#include "platform/BinaryString.h"
-#include "platform/ErrorText.h"
+#include "framework/OptionsRecord.h"
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
 #include "platform/Translate.h"
@@ -72,9 +69,7 @@ void BrukerOPUSFile::Close() {
     files_.clear();
     gridX_.clear();
     bytes_.clear();
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    SpreadsheetFile::Close();
+    SpectrumFile::Close();
 }
 
 int BrukerOPUSFile::Fail(int code, const std::string& detail) {
@@ -82,42 +77,19 @@ int BrukerOPUSFile::Fail(int code, const std::string& detail) {
     return SetStatus(code);
 }
 
-int BrukerOPUSFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    files_.clear();
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    try {
-        if (OpenFiles(file) != 0)
-            return status;
-        return SetOptions(options);
-    } catch (...) {
-        return SetUnknownException();
+int BrukerOPUSFile::LoadFile(const std::string& name, std::vector<uint8_t>& bytes) {
+    switch (zm::ReadWholeFile(name, bytes)) {
+        case zm::WholeFile::kRead:
+            return 0;
+        case zm::WholeFile::kTooLarge:
+            return Fail(kFileTooLarge, name);
+        default:
+            return Fail(kOpenFailed, name);
     }
 }
 
-int BrukerOPUSFile::LoadFile(const std::string& name, std::vector<uint8_t>& bytes) {
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(name, ec))
-        return Fail(kOpenFailed, name);
-    const uintmax_t size = std::filesystem::file_size(name, ec);
-    if (ec)
-        return Fail(kOpenFailed, name);
-    if (size > kMaxFileSize)
-        return Fail(kFileTooLarge, name);
-    FilePtr file(std::fopen(name.c_str(), "rb"));
-    if (!file)
-        return Fail(kOpenFailed, name);
-    bytes.resize(static_cast<size_t>(size));
-    const size_t got = std::fread(bytes.data(), 1, bytes.size(), file.get());
-    bytes.resize(got);  // a file cut short since its size was taken is parsed as it is
-    return 0;
-}
-
-int BrukerOPUSFile::OpenFiles(const char* names) {
+int BrukerOPUSFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
+    files_.clear();
     for (const std::string& name : zm::SplitFileNames(names != nullptr ? names : "")) {
         if (LoadFile(name, bytes_) != 0)
             return status;
@@ -134,7 +106,7 @@ int BrukerOPUSFile::OpenFiles(const char* names) {
     bytes_.shrink_to_fit();
     if (files_.empty())
         return SetStatus(kNoFiles);
-    return 0;
+    return SetOptions(options);
 }
 
 std::vector<std::string> BrukerOPUSFile::BlockNames() const {
@@ -170,17 +142,9 @@ int BrukerOPUSFile::ChooseBlocks() {
 }
 
 int BrukerOPUSFile::SetOptions(ZmImportOpenOptions* options) {
-    std::string text;
     std::unique_ptr<zm::SettingsDocument> given;
-    if (options != nullptr && options->size > 0) {
-        if (options->data == nullptr || !zm::ReadBinaryString(options->data, options->size, text))
-            return SetStatus(kStatusBadOptions);
-        try {
-            given = zm::SettingsDocument::Parse(text);
-        } catch (...) {
-            return SetStatus(kStatusBadOptions);
-        }
-    }
+    if (zm::DecodeOptions(options, given) == zm::OptionsDecode::kMalformed)
+        return SetStatus(kStatusBadOptions);
     // The block: the one asked for, else the absorbance, else the first of the first file.
     const std::vector<std::string> names = BlockNames();
     chosen_ = std::find(names.begin(), names.end(), "AB") != names.end() ? "AB" : names.front();
@@ -193,28 +157,20 @@ int BrukerOPUSFile::SetOptions(ZmImportOpenOptions* options) {
 
     USDConstraints constraints;
     const auto [low, high] = std::minmax_element(gridX_.begin(), gridX_.end());
-    constraints.NumberOfIncludedIntervals = 1;
-    constraints.IncludeXStartPt = new float[1]{static_cast<float>(*low)};
-    constraints.IncludeXEndPt = new float[1]{static_cast<float>(*high)};
+    SetSingleInterval(&constraints, static_cast<float>(*low), static_cast<float>(*high));
     if (given && given->HasKey(kSection, "IncludeAllValues") &&
-        !GetUSDConstraintsFromString(text, &constraints)) {
+        !GetUSDConstraintsFromDocument(*given, &constraints)) {
         FreeUSDConstraints(&constraints);
         return SetStatus(kStatusBadOptions);
     }
     SetUSDConstraints(&constraints);
     if (options != nullptr && options->size == 0) {
         // An empty record gets the settings in force and the blocks there are to choose.
-        std::string written;
-        GetStringFromUSDConstraints(&constraints, written);
-        auto document = zm::SettingsDocument::Parse(written);
-        document->SetString(kSection, kDataBlockKey, chosen_);
-        document->SetList(kSection, kBlockListKey, names);
-        std::string framed;
-        zm::WriteBinaryString(framed, document->ToXml());
-        auto* data = new unsigned char[framed.size()];
-        std::memcpy(data, framed.data(), framed.size());
-        options->data = data;
-        options->size = static_cast<uint32_t>(framed.size());
+        zm::SettingsDocument offered;
+        SetUSDConstraintsInDocument(&constraints, offered);
+        offered.SetString(kSection, kDataBlockKey, chosen_);
+        offered.SetList(kSection, kBlockListKey, names);
+        zm::StoreOptions(options, offered);
     }
     FreeUSDConstraints(&constraints);
     return status;
@@ -229,27 +185,10 @@ int BrukerOPUSFile::EstablishSize() {
     const int kept = GetNumCol(points, gridX_.front(),
                                points > 1 ? (gridX_.back() - gridX_.front()) / (points - 1) : 0);
     const long long rows = 1 + (IncludeXAsAnObservation() ? 1 : 0) + (long long)files_.size();
-    if (rows > INT_MAX || kept > INT_MAX - 4)
-        return SetStatus(kStatusSizeFailed);
-    numCols = kept + 4;
-    numRows = static_cast<int>(rows);
-    sizeEstablished = true;
-    return 0;
+    return SetSize(kept + 4LL, rows);
 }
 
-int BrukerOPUSFile::GetNumCols() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumCols();
-}
-
-int BrukerOPUSFile::GetNumRows() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumRows();
-}
-
-void BrukerOPUSFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
+std::string BrukerOPUSFile::StatusText() {
     const char* text = nullptr;
     switch (status) {
         case kOpenFailed:
@@ -297,19 +236,7 @@ void BrukerOPUSFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
         default:
             break;
     }
-    try {
-        if (text == nullptr) {
-            SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
-            return;
-        }
-        std::string message = zm::Translate(text);
-        if (!detail_.empty())
-            message += " (" + detail_ + ")";
-        zm::CopyErrorText(message, buffer, bufferSize);
-    } catch (...) {
-        if (buffer != nullptr && bufferSize > 0)
-            buffer[0] = '\0';
-    }
+    return WithDetail(text, detail_);
 }
 
 namespace {

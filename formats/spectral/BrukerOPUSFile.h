@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "formats/spectral/SpectrumFile.h"
 #include "formats/spectral/USDBase.h"
 #include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
 
 namespace zm::opus {
@@ -68,6 +68,8 @@ bool HasOpusDirectory(const uint8_t* data, size_t size, uint64_t fileSize);
 
 }  // namespace zm::opus
 
+class SpectrumSheet;
+
 // Reads OPUS files: the data block chosen by the "DataBlock" option (by default the
 // absorbance block "AB" when the first file has one, else its first spectrum block) of
 // each file becomes one sheet row. Row 1 names the label columns ("Primary ID", "Name",
@@ -78,7 +80,7 @@ bool HasOpusDirectory(const uint8_t* data, size_t size, uint64_t fileSize);
 // outside the file, 3076 damaged parameter block, 3077 bad point count, 3078 no spectrum
 // block, 3079 chosen block missing from a file, 3080 x grids differ, 3081 no files,
 // 3082 file too large, 3083 the chosen block is a series of spectra (not read).
-class ZMIMPORT_API BrukerOPUSFile : public SpreadsheetFile, public USDBase {
+class ZMIMPORT_API BrukerOPUSFile : public SpectrumFile, public USDBase {
   public:
     enum BrukerOPUSStatus {
         kOpenFailed = 3072,
@@ -99,18 +101,10 @@ class ZMIMPORT_API BrukerOPUSFile : public SpreadsheetFile, public USDBase {
     ~BrukerOPUSFile() override;
 
     void Close() override;
-    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
 
     // The names of the spectrum blocks of the first file, in directory order.
     std::vector<std::string> BlockNames() const;
     const std::string& ChosenBlock() const { return chosen_; }
-
-    // Files above this size are refused rather than read into memory.
-    static constexpr uint64_t kMaxFileSize = uint64_t{1} << 30;
 
   protected:
     virtual int SetOptions(ZmImportOpenOptions* options);
@@ -123,13 +117,14 @@ class ZMIMPORT_API BrukerOPUSFile : public SpreadsheetFile, public USDBase {
     };
 
     int EstablishSize() override;
-    int OpenFiles(const char* names);
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
+    int ReadSheet(ReadSpreadSheetData* sink) override;
+    std::string StatusText() override;
     int LoadFile(const std::string& name, std::vector<uint8_t>& bytes);
     // Picks the chosen block in every file and checks their x grids.
     int ChooseBlocks();
-    int ReadSheet(ReadSpreadSheetData* sink);
-    void SetNameRows(ReadSpreadSheetData* sink, bool includeX);
-    int SetFileRow(ReadSpreadSheetData* sink, const FileRecord& record, int row);
+    int SetFileRow(SpectrumSheet& sheet, ReadSpreadSheetData* sink, const FileRecord& record,
+                   int row);
     int Fail(int code, const std::string& detail);
 
     bool interpolate_;
@@ -137,7 +132,7 @@ class ZMIMPORT_API BrukerOPUSFile : public SpreadsheetFile, public USDBase {
     std::string chosen_;
     std::string detail_;          // file names or block names the error message quotes
     std::vector<double> gridX_;   // x of every point of the first file's chosen block
-    std::vector<float> keptX_;    // x of the kept columns
+    std::vector<float> pointX_;   // the same as floats, as the constraints see them
     std::vector<uint8_t> bytes_;  // the file being read
 };
 

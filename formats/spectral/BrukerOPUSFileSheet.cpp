@@ -1,9 +1,9 @@
 // Bruker OPUS files: the sheet (name rows, one row per file).
-#include <cmath>
+#include <algorithm>
 
 #include "formats/spectral/BrukerOPUSFile.h"
+#include "formats/spectral/SpectrumSheet.h"
 #include "platform/FileNames.h"
-#include "platform/FloatText.h"
 #include "platform/Interpolate.h"
 #include "platform/Translate.h"
 
@@ -11,78 +11,33 @@ namespace {
 
 constexpr int kLabelColumns = 4;
 
-float ToFloat(double x) {
-    return static_cast<float>(
-        std::fmax(-3.4028234663852886e38, std::fmin(x, 3.4028234663852886e38)));
-}
-
 }  // namespace
-
-int BrukerOPUSFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    try {
-        return ReadSheet(sink);
-    } catch (...) {
-        return SetUnknownException();
-    }
-}
 
 int BrukerOPUSFile::ReadSheet(ReadSpreadSheetData* sink) {
     if (GetNumCols() < 0 || GetNumRows() < 0)
         return status;
     if (sink == nullptr)
         return 0;
-    bool includeX = IncludeXAsAnObservation();
-    if (includeX && sink->MapRow(1) != 2) {
-        // The sink takes no second name row: the x values stay in the first only.
-        SetIncludeXAsAnObservation(false);
-        includeX = false;
-    }
-    SetNameRows(sink, includeX);
-    int row = includeX ? 3 : 2;
+    // A NaN (a point the instrument did not measure) leaves its cell empty.
+    SpectrumSheet sheet(sink, *this, kLabelColumns, numCols, true);
+    pointX_.resize(gridX_.size());
+    for (size_t i = 0; i < gridX_.size(); ++i)
+        pointX_[i] = zm::ClampToFloat(gridX_[i]);
+    sheet.SetPoints(pointX_.data(), pointX_.size());
+    sheet.SetNameRows({zm::Translate("Primary ID"), zm::Translate("Name"), zm::Translate("Sample"),
+                       zm::Translate("Date")},
+                      files_.front().block->xUnits);
+    int row = sheet.FirstDataRow();
     for (const FileRecord& record : files_) {
-        if (SetFileRow(sink, record, row++) != 0)
+        if (SetFileRow(sheet, sink, record, row++) != 0)
             break;
     }
     bytes_.clear();
     return status;
 }
 
-void BrukerOPUSFile::SetNameRows(ReadSpreadSheetData* sink, bool includeX) {
-    keptX_.clear();
-    Reset();
-    for (double value : gridX_) {
-        float x = ToFloat(value);
-        if (!IsValid(x))
-            continue;
-        if (static_cast<int>(keptX_.size()) + kLabelColumns + 1 > numCols)
-            break;
-        keptX_.push_back(x);
-    }
-    sink->Set(1, 1, zm::Translate("Primary ID").c_str());
-    sink->Set(2, 1, zm::Translate("Name").c_str());
-    sink->Set(3, 1, zm::Translate("Sample").c_str());
-    sink->Set(4, 1, zm::Translate("Date").c_str());
-    int col = kLabelColumns + 1;
-    if (!includeX) {
-        for (float x : keptX_)
-            sink->Set(col++, 1, x);
-        return;
-    }
-    char heading[40] = {'t', ' '};
-    for (float x : keptX_) {
-        zm::FormatG6(x, heading + 2);
-        sink->Set(col++, 1, heading);
-    }
-    sink->Set(1, 2, 1);
-    sink->Set(2, 2, files_.front().block->xUnits.c_str());
-    col = kLabelColumns + 1;
-    for (float x : keptX_)
-        sink->Set(col++, 2, x);
-}
-
-int BrukerOPUSFile::SetFileRow(ReadSpreadSheetData* sink, const FileRecord& record, int row) {
+int BrukerOPUSFile::SetFileRow(SpectrumSheet& sheet, ReadSpreadSheetData* sink,
+                               const FileRecord& record, int row) {
     // The file is read and parsed again: it may have changed since it was opened.
     if (LoadFile(record.name, bytes_) != 0)
         return status;
@@ -111,21 +66,10 @@ int BrukerOPUSFile::SetFileRow(ReadSpreadSheetData* sink, const FileRecord& reco
     } else if (y.size() != n) {
         return Fail(kDifferentGrids, files_.front().name + ", " + record.name);
     }
-    sink->Set(1, row, row - 1);
+    sheet.BeginRow(row);
     sink->Set(2, row, zm::FileTitle(record.name).c_str());
     sink->Set(3, row, layout.sampleName.c_str());
     sink->Set(4, row, block->date.c_str());
-    Reset();
-    int col = kLabelColumns + 1;
-    const bool keepAll = KeepsEveryPoint();
-    for (size_t i = 0; i < n && col <= numCols; ++i) {
-        float x = ToFloat(gridX_[i]);
-        float value = static_cast<float>(y[i]);
-        if (!keepAll && !IsValid(x, value))
-            continue;
-        if (!std::isnan(value))
-            sink->Set(col, row, keepAll ? y[i] : static_cast<double>(value));
-        ++col;
-    }
+    sheet.AddPoints(y.data(), std::min(y.size(), n));
     return 0;
 }

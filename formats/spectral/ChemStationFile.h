@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "formats/spectral/SpectrumFile.h"
 #include "formats/spectral/USDBase.h"
 #include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
 
 namespace zm::chemstation {
@@ -52,7 +52,7 @@ std::string VersionOf(const uint8_t* data, size_t size);
 // Codes: 1536 open failure, 1537 not a ChemStation file, 1538 unsupported version,
 // 1539 damaged file, 1540 no data points, 1541 no files, 1542 retention times differ,
 // 1543 file too large.
-class ZMIMPORT_API ChemStationFile : public SpreadsheetFile, public USDBase {
+class ZMIMPORT_API ChemStationFile : public SpectrumFile, public USDBase {
   public:
     enum ChemStationStatus {
         kOpenFailed = 1536,
@@ -69,13 +69,6 @@ class ZMIMPORT_API ChemStationFile : public SpreadsheetFile, public USDBase {
     ~ChemStationFile() override;
 
     void Close() override;
-    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
-
-    static constexpr uint64_t kMaxFileSize = uint64_t{1} << 30;
 
   protected:
     virtual int SetOptions(ZmImportOpenOptions* options);
@@ -87,13 +80,14 @@ class ZMIMPORT_API ChemStationFile : public SpreadsheetFile, public USDBase {
     };
 
     int EstablishSize() override;
-    int OpenFiles(const char* names);
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
+    int ReadSheet(ReadSpreadSheetData* sink) override;
+    std::string StatusText() override;
     int Fail(int code, const std::string& detail);
-    void SetNameRows(ReadSpreadSheetData* sink, bool includeX);
 
     std::vector<FileRecord> files_;
     std::vector<double> times_;  // the first file's retention times
-    std::vector<float> keptX_;
+    std::vector<float> pointX_;  // the same as floats, as the constraints see them
     std::string detail_;
 };
 

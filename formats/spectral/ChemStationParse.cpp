@@ -144,24 +144,27 @@ bool DecodeDoubleDelta(const uint8_t* p, const uint8_t* end, std::vector<double>
     return true;
 }
 
+// Where a header keeps its texts: the new headers in UTF-16, the old ones in bytes. A
+// diode-array file keeps its units and signal elsewhere; an old one has no signal (0).
+struct TextOffsets {
+    size_t fileType, sample, date, method, units, signal;
+};
+constexpr TextOffsets kNewSignalTexts{347, 858, 2391, 2574, 4172, 4213};
+constexpr TextOffsets kNewSpectraTexts{347, 858, 2391, 2574, 3093, 3136};
+constexpr TextOffsets kOldSignalTexts{4, 24, 178, 228, 580, 596};
+constexpr TextOffsets kOldSpectraTexts{4, 24, 178, 228, 326, 0};
+
 void ReadHeaderTexts(const uint8_t* data, size_t size, Run& run) {
-    if (IsNewHeader(run.version)) {
-        run.fileType = HeaderText(data, size, 347, true);
-        run.sample = HeaderText(data, size, 858, true);
-        run.date = HeaderText(data, size, 2391, true);
-        run.method = HeaderText(data, size, 2574, true);
-        const bool uv = run.version == "131";
-        run.units = HeaderText(data, size, uv ? 3093 : 4172, true);
-        run.signal = HeaderText(data, size, uv ? 3136 : 4213, true);
-    } else {
-        run.fileType = HeaderText(data, size, 4, false);
-        run.sample = HeaderText(data, size, 24, false);
-        run.date = HeaderText(data, size, 178, false);
-        run.method = HeaderText(data, size, 228, false);
-        const bool uv = run.version == "31";
-        run.units = HeaderText(data, size, uv ? 326 : 580, false);
-        run.signal = uv ? std::string() : HeaderText(data, size, 596, false);
-    }
+    const bool wide = IsNewHeader(run.version);
+    const bool uv = run.version == "131" || run.version == "31";
+    const TextOffsets& at = wide ? (uv ? kNewSpectraTexts : kNewSignalTexts)
+                                 : (uv ? kOldSpectraTexts : kOldSignalTexts);
+    run.fileType = HeaderText(data, size, at.fileType, wide);
+    run.sample = HeaderText(data, size, at.sample, wide);
+    run.date = HeaderText(data, size, at.date, wide);
+    run.method = HeaderText(data, size, at.method, wide);
+    run.units = HeaderText(data, size, at.units, wide);
+    run.signal = at.signal == 0 ? std::string() : HeaderText(data, size, at.signal, wide);
 }
 
 // Evenly spaced retention times from `first` to `last`.

@@ -2,17 +2,13 @@
 #include "formats/spectral/GalacticSPCFile.h"
 
 #include <algorithm>
-#include <cctype>
-#include <climits>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <new>
 
 #include "formats/spectral/SpectralCompare.h"
-#include "platform/BinaryString.h"
-#include "platform/ErrorText.h"
 #include "platform/FileNames.h"
+#include "platform/TextCase.h"
 #include "platform/Translate.h"
 
 GalacticSPCFile::GalacticSPCFile() = default;
@@ -25,29 +21,13 @@ void GalacticSPCFile::Close() {
     xValues_.clear();
     firstX_ = spacing_ = lastX_ = 0;
     points_ = 0;
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    SpreadsheetFile::Close();
-}
-
-int GalacticSPCFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    files_.clear();
-    warning_.clear();
-    xValues_.clear();
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    try {
-        return OpenFiles(file, options);
-    } catch (...) {
-        return SetUnknownException();
-    }
+    SpectrumFile::Close();
 }
 
 int GalacticSPCFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
+    files_.clear();
+    warning_.clear();
+    xValues_.clear();
     for (const std::string& name : zm::SplitFileNames(names != nullptr ? names : "")) {
         failedFile = name;  // the one to name should it fail
         std::error_code ec;
@@ -125,15 +105,8 @@ int GalacticSPCFile::CheckFiles() {
 }
 
 int GalacticSPCFile::GetUSDConstraints(USDConstraints* constraints) {
-    if (constraints == nullptr)
-        return status;
-    FreeUSDConstraints(constraints);
-    constraints->IncludeOrdinalValues = true;
-    constraints->IncludeAllValues = true;
-    constraints->NumberOfIncludedIntervals = 1;
-    constraints->UseAverage = 0;
-    constraints->IncludeXStartPt = new float[1]{static_cast<float>(firstX_)};
-    constraints->IncludeXEndPt = new float[1]{static_cast<float>(lastX_)};
+    if (constraints != nullptr)
+        SetSingleInterval(constraints, static_cast<float>(firstX_), static_cast<float>(lastX_));
     return status;
 }
 
@@ -143,38 +116,8 @@ int GalacticSPCFile::SetOptions(ZmImportOpenOptions* options) {
     if (CheckFiles() != 0)
         return status;
     USDConstraints constraints;
-    try {
-        GetUSDConstraints(&constraints);
-        if (options != nullptr && options->size > 0) {
-            std::string text;
-            if (options->data == nullptr ||
-                !zm::ReadBinaryString(options->data, options->size, text) ||
-                !GetUSDConstraintsFromString(text, &constraints)) {
-                FreeUSDConstraints(&constraints);
-                return SetStatus(kStatusBadOptions);
-            }
-        }
-        std::string text;
-        GetStringFromUSDConstraints(&constraints, text);
-        if (options != nullptr && options->size == 0) {
-            // An empty record gets the defaults; the new bytes go to the host, which frees
-            // them. A record that already holds bytes is left as it is: they may be the
-            // host's, or ones this reader wrote at an earlier open.
-            std::string framed;
-            zm::WriteBinaryString(framed, text);
-            auto* data = new unsigned char[framed.size()];
-            std::memcpy(data, framed.data(), framed.size());
-            options->data = data;
-            options->size = static_cast<uint32_t>(framed.size());
-        }
-        SetUSDConstraints(&constraints);
-    } catch (...) {
-        // The settings layer failing on the text is an error in the options.
-        FreeUSDConstraints(&constraints);
-        return SetStatus(kStatusBadOptions);
-    }
-    FreeUSDConstraints(&constraints);
-    return status;
+    GetUSDConstraints(&constraints);
+    return ApplyOptions(options, &constraints) ? status : SetStatus(kStatusBadOptions);
 }
 
 int GalacticSPCFile::EstablishSize() {
@@ -189,25 +132,8 @@ int GalacticSPCFile::EstablishSize() {
         rows += record.subFiles;
     SetCountWarning();
     const int kept = GetNumCol(points_, firstX_, spacing_);
-    if (rows > INT_MAX || kept > INT_MAX - 3)
-        return SetStatus(kStatusSizeFailed);
     // No x point kept is no data: the sheet has no columns, not only its name columns.
-    numCols = kept == 0 ? 0 : kept + 3;
-    numRows = static_cast<int>(rows);
-    sizeEstablished = true;
-    return 0;
-}
-
-int GalacticSPCFile::GetNumCols() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumCols();
-}
-
-int GalacticSPCFile::GetNumRows() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumRows();
+    return SetSize(kept == 0 ? 0 : kept + 3LL, rows);
 }
 
 void GalacticSPCFile::SetCountWarning() {
@@ -228,7 +154,7 @@ const char* GalacticSPCFile::GetWarningMessage() {
     return warning_.empty() ? nullptr : warning_.c_str();
 }
 
-void GalacticSPCFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
+std::string GalacticSPCFile::StatusText() {
     const char* text = nullptr;
     switch (status) {
         case kOpenFailed:
@@ -263,16 +189,7 @@ void GalacticSPCFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {
         default:
             break;
     }
-    try {
-        if (text == nullptr) {
-            SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
-        } else {
-            zm::CopyErrorText(zm::Translate(text), buffer, bufferSize);
-        }
-    } catch (...) {
-        if (buffer != nullptr && bufferSize > 0)
-            buffer[0] = '\0';
-    }
+    return WithDetail(text, std::string());
 }
 
 GalacticSPCFileFactory::GalacticSPCFileFactory()
@@ -285,10 +202,7 @@ GalacticSPCFileFactory::GalacticSPCFileFactory()
 SprFileFactory::MyKindOfFile GalacticSPCFileFactory::IsMyKindOfFile(const char* file) {
     if (file == nullptr)
         return kNotMine;
-    std::string extension = zm::FileExtension(file);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    const bool spcExtension = extension == ".spc";
+    const bool spcExtension = zm::EqualNoCase(zm::FileExtension(file), ".spc");
     std::FILE* in = std::fopen(file, "rb");
     if (in == nullptr)
         return kNotMine;

@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "formats/spectral/SpectrumFile.h"
 #include "formats/spectral/USDBase.h"
 #include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
+
+class SpectrumSheet;
 
 // Reads SPC files of the little-endian new format (version byte 'K', 512-byte header,
 // a 32-byte header before each sub-file) and the old format ('M', 256-byte header, one
@@ -24,7 +26,7 @@
 // (or shorter than its header claims), 2563 big-endian variant, 2564 short header,
 // 2565 old file with uneven x, 2566 no files, 2567 x axes differ, 2568 one x array per
 // sub-file, 2569 x arrays differ.
-class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
+class ZMIMPORT_API GalacticSPCFile : public SpectrumFile, public USDBase {
   public:
     enum GalacticSPCStatus {
         kOpenFailed = 2560,
@@ -43,11 +45,6 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     ~GalacticSPCFile() override;
 
     void Close() override;
-    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
     // Set when an old multi-file file's size is no whole number of sub-files.
     const char* GetWarningMessage() override;
 
@@ -69,9 +66,8 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     double GetLastPoint() const { return lastX_; }
     double GetPointSpacing() const { return spacing_; }
 
-    // Unit texts of the header's type codes; the x table also names the z axis.
+    // The unit text of an x type code; the table also names the z axis.
     static std::string XTypeText(int code);
-    static std::string YTypeText(int code);
     // The day itself when below 28, else the length of the month; -1 for no month.
     static int GetDaysInMonth(int day, int month, int year);
 
@@ -98,7 +94,9 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
     int EstablishSize() override;
-    int OpenFiles(const char* names, ZmImportOpenOptions* options);
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
+    int ReadSheet(ReadSpreadSheetData* sink) override;
+    std::string StatusText() override;
     // Decodes the main header (and the x array) of an open file into the header state
     // and `record`; returns 0 or the refusal code. Leaves the file at the first sub-file.
     int ReadHeaderInfo(std::FILE* file, FileRecord& record);
@@ -110,11 +108,10 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     // Reads and scales one sub-file's y values into values_.
     int ReadValues(std::FILE* file, int32_t count);
 
-    int ReadSheet(ReadSpreadSheetData* sink);
     // Reads every header again, rebuilding the shared x array from the files kept.
     int RereadHeaders();
-    void SetNameRows(ReadSpreadSheetData* sink, bool includeX);
-    int SetFileRows(ReadSpreadSheetData* sink, const FileRecord& record, int& row);
+    int SetFileRows(SpectrumSheet& sheet, ReadSpreadSheetData* sink, const FileRecord& record,
+                    int& row);
     std::string ZHeading() const;
     // Column 3 of a sub-file row: a date, an elapsed time, or z.
     void SetDateCell(ReadSpreadSheetData* sink, int row, bool multiSpectrum) const;
@@ -146,8 +143,6 @@ class ZMIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
 
     // The x of every column position, and the y values of the sub-file being read.
     std::vector<float> columnX_;
-    // The x values of the columns kept, as the name rows show them.
-    std::vector<float> keptX_;
     std::vector<float> values_;
     std::vector<uint8_t> bytes_;
     static constexpr size_t kReadBufferSize = size_t{1} << 18;

@@ -5,8 +5,8 @@
 #include <iterator>
 
 #include "formats/spectral/GalacticSPCFile.h"
+#include "formats/spectral/SpectrumSheet.h"
 #include "platform/FileNames.h"
-#include "platform/FloatText.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -148,37 +148,6 @@ std::string GalacticSPCFile::XTypeText(int code) {
     return UnitText(kTexts[code]);
 }
 
-std::string GalacticSPCFile::YTypeText(int code) {
-    // clang-format off
-    static const char* const kTexts[] = {
-        "", " (interferogram)", " (absorbance)", " (kubelka-monk)", " (counts)", " (V)",
-        " (degrees)", " (mAmp)", " (mm)", " (mV)", " (log(1/R))", " (%)", " (intensity)",
-        " (relative intensity)", " (energy)", "", " (dB)", "", "", " (\xC2\xB0" "F)",
-        " (\xC2\xB0" "C)", " (\xC2\xB0" "K)", " (index of refraction [N])",
-        " (Extinction Coeff. [K])", " (real)", " (imaginary)", " (complex)"};
-    static const char* const kFrom128[] = {
-        " (transmition)", " (reflectance)", " (arbitrary or single beam with valley peaks)",
-        " (emission)"};
-    // clang-format on
-    const char* text = "";
-    if (code >= 0 && code < static_cast<int>(std::size(kTexts)))
-        text = kTexts[code];
-    else if (code >= 128 && code < 128 + static_cast<int>(std::size(kFrom128)))
-        text = kFrom128[code - 128];
-    return UnitText(text);
-}
-
-int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    try {
-        return ReadSheet(sink);
-    } catch (...) {
-        // The file's faults are codes; only the sink or the allocator can throw here.
-        return SetUnknownException();
-    }
-}
-
 int GalacticSPCFile::RereadHeaders() {
     xValues_.clear();
     for (size_t i = files_.size(); i-- > 0;) {
@@ -205,29 +174,21 @@ int GalacticSPCFile::ReadSheet(ReadSpreadSheetData* sink) {
     if (RereadHeaders() != 0)
         return status;
 
-    bool includeX = IncludeXAsAnObservation();
-    if (includeX && sink->MapRow(1) != 2) {
-        // The sink takes no second name row: the x values stay in the first only.
-        SetIncludeXAsAnObservation(false);
-        includeX = false;
-    }
+    SpectrumSheet sheet(sink, *this, 3, numCols);
     // The x of each point: the shared array when it covers every point, else the grid.
     const auto n = static_cast<size_t>(points_);
     columnX_.resize(n);
     const bool useArray = !oldFormat_ && xValues_.size() == n;
     for (size_t i = 0; i < n; ++i) {
         columnX_[i] =
-            useArray
-                ? xValues_[i]
-                : static_cast<float>(std::clamp(firstX_ + static_cast<double>(i) * spacing_,
-                                                -3.4028234663852886e38, 3.4028234663852886e38));
+            useArray ? xValues_[i] : zm::ClampToFloat(firstX_ + static_cast<double>(i) * spacing_);
     }
-    SetNameRows(sink, includeX);
-
-    int row = includeX ? 3 : 2;
+    sheet.SetPoints(columnX_.data(), n);
+    sheet.SetNameRows({zm::Translate("Primary ID"), zm::Translate("Name"), ZHeading()}, xLabel_);
+    int row = sheet.FirstDataRow();
     for (const FileRecord& record : files_) {
         failedFile = record.name;
-        if (SetFileRows(sink, record, row) != 0)
+        if (SetFileRows(sheet, sink, record, row) != 0)
             break;
     }
     return status;
@@ -241,40 +202,8 @@ std::string GalacticSPCFile::ZHeading() const {
     return unit.empty() ? std::string("Z") : unit;
 }
 
-void GalacticSPCFile::SetNameRows(ReadSpreadSheetData* sink, bool includeX) {
-    // The kept x values first, so that each name row goes out left to right in one pass
-    // and a sink printing rows as they come never has to go back.
-    keptX_.clear();
-    Reset();
-    for (float x : columnX_) {
-        if (!IsValid(x))
-            continue;
-        if (static_cast<int>(keptX_.size()) + 4 > numCols)
-            break;
-        keptX_.push_back(x);
-    }
-    sink->Set(1, 1, zm::Translate("Primary ID").c_str());
-    sink->Set(2, 1, zm::Translate("Name").c_str());
-    sink->Set(3, 1, ZHeading().c_str());
-    int col = 4;
-    if (!includeX) {
-        for (float x : keptX_)
-            sink->Set(col++, 1, x);
-        return;
-    }
-    char heading[40] = {'t', ' '};
-    for (float x : keptX_) {
-        zm::FormatG6(x, heading + 2);
-        sink->Set(col++, 1, heading);
-    }
-    sink->Set(1, 2, 1);
-    sink->Set(2, 2, xLabel_.c_str());
-    col = 4;
-    for (float x : keptX_)
-        sink->Set(col++, 2, x);
-}
-
-int GalacticSPCFile::SetFileRows(ReadSpreadSheetData* sink, const FileRecord& record, int& row) {
+int GalacticSPCFile::SetFileRows(SpectrumSheet& sheet, ReadSpreadSheetData* sink,
+                                 const FileRecord& record, int& row) {
     FilePtr file(std::fopen(record.name.c_str(), "rb"));
     if (!file)
         return SetStatus(kReadFailed);
@@ -291,7 +220,6 @@ int GalacticSPCFile::SetFileRows(ReadSpreadSheetData* sink, const FileRecord& re
     const bool multiSpectrum = now.subFiles >= 2;
     // Only as many points as there are columns for: the header may have changed since.
     const int32_t points = std::min(now.points, points_);
-    const bool keepAll = KeepsEveryPoint();
     // Sub-file rows are named title_1, title_2, ...: the number is written after the
     // title's "_" in place.
     std::string name = multiSpectrum ? title + "_" : title;
@@ -302,7 +230,7 @@ int GalacticSPCFile::SetFileRows(ReadSpreadSheetData* sink, const FileRecord& re
             code = ReadValues(file.get(), now.points);
         if (code != 0)
             return SetStatus(code);
-        sink->Set(1, row, row - 1);
+        sheet.BeginRow(row);
         if (multiSpectrum) {
             char digits[16];
             const auto end = std::to_chars(digits, digits + sizeof digits, sub + 1).ptr;
@@ -310,24 +238,7 @@ int GalacticSPCFile::SetFileRows(ReadSpreadSheetData* sink, const FileRecord& re
         }
         sink->Set(2, row, name.c_str());
         SetDateCell(sink, row, multiSpectrum);
-        if (keepAll) {
-            // Every point has a column of its own, 4 onwards.
-            const int32_t fit = std::min(points, numCols - 3);
-            for (int32_t i = 0; i < fit; ++i)
-                sink->Set(4 + i, row, values_[static_cast<size_t>(i)]);
-            continue;
-        }
-        Reset();
-        int col = 4;
-        for (int32_t i = 0; i < points; ++i) {
-            float x = columnX_[static_cast<size_t>(i)];
-            float y = values_[static_cast<size_t>(i)];
-            if (!IsValid(x, y))
-                continue;
-            if (col <= numCols)
-                sink->Set(col, row, y);
-            ++col;
-        }
+        sheet.AddPoints(values_.data(), static_cast<size_t>(std::max(points, 0)));
     }
     return 0;
 }

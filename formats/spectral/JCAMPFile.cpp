@@ -103,20 +103,6 @@ void JCAMPFile::Clear() {
     sizeEstablished = false;
 }
 
-int JCAMPFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    try {
-        // A second Open reads its own files only, never adding to the blocks of the first.
-        Clear();
-        return OpenFiles(file, options);
-    } catch (...) {
-        return SetUnknownException();
-    }
-}
-
 namespace {
 
 // Appends a whole regular file to `text`; false when it cannot be opened or read or is
@@ -170,6 +156,8 @@ bool AppendFile(const std::string& name, size_t files, zm::RawArray<char>& text)
 }  // namespace
 
 int JCAMPFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
+    // A second Open reads its own files only, never adding to the blocks of the first.
+    Clear();
     const std::vector<std::string> list = zm::SplitFileNames(names != nullptr ? names : "");
     files_.reserve(list.size());
     blocks_.reserve(list.size());  // most files hold one block
@@ -348,22 +336,8 @@ int JCAMPFile::EstablishSize() {
     }
     if (columnX_.size() >= static_cast<size_t>(INT_MAX) || series_.size() >= INT_MAX)
         return SetStatus(kStatusSizeFailed);
-    numCols = static_cast<int>(columnX_.size()) + 1;
-    numRows = static_cast<int>(series_.size()) + 1;
-    sizeEstablished = true;
-    return 0;
-}
-
-int JCAMPFile::GetNumCols() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumCols();
-}
-
-int JCAMPFile::GetNumRows() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumRows();
+    return SetSize(static_cast<long long>(columnX_.size()) + 1,
+                   static_cast<long long>(series_.size()) + 1);
 }
 
 void JCAMPFile::GetErrorMessage(char* buffer, unsigned int bufferSize) {

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "formats/spectral/SpectrumFile.h"
 #include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetFile.h"
 #include "platform/RawArray.h"
 #include "platform/ZmExport.h"
 
@@ -20,7 +20,7 @@
 // and peak tables). Opening scans the labels and lists the data blocks; sizing decodes
 // the selected ones; the sheet has the x values in row 1 and one row per block (per page
 // of a paged block), resampled onto one block's x axis when the axes differ.
-class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
+class ZMIMPORT_API JCAMPFile : public SpectrumFile {
   public:
     enum JCAMPStatus {
         kOpenFailed = 1536,
@@ -64,10 +64,6 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
     const char* GetFailedFile() override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
 
     int GetNumJCAMPBlocks() const { return static_cast<int>(blocks_.size()); }
     // One line per data block: its data type, rows x columns and title, after the file's
@@ -165,7 +161,7 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
         return std::string_view(text_.Data() + source.offset, source.size);
     }
     const double* Y(const Series& series) const { return values_.Data() + series.offset; }
-    int OpenFiles(const char* names, ZmImportOpenOptions* options);
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
     int Fail(int code);
     std::string MessagePrefix() const;
     std::string FilePrefix(int file) const;
@@ -186,7 +182,7 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     void SetWarning(int kind, long long a = 0, long long b = 0);
 
     // Sheet (JCAMPFileSheet.cpp).
-    int ReadSheet(ReadSpreadSheetData* sink);
+    int ReadSheet(ReadSpreadSheetData* sink) override;
     int ResampleSelection();
     std::string RowLabel(const Series& series) const;
 

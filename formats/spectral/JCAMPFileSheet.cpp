@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "formats/spectral/JCAMPFile.h"
+#include "formats/spectral/SpectrumSheet.h"
 #include "platform/ErrorText.h"
 #include "platform/Interpolate.h"
 #include "platform/Translate.h"
@@ -52,25 +53,13 @@ std::string JCAMPFile::RowLabel(const Series& series) const {
     return label;
 }
 
-int JCAMPFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    try {
-        return ReadSheet(sink);
-    } catch (...) {
-        // The file's faults are codes; only the sink or the allocator can throw here.
-        return SetUnknownException();
-    }
-}
-
 int JCAMPFile::ReadSheet(ReadSpreadSheetData* sink) {
     if (GetNumCols() < 0 || GetNumRows() < 0)
         return status;
     if (sink == nullptr)
         return 0;
     // Row 1: the x of each column; then one row per page of each selected block.
-    for (size_t i = 0; i < columnX_.size(); ++i)
-        sink->Set(static_cast<int>(i) + 2, 1, columnX_[i]);
+    zm::WriteNumbersAcross(sink, 2, 1, columnX_.data(), columnX_.size());
     int row = 2;
     std::vector<double> resampled;
     for (const Series& series : series_) {
@@ -83,10 +72,8 @@ int JCAMPFile::ReadSheet(ReadSpreadSheetData* sink) {
         }
         const size_t n =
             std::min(series.resample ? resampled.size() : series.count, columnX_.size());
-        for (size_t i = 0; i < n; ++i) {
-            if (!std::isnan(y[i]))
-                sink->Set(static_cast<int>(i) + 2, row, y[i]);
-        }
+        // A NaN is a value the block leaves out ("?"): its cell stays empty.
+        zm::WriteNumbersAcross(sink, 2, row, y, n, true);
         ++row;
     }
     return status;

@@ -9,7 +9,6 @@
 #include <filesystem>
 
 #include "formats/workbook/SheetChoice.h"
-#include "platform/ErrorText.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
 #include "platform/NetCDF.h"
@@ -88,43 +87,30 @@ void MvaCDFFileReader::Close() {
     namesGiven_ = 0;
     dataVariables_.clear();
     chosenVariable_.clear();
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    SpreadsheetFile::Close();
+    SpectrumFile::Close();
 }
 
-int MvaCDFFileReader::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
+int MvaCDFFileReader::OpenFiles(const char* file, ZmImportOpenOptions* options) {
     files_.clear();
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    try {
-        const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
-        namesGiven_ = names.size();
-        if (names.empty())
-            return SetStatus(kNotMvaCDFFile);
-        for (const std::string& name : names) {
-            const zm::NetCDF cdf(name);
-            Layout layout;
-            layout.name = name;
-            if ((files_.empty() && ChooseVariable(cdf, options) != 0) ||
-                ReadLayout(cdf, layout) != 0) {
-                failedFile = name;
-                return status;
-            }
-            if (!files_.empty() && layout.variables != files_.front().variables) {
-                failedFile = name;
-                return SetStatus(kDifferentVariables);
-            }
-            files_.push_back(layout);
+    const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
+    namesGiven_ = names.size();
+    if (names.empty())
+        return SetStatus(kNotMvaCDFFile);
+    for (const std::string& name : names) {
+        const zm::NetCDF cdf(name);
+        Layout layout;
+        layout.name = name;
+        if ((files_.empty() && ChooseVariable(cdf, options) != 0) || ReadLayout(cdf, layout) != 0) {
+            failedFile = name;
+            return status;
         }
-        return 0;
-    } catch (...) {
-        return SetUnknownException();
+        if (!files_.empty() && layout.variables != files_.front().variables) {
+            failedFile = name;
+            return SetStatus(kDifferentVariables);
+        }
+        files_.push_back(layout);
     }
+    return 0;
 }
 
 int MvaCDFFileReader::ReadLayout(const zm::NetCDF& cdf, Layout& layout) {
@@ -215,67 +201,35 @@ int MvaCDFFileReader::EstablishSize() {
     long long rows = 1;
     for (const Layout& layout : files_)
         rows += static_cast<long long>(layout.observations);
-    if (rows > INT_MAX)
-        return SetStatus(kStatusSizeFailed);
-    numCols = static_cast<int>(files_.front().variables) + 2;
-    numRows = static_cast<int>(rows);
-    sizeEstablished = true;
-    return 0;
+    return SetSize(static_cast<long long>(files_.front().variables) + 2, rows);
 }
 
-int MvaCDFFileReader::GetNumCols() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumCols();
-}
-
-int MvaCDFFileReader::GetNumRows() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumRows();
-}
-
-void MvaCDFFileReader::GetErrorMessage(char* buffer, unsigned int bufferSize) {
+std::string MvaCDFFileReader::StatusText() {
     const bool several = IsMultiFile();
-    std::string text;
-    try {
-        switch (status) {
-            case kNotMvaCDFFile:
-                text =
-                    zm::Translate(several ? "One or more files seem not to be a valid MVACDF files."
-                                          : "The file does not seem to be a valid MVACDF file.");
-                break;
-            case kSizeUnknown:
-                text = zm::Translate(
-                    "The size of the observation data could not be established. Necessary "
-                    "variables ID's could not be found in the file.");
-                break;
-            case kMatrixData:
-                text = zm::FormatMessage(
-                    zm::Translate(several ? "The observation data is stored as matrices in one "
-                                            "or more of the selected files. %s can currently "
-                                            "not import MVACDF file matrices."
-                                          : "The observation data is stored as matrices in the "
-                                            "file. %s can currently not import MVACDF file "
-                                            "matrices."),
-                    zm::GetApplicationName());
-                break;
-            case kNoObservationData:
-                text = zm::Translate("Observation data could not be found in the file.");
-                break;
-            case kDifferentVariables:
-                text = zm::Translate("The files contain different number of variables.");
-                break;
-            case kSeveralChosen:
-                text = zm::Translate("Only one data variable of the file can be read at a time.");
-                break;
-            default:
-                SpreadsheetFile::GetErrorMessage(buffer, bufferSize);
-                return;
-        }
-        zm::CopyErrorText(text, buffer, bufferSize);
-    } catch (...) {
-        if (buffer != nullptr && bufferSize > 0)
-            buffer[0] = '\0';
+    switch (status) {
+        case kNotMvaCDFFile:
+            return zm::Translate(several ? "One or more files seem not to be a valid MVACDF files."
+                                         : "The file does not seem to be a valid MVACDF file.");
+        case kSizeUnknown:
+            return zm::Translate(
+                "The size of the observation data could not be established. Necessary "
+                "variables ID's could not be found in the file.");
+        case kMatrixData:
+            return zm::FormatMessage(
+                zm::Translate(several ? "The observation data is stored as matrices in one "
+                                        "or more of the selected files. %s can currently "
+                                        "not import MVACDF file matrices."
+                                      : "The observation data is stored as matrices in the "
+                                        "file. %s can currently not import MVACDF file "
+                                        "matrices."),
+                zm::GetApplicationName());
+        case kNoObservationData:
+            return zm::Translate("Observation data could not be found in the file.");
+        case kDifferentVariables:
+            return zm::Translate("The files contain different number of variables.");
+        case kSeveralChosen:
+            return zm::Translate("Only one data variable of the file can be read at a time.");
+        default:
+            return std::string();
     }
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/SpreadsheetFile.h"
+#include "formats/spectral/SpectrumFile.h"
 #include "platform/ZmExport.h"
 
 namespace zm {
@@ -21,7 +21,7 @@ class NetCDF;
 // Codes: 2064 not an MVACDF file, 2065 value type or size unknown, 2066 observations
 // stored as matrices, 2067 no observation data, 2068 different numbers of variables,
 // 2069 several data variables chosen.
-class ZMIMPORT_API MvaCDFFileReader : public SpreadsheetFile {
+class ZMIMPORT_API MvaCDFFileReader : public SpectrumFile {
   public:
     enum MvaCDFStatus {
         kNotMvaCDFFile = 2064,
@@ -38,11 +38,6 @@ class ZMIMPORT_API MvaCDFFileReader : public SpreadsheetFile {
     ~MvaCDFFileReader() override;
 
     void Close() override;
-    void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
     bool GetReadChoices(ReadChoices& choices) override;
 
   private:
@@ -59,11 +54,13 @@ class ZMIMPORT_API MvaCDFFileReader : public SpreadsheetFile {
     };
 
     int EstablishSize() override;
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
+    int ReadSheet(ReadSpreadSheetData* sink) override;
+    std::string StatusText() override;
     // The data variable read, from the first file's data variables and the options; an
     // empty record receives the default.
     int ChooseVariable(const zm::NetCDF& cdf, ZmImportOpenOptions* options);
     int ReadLayout(const zm::NetCDF& cdf, Layout& layout);
-    int ReadSheet(ReadSpreadSheetData* sink);
     void SetHeadings(const zm::NetCDF& cdf, ReadSpreadSheetData* sink);
     // Writes the observations of one file from `row` on; `row` moves past them.
     int ReadObservations(const zm::NetCDF& cdf, const Layout& layout, ReadSpreadSheetData* sink,

@@ -1,9 +1,11 @@
 // Multivariate-data netCDF files: the sheet of names, decimal times and values.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <type_traits>
 
 #include "formats/spectral/MvaCDFFileReader.h"
+#include "formats/spectral/SpectrumSheet.h"
 #include "platform/NetCDF.h"
 #include "platform/Translate.h"
 
@@ -72,16 +74,6 @@ bool IsMissing(T value, bool missingIsNaN, double marker) {
 }
 
 }  // namespace
-
-int MvaCDFFileReader::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    try {
-        return ReadSheet(sink);
-    } catch (...) {
-        return SetUnknownException();
-    }
-}
 
 int MvaCDFFileReader::ReadSheet(ReadSpreadSheetData* sink) {
     if (GetNumCols() < 0 || GetNumRows() < 0)
@@ -176,15 +168,19 @@ bool MvaCDFFileReader::ReadRow(const zm::NetCDF& cdf, const Layout& layout, size
     if (layout.variables > 0 &&
         !cdf.Read(layout.dataVariable, start.data(), count.data(), values.data()))
         return false;
-    const int columns = numCols;
-    for (size_t v = 0; v < values.size() && static_cast<int>(v) + 3 <= columns; ++v) {
-        const T value = values[v];
-        if (IsMissing(value, layout.missingIsNaN, layout.missingValue))
-            continue;
-        if constexpr (std::is_same_v<T, float> || std::is_same_v<T, double>)
-            sink->Set(static_cast<int>(v) + 3, row, value);
-        else
-            sink->Set(static_cast<int>(v) + 3, row, static_cast<int>(value));
+    const size_t n = std::min(values.size(), static_cast<size_t>(std::max(numCols - 2, 0)));
+    // Each run between missing values goes out at once; integers keep their own type.
+    for (size_t v = 0; v < n; ++v) {
+        size_t end = v;
+        while (end < n && !IsMissing(values[end], layout.missingIsNaN, layout.missingValue))
+            ++end;
+        if constexpr (std::is_floating_point_v<T>) {
+            zm::WriteNumbersAcross(sink, static_cast<int>(v) + 3, row, values.data() + v, end - v);
+        } else {
+            for (size_t i = v; i < end; ++i)
+                sink->Set(static_cast<int>(i) + 3, row, static_cast<int>(values[i]));
+        }
+        v = end;
     }
     return true;
 }

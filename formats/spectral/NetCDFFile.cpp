@@ -1,8 +1,6 @@
 // netCDF files: the choice of template and the forwarding to the inner reader.
 #include "formats/spectral/NetCDFFile.h"
 
-#include <algorithm>
-#include <cctype>
 #include <new>
 
 #include "formats/spectral/AndiFileReader.h"
@@ -11,6 +9,7 @@
 #include "platform/FileNames.h"
 #include "platform/Log.h"
 #include "platform/NetCDF.h"
+#include "platform/TextCase.h"
 #include "platform/Translate.h"
 
 NetCDFFile::NetCDFFile() = default;
@@ -41,43 +40,33 @@ void NetCDFFile::Close() {
         inner_->Close();
     inner_.reset();
     template_ = kNotNetCDF;
-    numCols = numRows = -1;
-    sizeEstablished = false;
-    SpreadsheetFile::Close();
+    SpectrumFile::Close();
 }
 
 AndiFileReader* NetCDFFile::GetAndiFileReader() {
     return new (std::nothrow) AndiFileReader;
 }
 
-int NetCDFFile::Open(bool readMode, const char* file, ZmImportOpenOptions* options) {
-    if (status != 0)
-        return status;
-    if (!readMode)
-        return SetStatus(kStatusWrongMode);
-    try {
-        const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
-        template_ = names.empty() ? kNotNetCDF : GetFileTemplate(names.front().c_str());
-        if (names.size() > 1)
-            failedFile = names.front();  // named should its template be refused
-        switch (template_) {
-            case kNotNetCDF:
-                return SetStatus(kNotNetCDFFile);
-            case kMvaCDF:
-                inner_.reset(new (std::nothrow) MvaCDFFileReader);
-                break;
-            case kAndiChromatography:
-                inner_.reset(GetAndiFileReader());
-                break;
-            default:
-                return SetStatus(kTemplateNotSupported);
-        }
-        if (!inner_)
-            return SetUnknownException();
-        return SetStatus(inner_->Open(true, file, options));
-    } catch (...) {
-        return SetUnknownException();
+int NetCDFFile::OpenFiles(const char* file, ZmImportOpenOptions* options) {
+    const std::vector<std::string> names = zm::SplitFileNames(file != nullptr ? file : "");
+    template_ = names.empty() ? kNotNetCDF : GetFileTemplate(names.front().c_str());
+    if (names.size() > 1)
+        failedFile = names.front();  // named should its template be refused
+    switch (template_) {
+        case kNotNetCDF:
+            return SetStatus(kNotNetCDFFile);
+        case kMvaCDF:
+            inner_.reset(new (std::nothrow) MvaCDFFileReader);
+            break;
+        case kAndiChromatography:
+            inner_.reset(GetAndiFileReader());
+            break;
+        default:
+            return SetStatus(kTemplateNotSupported);
     }
+    if (!inner_)
+        return SetUnknownException();
+    return SetStatus(inner_->Open(true, file, options));
 }
 
 int NetCDFFile::EstablishSize() {
@@ -93,24 +82,6 @@ int NetCDFFile::EstablishSize() {
     }
     sizeEstablished = true;
     return 0;
-}
-
-int NetCDFFile::GetNumCols() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumCols();
-}
-
-int NetCDFFile::GetNumRows() {
-    if (status != 0)
-        return -1;
-    return SpreadsheetFile::GetNumRows();
-}
-
-int NetCDFFile::Read(ReadSpreadSheetData* sink) {
-    if (status != 0)
-        return status;
-    return ReadGeneralNetCDFFile(sink);
 }
 
 bool NetCDFFile::GetReadChoices(ReadChoices& choices) {
@@ -177,10 +148,9 @@ NetCDFFileFactory::NetCDFFileFactory()
 SprFileFactory::MyKindOfFile NetCDFFileFactory::IsMyKindOfFile(const char* file) {
     if (file == nullptr)
         return kNotMine;
-    std::string extension = zm::FileExtension(file);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    const bool ownExtension = extension == ".nc" || extension == ".cdf";
+    const std::string extension = zm::FileExtension(file);
+    const bool ownExtension =
+        zm::EqualNoCase(extension, ".nc") || zm::EqualNoCase(extension, ".cdf");
     switch (NetCDFFile::GetFileTemplate(file)) {
         case NetCDFFile::kMvaCDF:
         case NetCDFFile::kAndiChromatography:

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "formats/spectral/SpectrumFile.h"
 #include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetFile.h"
 #include "platform/ZmExport.h"
 
 class AndiFileReader;
@@ -17,7 +17,7 @@ class AndiFileReader;
 // files of other templates are refused with a text that says which.
 // Codes: 2048 template not importable, 2049 not a netCDF file; others are the inner
 // reader's.
-class ZMIMPORT_API NetCDFFile : public SpreadsheetFile {
+class ZMIMPORT_API NetCDFFile : public SpectrumFile {
   public:
     enum ENetCDFTemplate {
         kNotNetCDF = 0,
@@ -39,10 +39,6 @@ class ZMIMPORT_API NetCDFFile : public SpreadsheetFile {
 
     void Close() override;
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
-    int GetNumCols() override;
-    int GetNumRows() override;
-    int Open(bool readMode, const char* file, ZmImportOpenOptions* options) override;
-    int Read(ReadSpreadSheetData* sink) override;
     bool GetReadChoices(ReadChoices& choices) override;
     const char* GetFailedFile() override;
 
@@ -57,6 +53,8 @@ class ZMIMPORT_API NetCDFFile : public SpreadsheetFile {
 
   private:
     int EstablishSize() override;
+    int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
+    int ReadSheet(ReadSpreadSheetData* sink) override { return ReadGeneralNetCDFFile(sink); }
 
     ENetCDFTemplate template_ = kNotNetCDF;
     std::unique_ptr<SpreadsheetFile> inner_;

@@ -7,6 +7,7 @@
 #include <exception>
 #include <vector>
 
+#include "framework/OptionsRecord.h"
 #include "platform/Settings.h"
 
 namespace {
@@ -93,8 +94,8 @@ int USDBase::FindInterval(float x) const {
     return kRejected;
 }
 
-bool USDBase::Average(int interval, float& value, float& sum, int32_t& count) {
-    Increment(count);
+bool USDBase::Average(int interval, float& value, Group& group) {
+    Increment(group.count);
     if (interval < previousInterval) {
         // A step back to an earlier interval passes the point through untouched.
         previousInterval = interval;
@@ -104,23 +105,21 @@ bool USDBase::Average(int interval, float& value, float& sum, int32_t& count) {
         // The point opening a later interval ends the running group, taking part in it,
         // and is counted again as the first member of the next group.
         const float opening = value;
-        value = (opening + sum) / static_cast<float>(count);
-        sum = opening;
-        count = 1;
+        value = (opening + group.sum) / static_cast<float>(group.count);
+        group = {opening, 1};
         previousInterval = interval;
         return true;
     }
-    if (count != useAverage) {
-        sum += value;
+    if (group.count != useAverage) {
+        group.sum += value;
         return false;
     }
-    value = (sum + value) / static_cast<float>(useAverage);
-    sum = 0;
-    count = 0;
+    value = (group.sum + value) / static_cast<float>(useAverage);
+    group = {};
     return true;
 }
 
-bool USDBase::IsValid(float& x) {
+bool USDBase::Keep(float x, float& value, Group& group) {
     const int interval = FindInterval(x);
     if (interval == kKeepAll)
         return true;
@@ -128,25 +127,30 @@ bool USDBase::IsValid(float& x) {
         return false;
     if (useAverage < 2)
         return true;
-    return Average(interval, x, xSum, xCount);
+    return Average(interval, value, group);
+}
+
+bool USDBase::IsValid(float& x) {
+    return Keep(x, x, xGroup);
 }
 
 bool USDBase::IsValid(float& x, float& y) {
-    const int interval = FindInterval(x);
-    if (interval == kKeepAll)
-        return true;
-    if (interval == kRejected)
-        return false;
-    if (useAverage < 2)
-        return true;
-    return Average(interval, y, ySum, yCount);
+    return Keep(x, y, yGroup);
+}
+
+long long USDBase::CountKept(const float* x, size_t count) {
+    Reset();
+    long long kept = 0;
+    for (size_t i = 0; i < count; ++i) {
+        float point = x[i];
+        kept += IsValid(point) ? 1 : 0;
+    }
+    return kept;
 }
 
 void USDBase::Reset() {
-    xSum = 0;
-    xCount = 0;
-    ySum = 0;
-    yCount = 0;
+    xGroup = {};
+    yGroup = {};
     previousInterval = 0;
 }
 
@@ -209,25 +213,32 @@ bool USDBase::GetUSDConstraintsFromString(const std::string& text, USDConstraint
     } catch (const std::exception&) {
         return false;
     }
-    const auto ordinal = document->GetBool(kSection, "IncludeOrdinalValues");
+    return GetUSDConstraintsFromDocument(*document, constraints);
+}
+
+bool USDBase::GetUSDConstraintsFromDocument(const zm::SettingsDocument& document,
+                                            USDConstraints* constraints) {
+    if (constraints == nullptr)
+        return false;
+    const auto ordinal = document.GetBool(kSection, "IncludeOrdinalValues");
     if (!ordinal)
         return false;
     constraints->IncludeOrdinalValues = *ordinal;
-    const auto all = document->GetBool(kSection, "IncludeAllValues");
+    const auto all = document.GetBool(kSection, "IncludeAllValues");
     if (!all)
         return false;
     constraints->IncludeAllValues = *all;
-    const auto count = document->GetInt(kSection, "NumberOfIncludedIntervals");
+    const auto count = document.GetInt(kSection, "NumberOfIncludedIntervals");
     if (!count || *count < INT32_MIN || *count > INT32_MAX)
         return false;
     constraints->NumberOfIncludedIntervals = static_cast<int32_t>(*count);
-    const auto average = document->GetInt(kSection, "UseAverage");
+    const auto average = document.GetInt(kSection, "UseAverage");
     if (!average || *average < INT32_MIN || *average > INT32_MAX)
         return false;
     constraints->UseAverage = static_cast<int32_t>(*average);
 
-    const auto startItems = document->GetList(kSection, "IncludeXStartPt");
-    const auto endItems = document->GetList(kSection, "IncludeXEndPt");
+    const auto startItems = document.GetList(kSection, "IncludeXStartPt");
+    const auto endItems = document.GetList(kSection, "IncludeXEndPt");
     const auto expected = static_cast<size_t>(*count < 0 ? SIZE_MAX : *count);
     if (!startItems || !endItems || startItems->size() != expected || endItems->size() != expected)
         return false;
@@ -246,6 +257,13 @@ bool USDBase::GetStringFromUSDConstraints(const USDConstraints* constraints, std
     if (constraints == nullptr)
         return false;
     zm::SettingsDocument document;
+    SetUSDConstraintsInDocument(constraints, document);
+    text = document.ToXml();
+    return true;
+}
+
+void USDBase::SetUSDConstraintsInDocument(const USDConstraints* constraints,
+                                          zm::SettingsDocument& document) {
     document.SetBool(kSection, "IncludeOrdinalValues", constraints->IncludeOrdinalValues);
     document.SetBool(kSection, "IncludeAllValues", constraints->IncludeAllValues);
     document.SetInt(kSection, "NumberOfIncludedIntervals", constraints->NumberOfIncludedIntervals);
@@ -256,6 +274,43 @@ bool USDBase::GetStringFromUSDConstraints(const USDConstraints* constraints, std
     document.SetList(
         kSection, "IncludeXEndPt",
         FormatFloats(constraints->IncludeXEndPt, constraints->NumberOfIncludedIntervals));
-    text = document.ToXml();
-    return true;
+}
+
+void USDBase::SetSingleInterval(USDConstraints* constraints, float low, float high) {
+    FreeUSDConstraints(constraints);
+    constraints->IncludeOrdinalValues = true;
+    constraints->IncludeAllValues = true;
+    constraints->NumberOfIncludedIntervals = 1;
+    constraints->UseAverage = 0;
+    constraints->IncludeXStartPt = new float[1]{low};
+    constraints->IncludeXEndPt = new float[1]{high};
+}
+
+bool USDBase::ApplyOptions(ZmImportOpenOptions* options, USDConstraints* defaults) {
+    bool applied = false;
+    try {
+        std::unique_ptr<zm::SettingsDocument> document;
+        switch (zm::DecodeOptions(options, document)) {
+            case zm::OptionsDecode::kMalformed:
+                break;
+            case zm::OptionsDecode::kDecoded:
+                applied = GetUSDConstraintsFromDocument(*document, defaults);
+                break;
+            case zm::OptionsDecode::kNoOptions:
+                if (options != nullptr) {
+                    zm::SettingsDocument offered;
+                    SetUSDConstraintsInDocument(defaults, offered);
+                    zm::StoreOptions(options, offered);
+                }
+                applied = true;
+                break;
+        }
+        if (applied)
+            SetUSDConstraints(defaults);
+    } catch (...) {
+        // The settings layer failing on the text is an error in the options.
+        applied = false;
+    }
+    FreeUSDConstraints(defaults);
+    return applied;
 }

@@ -2,11 +2,17 @@
 // kept points are averaged into one column.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "framework/ZmImportTypes.h"
 #include "platform/ZmExport.h"
+
+namespace zm {
+class SettingsDocument;
+}
 
 // The exchange record of the constraints. The caller owns it and both arrays; arrays
 // handed out by the library are allocated with new[] (FreeUSDConstraints releases them).
@@ -67,7 +73,21 @@ class ZMIMPORT_API USDBase {
     // Reading stores the fields one by one as it goes, so a failure leaves the fields read
     // before the failing key changed; the arrays are replaced only on success.
     static bool GetUSDConstraintsFromString(const std::string& text, USDConstraints* constraints);
+    static bool GetUSDConstraintsFromDocument(const zm::SettingsDocument& document,
+                                              USDConstraints* constraints);
     static bool GetStringFromUSDConstraints(const USDConstraints* constraints, std::string& text);
+    static void SetUSDConstraintsInDocument(const USDConstraints* constraints,
+                                            zm::SettingsDocument& document);
+    // Makes the record everything kept, no averaging and one interval from low to high.
+    static void SetSingleInterval(USDConstraints* constraints, float low, float high);
+
+    // Reads the constraints of an options record over `defaults`, writes them into an
+    // empty record (size 0; the new bytes belong to the host, a record holding bytes is
+    // left as it is) and puts them in force. False, nothing put in force, when the record
+    // holds no constraints document. Releases the arrays of `defaults`.
+    bool ApplyOptions(ZmImportOpenOptions* options, USDConstraints* defaults);
+    // The number of the x values that IsValid lets through, from a fresh start.
+    long long CountKept(const float* x, size_t count);
 
     bool IncludeXAsAnObservation() const { return includeOrdinalValues; }
     void SetIncludeXAsAnObservation(bool include) { includeOrdinalValues = include; }
@@ -80,8 +100,15 @@ class ZMIMPORT_API USDBase {
     static constexpr int kKeepAll = -1;
     static constexpr int kRejected = -2;
     int FindInterval(float x) const;
+    // The running group of an averaged value.
+    struct Group {
+        float sum = 0;
+        int32_t count = 0;
+    };
     // The averaging step for a point of `interval`; `value` becomes the output value.
-    bool Average(int interval, float& value, float& sum, int32_t& count);
+    bool Average(int interval, float& value, Group& group);
+    // The interval test of x, then the averaging step on `value` in its group.
+    bool Keep(float x, float& value, Group& group);
 
     bool includeOrdinalValues = true;
     bool includeAllValues = true;
@@ -89,9 +116,7 @@ class ZMIMPORT_API USDBase {
     std::unique_ptr<float[]> endPoints;
     int32_t numberOfIncludedIntervals = 0;
     int32_t useAverage = 0;
-    float xSum = 0;
-    int32_t xCount = 0;
-    float ySum = 0;
-    int32_t yCount = 0;
+    Group xGroup;
+    Group yGroup;
     int32_t previousInterval = 0;
 };

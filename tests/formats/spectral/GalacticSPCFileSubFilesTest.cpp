@@ -106,28 +106,6 @@ TEST(GalacticSPCFileSubFiles, OldMultiFileFilesGiveEverySpectrumTheirSizeHolds) 
         2562);
 }
 
-TEST(GalacticSPCFileSubFiles, NoIntervalWithTheFilterOnKeepsNoColumn) {
-    USDConstraints c;
-    c.IncludeOrdinalValues = true;
-    c.IncludeAllValues = false;
-    c.NumberOfIncludedIntervals = 0;
-    std::string text, bytes;
-    USDBase::GetStringFromUSDConstraints(&c, text);
-    zm::WriteBinaryString(bytes, text);
-    ZmImportOpenOptions options{static_cast<uint32_t>(bytes.size()),
-                                reinterpret_cast<unsigned char*>(&bytes[0])};
-    GalacticSPCFile reader;
-    ASSERT_EQ(
-        reader.Open(true, (std::string(ZM_TEST_DATA) + "/spc/sixteen-bit.spc").c_str(), &options),
-        0);
-    EXPECT_EQ(reader.GetNumCol(5, 1000, 1), 0);
-    // No columns at all, so a host refuses the sheet as empty.
-    EXPECT_EQ(reader.GetNumCols(), 0);
-    zmtest::RecordingSink sink;
-    EXPECT_EQ(reader.Read(&sink), 0);
-    EXPECT_TRUE(sink.cells.empty());
-}
-
 TEST(GalacticSPCFileSubFiles, ANameHoldingALineFeedStaysOneFile) {
     Scratch scratch("names");
     const std::string fixtures = std::string(ZM_TEST_DATA) + "/spc/";

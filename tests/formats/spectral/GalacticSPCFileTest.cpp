@@ -224,25 +224,6 @@ TEST(GalacticSPCFile, SelectingFilesKeepsTheChosenOnesInOpeningOrder) {
                                              " [Num sub-files: 3, Num values: 3]"});
 }
 
-TEST(GalacticSPCFile, WritesItsDefaultConstraintsIntoAnEmptyOptionsRecord) {
-    GalacticSPCFile reader;
-    ZmImportOpenOptions options{0, nullptr};
-    ASSERT_EQ(reader.Open(true, Fixture("thirty-two-bit.spc").c_str(), &options), 0);
-    ASSERT_NE(options.data, nullptr);
-    std::string text;
-    ASSERT_TRUE(zm::ReadBinaryString(options.data, options.size, text));
-    delete[] options.data;
-    USDConstraints c;
-    ASSERT_TRUE(USDBase::GetUSDConstraintsFromString(text, &c));
-    EXPECT_TRUE(c.IncludeAllValues);
-    EXPECT_TRUE(c.IncludeOrdinalValues);
-    ASSERT_EQ(c.NumberOfIncludedIntervals, 1);
-    EXPECT_EQ(c.IncludeXStartPt[0], 4000.0f);
-    EXPECT_EQ(c.IncludeXEndPt[0], 3994.0f);
-    EXPECT_EQ(c.UseAverage, 0);
-    FreeUSDConstraints(&c);
-}
-
 TEST(GalacticSPCFile, ConstraintsInTheOptionsCutAndAverageColumns) {
     // sixteen-bit.spc: x 1000..1004, y 0, 1, -2, 32767, -32768. Keep 1001..1004 in pairs,
     // without the x row.
@@ -392,20 +373,7 @@ TEST(GalacticSPCFile, ExtremeExponentsScaleToInfinityOrZero) {
     fs::remove_all(dir);
 }
 
-TEST(GalacticSPCFile, UnitTextsAndMonthLengths) {
-    EXPECT_EQ(GalacticSPCFile::XTypeText(16), "Diod Number");
-    EXPECT_EQ(GalacticSPCFile::XTypeText(21), "\xC2\xB0K");
-    EXPECT_EQ(GalacticSPCFile::XTypeText(30), "Hours");
-    for (int code : {0, 15, 31, -1})
-        EXPECT_EQ(GalacticSPCFile::XTypeText(code), "") << code;
-    EXPECT_EQ(GalacticSPCFile::YTypeText(128), " (transmition)");
-    EXPECT_EQ(GalacticSPCFile::YTypeText(20),
-              " (\xC2\xB0"
-              "C)");
-    EXPECT_EQ(GalacticSPCFile::YTypeText(131), " (emission)");
-    for (int code : {15, 17, 27, 127, 132})
-        EXPECT_EQ(GalacticSPCFile::YTypeText(code), "") << code;
-
+TEST(GalacticSPCFile, MonthLengths) {
     EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(12, 2, 2023), 12);
     EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(28, 2, 1900), 28);
     EXPECT_EQ(GalacticSPCFile::GetDaysInMonth(28, 2, 2000), 29);

@@ -1,10 +1,14 @@
-// Range constraints: interval test, averaging, record copies and the text form.
+// Range constraints (interval test, averaging, record copies, text form) and the sheet
+// the spectral readers write through them.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
+#include "formats/spectral/SpectrumSheet.h"
 #include "formats/spectral/USDBase.h"
+#include "tests/support/RecordingSink.h"
 
 namespace {
 
@@ -160,6 +164,48 @@ TEST(USDBase, TextFormRoundTripsAndFailsOnMissingOrMismatchedKeys) {
     EXPECT_FALSE(USDBase::GetUSDConstraintsFromString(
         "<Configuration><Other><UseAverage>1</UseAverage></Other></Configuration>", &out));
     FreeUSDConstraints(&out);
+}
+
+// A sink that counts the runs of numbers it is handed at once.
+class RunCountingSink : public zmtest::RecordingSink {
+  public:
+    using RecordingSink::SetNumbersAcross;
+    void SetNumbersAcross(int col, int row, const float* values, size_t count) override {
+        ++runs;
+        RecordingSink::SetNumbersAcross(col, row, values, count);
+    }
+    int runs = 0;
+};
+
+TEST(SpectrumSheet, WritesKeptPointsAsRunsAndValuesThatAreNotFiniteOneByOne) {
+    USDBase pairs;
+    Constrain(pairs, {2}, {5}, 2);
+    const std::vector<float> x = {1, 2, 3, 4, 5, 6}, y = {9, 1, 3, 5, 7, 9};
+    RunCountingSink sink;
+    SpectrumSheet sheet(&sink, pairs, 2, 4);
+    sheet.SetPoints(x.data(), x.size());
+    sheet.SetNameRows({"ID", "Name"}, "x");
+    sheet.BeginRow(3);
+    // Two chunks: a group of averaged points spans them.
+    sheet.AddPoints(y.data(), 3);
+    sheet.AddPoints(y.data() + 3, 3);
+    EXPECT_EQ(sink.Text(3, 1) + sink.Text(4, 1) + sink.Text(2, 2), "t 2.5t 4.5x");
+    EXPECT_EQ(std::vector<double>({sink.Number(3, 2), sink.Number(4, 2), sink.Number(1, 3),
+                                   sink.Number(3, 3), sink.Number(4, 3)}),
+              std::vector<double>({2.5, 4.5, 2, 2, 6}));
+    EXPECT_EQ(sink.runs, 3);
+
+    USDBase all;
+    const double z[] = {1, NAN, INFINITY, 4};
+    for (bool skipNaN : {false, true}) {
+        SpectrumSheet plain(&sink, all, 1, 5, skipNaN);
+        plain.BeginRow(7);
+        plain.AddPoints(z, 4);
+        EXPECT_EQ(sink.Has(3, 7), !skipNaN);
+        EXPECT_TRUE(std::isinf(sink.Number(4, 7)) && sink.Number(5, 7) == 4);
+        EXPECT_EQ(sink.At(5, 7).via, 'd');
+        sink.cells.clear();
+    }
 }
 
 }  // namespace
