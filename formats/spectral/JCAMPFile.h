@@ -89,14 +89,10 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     // Takes the next value off `line` (from `pos`, which moves past it): count 0 when the
     // line is used up, +n for an absolute value repeated n times, -n for a difference
     // applied n times. `plainOnly` (point tables) admits plain numbers and "?" only, and
-    // reads a comma as a separator. Returns 0 or an error code.
+    // reads a comma as a separator. Returns 0 or an error code. The data reads take
+    // their values by the same decoder.
     static int ReadNextValue(std::string_view line, size_t& pos, double& value, int& count,
                              bool& missing, bool plainOnly);
-    // The quick road ReadXYData takes before ReadNextValue for an ordinate: squeezed,
-    // difference and plain values of up to 15 digits, with a repeat count. True with the
-    // value, count and position ReadNextValue gives; false, `pos` unmoved, for whatever
-    // it leaves to ReadNextValue (a missing value, an exponent, longer digit runs...).
-    static bool ReadCommonValue(std::string_view line, size_t& pos, double& value, int& count);
 
   protected:
     // Reads "DataBlocks", "InterPolationFile" and "InterPolationSerie"; an empty record
