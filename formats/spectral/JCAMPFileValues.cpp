@@ -260,11 +260,12 @@ template <bool kPoints>
         const CharClass first = kChars[*p];
         uint64_t digits = first.digit;
         const char* q = ReadDigits(p + 1, end, digits);
-        if (q - p <= kMostExactDigits &&
-            (q == end || (kChars[*q].kind & (kLeadChar | kExponentChar)) == kLeadChar)) {
+        const bool exact = q - p <= kMostExactDigits;
+        const int repeat = Is(q, end, kDupChar) ? ReadRepeatCount(q, end) : 1;
+        if (exact && (q == end || (kChars[*q].kind & (kLeadChar | kExponentChar)) == kLeadChar)) {
             const auto number = static_cast<double>(digits);
             v.number = (first.kind & kNegativeLead) ? -number : number;
-            v.count = (first.kind & kDifferenceLead) ? -1 : 1;
+            v.count = (first.kind & kDifferenceLead) ? -repeat : repeat;
             p = q;
             return 0;
         }
@@ -336,7 +337,6 @@ struct OrdinateTable {
     std::vector<zm::jcamp::LineStart> lineStarts;
 
     size_t Count() const { return y.Size() - start; }
-    size_t Room() const { return most - Count(); }
 };
 
 // After a line that ends with a difference the next line's first ordinate repeats the
@@ -375,12 +375,13 @@ int TakeYCheck(const Value& v, OrdinateTable& table) {
     // `y` could be the table's, as far as the compiler knows.
     double previous = table.previous;
     bool endsWithDifference = table.endedWithDifference;
+    const size_t limit = table.start + table.most;  // no value is written past it
     while ((code = DecodeValue<false>(p, end, v)) == 0 && v.count != 0) {
         if (v.count < 0 && (v.count == -1 || !yCheck)) {
             // Differences, the bulk of compressed data; a repeated one cannot stand for
             // the y check.
             const auto n = static_cast<size_t>(-static_cast<long long>(v.count));
-            if (n > table.Room())
+            if (n > limit - y.Size())
                 return JCAMPFile::kReadError;
             if (n == 1) {
                 previous += v.number;
@@ -401,7 +402,7 @@ int TakeYCheck(const Value& v, OrdinateTable& table) {
             endsWithDifference = false;
         } else {
             const auto n = static_cast<size_t>(v.count);
-            if (n > table.Room())
+            if (n > limit - y.Size())
                 return JCAMPFile::kReadError;
             y.Resize(y.Size() + n, v.number);
             if (!v.missing)
