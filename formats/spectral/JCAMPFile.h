@@ -168,6 +168,11 @@ class ZMIMPORT_API JCAMPFile : public SpreadsheetFile {
     // Label scan (JCAMPFileLabels.cpp).
     int CheckFile(int file);
     int ReadLabel(std::string_view name, std::string_view value, size_t& pos);
+    int OpenBlock(std::string_view title);
+    int EndBlock();
+    int ReadBlockLabel(Block& block, std::string_view name, std::string_view value);
+    int ReadDataClass(Block& block, std::string_view value);
+    int ReadPointCount(Block& block, std::string_view value);
     int ReadNumberLabel(std::string_view value, double& number, bool& given);
     int AddData(std::string_view value, size_t& pos);
     void AddPage(std::string_view text);

@@ -98,36 +98,10 @@ int JCAMPFile::ReadNumberLabel(std::string_view value, double& number, bool& giv
 }
 
 int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& pos) {
-    if (name == "TITLE") {
-        // A new block, inside the blocks not yet ended. LINK blocks hold blocks one level
-        // deep: a file that opens block after block without ending any is damaged, and
-        // refused before its blocks fill memory.
-        if (++depth_ > kDeepestBlocks)
-            return Fail(kTitleEndMismatch);
-        Block block;
-        block.file = currentFile_;
-        block.title = std::string(Strip(value));
-        scanned_.push_back(std::move(block));
-        blockIndex_ = static_cast<int>(scanned_.size()) - 1;
-        openBlocks_.push_back(blockIndex_);
-        return 0;
-    }
-    if (name == "END") {
-        if (--depth_ < 0)
-            return Fail(kTitleEndMismatch);
-        if (!openBlocks_.empty()) {
-            // A block ended without data and without blocks after it is of no further
-            // use: dropped now, so that a million empty blocks cost no memory.
-            const int ended = openBlocks_.back();
-            openBlocks_.pop_back();
-            if (ended == static_cast<int>(scanned_.size()) - 1 &&
-                std::none_of(scanned_.back().pages.begin(), scanned_.back().pages.end(),
-                             [](const Page& page) { return page.hasData; }))
-                scanned_.pop_back();
-        }
-        blockIndex_ = openBlocks_.empty() ? -1 : openBlocks_.back();
-        return 0;
-    }
+    if (name == "TITLE")
+        return OpenBlock(value);
+    if (name == "END")
+        return EndBlock();
     if (name == "BINARY")
         return Fail(kBinaryData);
     if (name == "RADATA")
@@ -140,21 +114,47 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
         return AddData(value, pos);
     if (blockIndex_ < 0)
         return 0;  // outside a block only the labels above mean anything
-    Block& block = scanned_[static_cast<size_t>(blockIndex_)];
+    return ReadBlockLabel(scanned_[static_cast<size_t>(blockIndex_)], name, value);
+}
+
+int JCAMPFile::OpenBlock(std::string_view title) {
+    // A new block, inside the blocks not yet ended. LINK blocks hold blocks one level
+    // deep: a file that opens block after block without ending any is damaged, and
+    // refused before its blocks fill memory.
+    if (++depth_ > kDeepestBlocks)
+        return Fail(kTitleEndMismatch);
+    Block block;
+    block.file = currentFile_;
+    block.title = std::string(Strip(title));
+    scanned_.push_back(std::move(block));
+    blockIndex_ = static_cast<int>(scanned_.size()) - 1;
+    openBlocks_.push_back(blockIndex_);
+    return 0;
+}
+
+int JCAMPFile::EndBlock() {
+    if (--depth_ < 0)
+        return Fail(kTitleEndMismatch);
+    if (!openBlocks_.empty()) {
+        // A block ended without data and without blocks after it is of no further
+        // use: dropped now, so that a million empty blocks cost no memory.
+        const int ended = openBlocks_.back();
+        openBlocks_.pop_back();
+        if (ended == static_cast<int>(scanned_.size()) - 1 &&
+            std::none_of(scanned_.back().pages.begin(), scanned_.back().pages.end(),
+                         [](const Page& page) { return page.hasData; }))
+            scanned_.pop_back();
+    }
+    blockIndex_ = openBlocks_.empty() ? -1 : openBlocks_.back();
+    return 0;
+}
+
+int JCAMPFile::ReadBlockLabel(Block& block, std::string_view name, std::string_view value) {
     if (name == "DATATYPE") {
         block.dataType = std::string(Strip(WithoutComment(value)));
         block.link = Keyword(value) == "LINK";
     } else if (name == "DATACLASS") {
-        const std::string dataClass = Keyword(value);
-        if (dataClass == "RADATA")
-            return Fail(kRAData);
-        if (dataClass == "ASSIGNMENTS")
-            return Fail(kAssignments);
-        if (dataClass == "NTUPLES")
-            return Fail(kNTuples);
-        if (dataClass != "XYDATA" && dataClass != "XYPOINTS" && dataClass != "PEAKTABLE")
-            return Fail(kUnknownDataClass);
-        block.dataClass = dataClass;
+        return ReadDataClass(block, value);
     } else if (name == "NTUPLES") {
         block.dataForm = kNTupleForm;
     } else if (name == "BLOCKS") {
@@ -176,10 +176,12 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
         if (std::fabs(id) > std::numeric_limits<int>::max())
             return Fail(kIllegalValue);
         block.blockId = static_cast<int>(id);
-    } else if (name == "XUNITS") {
-        block.xUnits = std::string(Strip(WithoutComment(value)));
-    } else if (name == "YUNITS") {
-        block.yUnits = std::string(Strip(WithoutComment(value)));
+    } else if (name == "XUNITS" || name == "YUNITS" || name == "DATE" || name == "TIME") {
+        std::string& text = name == "XUNITS"   ? block.xUnits
+                            : name == "YUNITS" ? block.yUnits
+                            : name == "DATE"   ? block.date
+                                               : block.time;
+        text = std::string(Strip(WithoutComment(value)));
     } else if (name == "FIRSTX") {
         return ReadNumberLabel(value, block.firstX, block.hasFirstX);
     } else if (name == "LASTX") {
@@ -190,21 +192,36 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
         bool given = false;
         return ReadNumberLabel(value, name == "XFACTOR" ? block.xFactor : block.yFactor, given);
     } else if (name == "NPOINTS") {
-        value = Strip(WithoutComment(value));
-        if (value.empty())
-            return Fail(kMissingValue);
-        double count = 0;
-        if (!ParseDouble(value, count) || std::fabs(count - std::round(count)) > 1e-30 ||
-            count < 1 || count > std::numeric_limits<int32_t>::max())
-            return Fail(kBadNPoints);
-        block.numPoints = static_cast<int32_t>(count);
+        return ReadPointCount(block, value);
     } else if (name == "PAGE") {
         AddPage(Strip(WithoutComment(value)));
-    } else if (name == "DATE") {
-        block.date = std::string(Strip(WithoutComment(value)));
-    } else if (name == "TIME") {
-        block.time = std::string(Strip(WithoutComment(value)));
     }
+    return 0;
+}
+
+int JCAMPFile::ReadDataClass(Block& block, std::string_view value) {
+    const std::string dataClass = Keyword(value);
+    if (dataClass == "RADATA")
+        return Fail(kRAData);
+    if (dataClass == "ASSIGNMENTS")
+        return Fail(kAssignments);
+    if (dataClass == "NTUPLES")
+        return Fail(kNTuples);
+    if (dataClass != "XYDATA" && dataClass != "XYPOINTS" && dataClass != "PEAKTABLE")
+        return Fail(kUnknownDataClass);
+    block.dataClass = dataClass;
+    return 0;
+}
+
+int JCAMPFile::ReadPointCount(Block& block, std::string_view value) {
+    value = Strip(WithoutComment(value));
+    if (value.empty())
+        return Fail(kMissingValue);
+    double count = 0;
+    if (!ParseDouble(value, count) || std::fabs(count - std::round(count)) > 1e-30 || count < 1 ||
+        count > std::numeric_limits<int32_t>::max())
+        return Fail(kBadNPoints);
+    block.numPoints = static_cast<int32_t>(count);
     return 0;
 }
 
