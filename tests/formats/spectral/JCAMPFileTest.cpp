@@ -101,6 +101,56 @@ TEST(JCAMPFileValues, RefusesWhatNoEncodingWrites) {
     EXPECT_EQ(Values(std::string(80, '9'), false).back().code, JCAMPFile::kIllegalCharacter);
 }
 
+// Every numeral reads as the double its text parses to, to the last bit, whether built
+// by hand (up to 15 digits) or parsed: with a squeezed or difference first digit, a sign,
+// a point or decimal comma anywhere, a repeat count or an exponent after it. Past 40
+// digits before the point or 58 characters up to the exponent it is refused.
+TEST(JCAMPFileValues, NumeralsReadAsTheirText) {
+    std::mt19937 random(5);
+    for (int i = 0; i < 20000; ++i) {
+        const size_t length = 1 + random() % 45;
+        std::string text;
+        for (size_t k = 0; k < length; ++k)
+            text += static_cast<char>('0' + random() % 10);
+        const size_t point = random() % (length + 1);  // `length`: no point
+        if (point < length)
+            text.insert(point, ".");
+        const bool negative = random() % 2 != 0 && text[0] != '0';
+        // Plain, squeezed or difference: a point cannot be squeezed.
+        const int form = text[0] == '.' ? 0 : static_cast<int>(random() % 3);
+        std::string line = text;
+        if (form != 0) {
+            const char* leads[] = {"@ABCDEFGHI", "@abcdefghi", "%JKLMNOPQR", "%jklmnopqr"};
+            line[0] = leads[(form - 1) * 2 + negative][text[0] - '0'];
+        } else if (negative) {
+            line = "-" + line;
+        }
+        if (point < length && random() % 4 == 0)
+            line[line.find('.')] = ',';
+        const int repeat = 1 + static_cast<int>(random() % 3);
+        std::string exponent;
+        if (repeat > 1)
+            line += static_cast<char>('S' + repeat - 1);
+        else if (random() % 3 == 0)
+            exponent = (random() % 2 ? "E+" : "e-") + std::to_string(random() % 40);
+        line += exponent + "J1";
+        const double expected =
+            std::strtod(((negative ? "-" : "") + text + exponent).c_str(), nullptr);
+        const auto v = Values(line, false);
+        const bool tooLong = (point < length ? point : length) > 40 || text.size() > 58;
+        ASSERT_FALSE(v.empty()) << line;
+        if (tooLong) {
+            EXPECT_EQ(v[0].code, JCAMPFile::kIllegalCharacter) << line;
+            continue;
+        }
+        ASSERT_EQ(v.size(), 2u) << line;
+        EXPECT_EQ(std::memcmp(&v[0].value, &expected, sizeof expected), 0)
+            << line << ": " << v[0].value << " against " << expected;
+        EXPECT_EQ(v[0].count, form == 2 ? -repeat : repeat) << line;
+        EXPECT_EQ(v[1].count, -1) << line;
+    }
+}
+
 // Lines end at LF, CR LF or a lone CR, wherever they fall in the eight-byte steps of
 // the line-end search, and the text may end without one.
 TEST(JCAMPFileValues, LinesEndWhereverTheyFall) {
@@ -361,6 +411,9 @@ TEST(JCAMPFileSheet, DifferenceRunsHandOverWhereValuesNeedMore) {
          {Damage{"1 @JKJTTJ\n", JCAMPFile::kTwoDups,
                  "Error in file 'jcamp-runs.jdx', line 8: Two consecutive DUP-values is not "
                  "allowed."},
+          Damage{"1 @JK\n3 JT\n", JCAMPFile::kDupFirstOrdinate,
+                 "Error in file 'jcamp-runs.jdx', line 9: A DUP-value is not allowed as first "
+                 "ordinate."},
           Damage{"1 @JK\n3 CJS0000000\n", JCAMPFile::kReadError,
                  "Error in file 'jcamp-runs.jdx', line 9: Error occurred while reading the "
                  "file."}}) {
