@@ -31,6 +31,30 @@ bool ParseDouble(std::string_view text, double& value) {
     return ec == std::errc() && end == text.data() + text.size() && std::isfinite(value);
 }
 
+// Labels, and values of "##DATA CLASS=", that name data this reader cannot read.
+struct Refusal {
+    std::string_view name;
+    int code;
+};
+constexpr Refusal kRefusedLabels[] = {{"BINARY", JCAMPFile::kBinaryData},
+                                      {"RADATA", JCAMPFile::kRAData},
+                                      {"XYPAIRS", JCAMPFile::kXYPairs},
+                                      {"ASSIGNMENTS", JCAMPFile::kAssignments},
+                                      {"PEAKASSIGNMENTS", JCAMPFile::kAssignments}};
+constexpr Refusal kRefusedClasses[] = {{"RADATA", JCAMPFile::kRAData},
+                                       {"ASSIGNMENTS", JCAMPFile::kAssignments},
+                                       {"NTUPLES", JCAMPFile::kNTuples}};
+
+// The code a name is refused with, or 0.
+template <size_t N>
+int RefusalOf(std::string_view name, const Refusal (&refusals)[N]) {
+    for (const Refusal& refusal : refusals) {
+        if (name == refusal.name)
+            return refusal.code;
+    }
+    return 0;
+}
+
 }  // namespace
 
 int JCAMPFile::CheckFile(int file) {
@@ -102,14 +126,8 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
         return OpenBlock(value);
     if (name == "END")
         return EndBlock();
-    if (name == "BINARY")
-        return Fail(kBinaryData);
-    if (name == "RADATA")
-        return Fail(kRAData);
-    if (name == "XYPAIRS")
-        return Fail(kXYPairs);
-    if (name == "ASSIGNMENTS" || name == "PEAKASSIGNMENTS")
-        return Fail(kAssignments);
+    if (const int code = RefusalOf(name, kRefusedLabels))
+        return Fail(code);
     if (name == "XYDATA" || name == "DATATABLE" || name == "PEAKTABLE" || name == "XYPOINTS")
         return AddData(value, pos);
     if (blockIndex_ < 0)
@@ -201,12 +219,8 @@ int JCAMPFile::ReadBlockLabel(Block& block, std::string_view name, std::string_v
 
 int JCAMPFile::ReadDataClass(Block& block, std::string_view value) {
     const std::string dataClass = Keyword(value);
-    if (dataClass == "RADATA")
-        return Fail(kRAData);
-    if (dataClass == "ASSIGNMENTS")
-        return Fail(kAssignments);
-    if (dataClass == "NTUPLES")
-        return Fail(kNTuples);
+    if (const int code = RefusalOf(dataClass, kRefusedClasses))
+        return Fail(code);
     if (dataClass != "XYDATA" && dataClass != "XYPOINTS" && dataClass != "PEAKTABLE")
         return Fail(kUnknownDataClass);
     block.dataClass = dataClass;
