@@ -2,12 +2,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "formats/spectral/JCAMPFile.h"
 #include "formats/spectral/JCAMPText.h"
 
-using zm::jcamp::EndsData;
+using zm::jcamp::IsBlank;
 using zm::jcamp::Keyword;
 using zm::jcamp::NextLine;
 using zm::jcamp::NormaliseName;
@@ -53,6 +54,34 @@ int RefusalOf(std::string_view name, const Refusal (&refusals)[N]) {
             return refusal.code;
     }
     return 0;
+}
+
+// The lines that start in [from, to) of `text`, `to` being the start of a line or the
+// text's end: a line ends at LF, CR LF or a lone CR, and the last may end with the text.
+size_t LineCount(std::string_view text, size_t from, size_t to) {
+    const char* p = text.data() + from;
+    const char* const end = text.data() + to;
+    size_t ends = 0;
+    if (std::memchr(p, '\r', static_cast<size_t>(end - p)) == nullptr) {
+        // Eight bytes at a time: a byte of `x` is zero where the text holds LF, and
+        // only there does the sum leave its high bit clear; `marks` holds a one there.
+        constexpr uint64_t kLows = 0x7F7F7F7F7F7F7F7Full;
+        constexpr uint64_t kOnes = 0x0101010101010101ull;
+        for (; end - p >= 8; p += 8) {
+            uint64_t word;
+            std::memcpy(&word, p, 8);
+            const uint64_t x = word ^ (kOnes * '\n');
+            const uint64_t marks = ~(((x & kLows) + kLows) | x | kLows) >> 7;
+            ends += static_cast<size_t>((marks * kOnes) >> 56);  // the sum of its bytes
+        }
+        ends += static_cast<size_t>(std::count(p, end, '\n'));
+    } else {
+        const char* const textEnd = text.data() + text.size();
+        for (; p < end; ++p)
+            ends += *p == '\n' || (*p == '\r' && (p + 1 == textEnd || p[1] != '\n'));
+    }
+    const bool unended = to > from && text[to - 1] != '\n' && text[to - 1] != '\r';
+    return ends + (unended ? 1 : 0);
 }
 
 }  // namespace
@@ -293,16 +322,26 @@ int JCAMPFile::AddData(std::string_view value, size_t& pos) {
 }
 
 void JCAMPFile::SkipDataLines(size_t& pos) {
-    // Up to the next line that starts with '#', which the scan reads next.
+    // Up to the next line that starts with '#' (after blanks), which the scan reads
+    // next, counting the lines passed. A '#' is looked for rather than every line
+    // read: data lines hold none, mostly.
     const std::string_view text = Text(currentFile_);
-    size_t at = pos;
-    std::string_view line;
+    size_t from = pos;
     while (true) {
-        const size_t start = at;
-        if (!NextLine(text, at, line) || EndsData(line)) {
-            pos = start;
+        const size_t hash = text.find('#', from);
+        if (hash == std::string_view::npos) {
+            lineNumber_ += LineCount(text, pos, text.size());
+            pos = text.size();
             return;
         }
-        ++lineNumber_;
+        size_t lineStart = hash;
+        while (lineStart > pos && IsBlank(text[lineStart - 1]))
+            --lineStart;
+        if (lineStart == pos || text[lineStart - 1] == '\n' || text[lineStart - 1] == '\r') {
+            lineNumber_ += LineCount(text, pos, lineStart);
+            pos = lineStart;
+            return;
+        }
+        from = hash + 1;
     }
 }
