@@ -195,8 +195,10 @@ class RawArray {
     void Grow(size_t extra) {
         if (extra > SIZE_MAX / 2 - size)
             throw std::bad_alloc();
+        // At least what is wanted: doubling a small array may still fall short of it.
         const size_t wanted = size + extra;
-        Reserve(wanted > capacity * 2 ? wanted : (capacity < 64 ? 64 : capacity * 2));
+        const size_t doubled = capacity < 64 ? 64 : capacity * 2;
+        Reserve(wanted > doubled ? wanted : doubled);
     }
 
     T* data = nullptr;
