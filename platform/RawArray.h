@@ -195,8 +195,8 @@ class RawArray {
     void Grow(size_t extra) {
         if (extra > SIZE_MAX / 2 - size)
             throw std::bad_alloc();
+        // At least what is wanted: doubling a small array may still fall short of it.
         const size_t wanted = size + extra;
-        // Doubling, from 64 values on, but never less than what is wanted.
         const size_t doubled = capacity < 32 ? 64 : capacity * 2;
         Reserve(wanted > doubled ? wanted : doubled);
     }

@@ -96,6 +96,35 @@ bool Fits(uint64_t count, uint64_t block, uint64_t available) {
     return block == 0 || count <= available / block;
 }
 
+// The x label of a new header whose flags say it holds axis labels: the first of the
+// zero-separated labels, in Windows-1252.
+std::string XAxisLabel(const uint8_t* header) {
+    const uint8_t* text = header + kAxisLabelOffset;
+    const void* end = std::memchr(text, 0, kAxisLabelSize);
+    const size_t length = end != nullptr
+                              ? static_cast<size_t>(static_cast<const uint8_t*>(end) - text)
+                              : kAxisLabelSize;
+    return zm::CodePageText(1252).ToUtf8(text, length);
+}
+
+// The x array after a new header, `points` floats: kept in `xValues` for the first file,
+// compared with them for the next. Returns 0 or the error code.
+int ReadXArray(std::FILE* file, uint32_t points, std::vector<float>& xValues) {
+    std::vector<uint8_t> bytes(uint64_t{4} * points);
+    if (!ReadExactly(file, bytes.data(), bytes.size()))
+        return GalacticSPCFile::kShortHeader;
+    std::vector<float> xs(points);
+    for (size_t i = 0; i < xs.size(); ++i)
+        xs[i] = zm::LoadF32LE(bytes.data() + 4 * i);
+    if (xValues.empty()) {
+        xValues.swap(xs);
+    } else if (xs.size() != xValues.size() || !std::equal(xs.begin(), xs.end(), xValues.begin())) {
+        // Plain == on purpose: NaN differs even from itself.
+        return GalacticSPCFile::kDifferentXValues;
+    }
+    return 0;
+}
+
 }  // namespace
 
 int GalacticSPCFile::ReadHeaderInfo(std::FILE* file, FileRecord& record) {
@@ -159,16 +188,7 @@ int GalacticSPCFile::ReadNewHeader(std::FILE* file, const uint8_t* header, uint6
     if (subFiles < 0)
         return kNotSPCFile;
     zEvenlySpaced_ = (flags & kFlagOrderedZ) == 0 && subFiles >= 2 && multiFile_;
-    xLabel_.clear();
-    if (flags & kFlagAxisLabels) {
-        // The x label comes first among the zero-separated labels.
-        const uint8_t* text = header + kAxisLabelOffset;
-        const void* end = std::memchr(text, 0, kAxisLabelSize);
-        const size_t length = end != nullptr
-                                  ? static_cast<size_t>(static_cast<const uint8_t*>(end) - text)
-                                  : kAxisLabelSize;
-        xLabel_ = zm::CodePageText(1252).ToUtf8(text, length);
-    }
+    xLabel_ = (flags & kFlagAxisLabels) ? XAxisLabel(header) : std::string();
     if (xLabel_.empty())
         xLabel_ = XTypeText(typeCodes_[0]);
 
@@ -188,22 +208,7 @@ int GalacticSPCFile::ReadNewHeader(std::FILE* file, const uint8_t* header, uint6
               fileSize - kNewHeaderSize - arrayBytes))
         return kNotSPCFile;
 
-    if (flags & kFlagXArray) {
-        std::vector<uint8_t> bytes(arrayBytes);
-        if (!ReadExactly(file, bytes.data(), bytes.size()))
-            return kShortHeader;
-        std::vector<float> xs(points);
-        for (size_t i = 0; i < xs.size(); ++i)
-            xs[i] = zm::LoadF32LE(bytes.data() + 4 * i);
-        if (xValues_.empty()) {
-            xValues_.swap(xs);
-        } else if (xs.size() != xValues_.size() ||
-                   !std::equal(xs.begin(), xs.end(), xValues_.begin())) {
-            // Plain == on purpose: NaN differs even from itself.
-            return kDifferentXValues;
-        }
-    }
-    return 0;
+    return (flags & kFlagXArray) ? ReadXArray(file, points, xValues_) : 0;
 }
 
 int GalacticSPCFile::ReadOldHeader(const uint8_t* header, uint64_t fileSize, FileRecord& record) {

@@ -86,14 +86,10 @@ class ZMIMPORT_API JCAMPFile : public SpectrumFile {
     // Takes the next value off `line` (from `pos`, which moves past it): count 0 when the
     // line is used up, +n for an absolute value repeated n times, -n for a difference
     // applied n times. `plainOnly` (point tables) admits plain numbers and "?" only, and
-    // reads a comma as a separator. Returns 0 or an error code.
+    // reads a comma as a separator. Returns 0 or an error code. The data reads take
+    // their values by the same decoder.
     static int ReadNextValue(std::string_view line, size_t& pos, double& value, int& count,
                              bool& missing, bool plainOnly);
-    // The quick road ReadXYData takes before ReadNextValue for an ordinate: squeezed,
-    // difference and plain values of up to 15 digits, with a repeat count. True with the
-    // value, count and position ReadNextValue gives; false, `pos` unmoved, for whatever
-    // it leaves to ReadNextValue (a missing value, an exponent, longer digit runs...).
-    static bool ReadCommonValue(std::string_view line, size_t& pos, double& value, int& count);
 
   protected:
     // Reads "DataBlocks", "InterPolationFile" and "InterPolationSerie"; an empty record
@@ -169,6 +165,11 @@ class ZMIMPORT_API JCAMPFile : public SpectrumFile {
     // Label scan (JCAMPFileLabels.cpp).
     int CheckFile(int file);
     int ReadLabel(std::string_view name, std::string_view value, size_t& pos);
+    int OpenBlock(std::string_view title);
+    int EndBlock();
+    int ReadBlockLabel(Block& block, std::string_view name, std::string_view value);
+    int ReadDataClass(Block& block, std::string_view value);
+    int ReadPointCount(Block& block, std::string_view value);
     int ReadNumberLabel(std::string_view value, double& number, bool& given);
     int AddData(std::string_view value, size_t& pos);
     void AddPage(std::string_view text);

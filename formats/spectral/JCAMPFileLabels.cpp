@@ -2,12 +2,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "formats/spectral/JCAMPFile.h"
 #include "formats/spectral/JCAMPText.h"
 
-using zm::jcamp::EndsData;
+using zm::jcamp::IsBlank;
 using zm::jcamp::Keyword;
 using zm::jcamp::NextLine;
 using zm::jcamp::NormaliseName;
@@ -29,6 +30,58 @@ bool ParseDouble(std::string_view text, double& value) {
         return false;
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
     return ec == std::errc() && end == text.data() + text.size() && std::isfinite(value);
+}
+
+// Labels, and values of "##DATA CLASS=", that name data this reader cannot read.
+struct Refusal {
+    std::string_view name;
+    int code;
+};
+constexpr Refusal kRefusedLabels[] = {{"BINARY", JCAMPFile::kBinaryData},
+                                      {"RADATA", JCAMPFile::kRAData},
+                                      {"XYPAIRS", JCAMPFile::kXYPairs},
+                                      {"ASSIGNMENTS", JCAMPFile::kAssignments},
+                                      {"PEAKASSIGNMENTS", JCAMPFile::kAssignments}};
+constexpr Refusal kRefusedClasses[] = {{"RADATA", JCAMPFile::kRAData},
+                                       {"ASSIGNMENTS", JCAMPFile::kAssignments},
+                                       {"NTUPLES", JCAMPFile::kNTuples}};
+
+// The code a name is refused with, or 0.
+template <size_t N>
+int RefusalOf(std::string_view name, const Refusal (&refusals)[N]) {
+    for (const Refusal& refusal : refusals) {
+        if (name == refusal.name)
+            return refusal.code;
+    }
+    return 0;
+}
+
+// The lines that start in [from, to) of `text`, `to` being the start of a line or the
+// text's end: a line ends at LF, CR LF or a lone CR, and the last may end with the text.
+size_t LineCount(std::string_view text, size_t from, size_t to) {
+    const char* p = text.data() + from;
+    const char* const end = text.data() + to;
+    size_t ends = 0;
+    if (std::memchr(p, '\r', static_cast<size_t>(end - p)) == nullptr) {
+        // Eight bytes at a time: a byte of `x` is zero where the text holds LF, and
+        // only there does the sum leave its high bit clear; `marks` holds a one there.
+        constexpr uint64_t kLows = 0x7F7F7F7F7F7F7F7Full;
+        constexpr uint64_t kOnes = 0x0101010101010101ull;
+        for (; end - p >= 8; p += 8) {
+            uint64_t word;
+            std::memcpy(&word, p, 8);
+            const uint64_t x = word ^ (kOnes * '\n');
+            const uint64_t marks = ~(((x & kLows) + kLows) | x | kLows) >> 7;
+            ends += static_cast<size_t>((marks * kOnes) >> 56);  // the sum of its bytes
+        }
+        ends += static_cast<size_t>(std::count(p, end, '\n'));
+    } else {
+        const char* const textEnd = text.data() + text.size();
+        for (; p < end; ++p)
+            ends += *p == '\n' || (*p == '\r' && (p + 1 == textEnd || p[1] != '\n'));
+    }
+    const bool unended = to > from && text[to - 1] != '\n' && text[to - 1] != '\r';
+    return ends + (unended ? 1 : 0);
 }
 
 }  // namespace
@@ -98,63 +151,57 @@ int JCAMPFile::ReadNumberLabel(std::string_view value, double& number, bool& giv
 }
 
 int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& pos) {
-    if (name == "TITLE") {
-        // A new block, inside the blocks not yet ended. LINK blocks hold blocks one level
-        // deep: a file that opens block after block without ending any is damaged, and
-        // refused before its blocks fill memory.
-        if (++depth_ > kDeepestBlocks)
-            return Fail(kTitleEndMismatch);
-        Block block;
-        block.file = currentFile_;
-        block.title = std::string(Strip(value));
-        scanned_.push_back(std::move(block));
-        blockIndex_ = static_cast<int>(scanned_.size()) - 1;
-        openBlocks_.push_back(blockIndex_);
-        return 0;
-    }
-    if (name == "END") {
-        if (--depth_ < 0)
-            return Fail(kTitleEndMismatch);
-        if (!openBlocks_.empty()) {
-            // A block ended without data and without blocks after it is of no further
-            // use: dropped now, so that a million empty blocks cost no memory.
-            const int ended = openBlocks_.back();
-            openBlocks_.pop_back();
-            if (ended == static_cast<int>(scanned_.size()) - 1 &&
-                std::none_of(scanned_.back().pages.begin(), scanned_.back().pages.end(),
-                             [](const Page& page) { return page.hasData; }))
-                scanned_.pop_back();
-        }
-        blockIndex_ = openBlocks_.empty() ? -1 : openBlocks_.back();
-        return 0;
-    }
-    if (name == "BINARY")
-        return Fail(kBinaryData);
-    if (name == "RADATA")
-        return Fail(kRAData);
-    if (name == "XYPAIRS")
-        return Fail(kXYPairs);
-    if (name == "ASSIGNMENTS" || name == "PEAKASSIGNMENTS")
-        return Fail(kAssignments);
+    if (name == "TITLE")
+        return OpenBlock(value);
+    if (name == "END")
+        return EndBlock();
+    if (const int code = RefusalOf(name, kRefusedLabels))
+        return Fail(code);
     if (name == "XYDATA" || name == "DATATABLE" || name == "PEAKTABLE" || name == "XYPOINTS")
         return AddData(value, pos);
     if (blockIndex_ < 0)
         return 0;  // outside a block only the labels above mean anything
-    Block& block = scanned_[static_cast<size_t>(blockIndex_)];
+    return ReadBlockLabel(scanned_[static_cast<size_t>(blockIndex_)], name, value);
+}
+
+int JCAMPFile::OpenBlock(std::string_view title) {
+    // A new block, inside the blocks not yet ended. LINK blocks hold blocks one level
+    // deep: a file that opens block after block without ending any is damaged, and
+    // refused before its blocks fill memory.
+    if (++depth_ > kDeepestBlocks)
+        return Fail(kTitleEndMismatch);
+    Block block;
+    block.file = currentFile_;
+    block.title = std::string(Strip(title));
+    scanned_.push_back(std::move(block));
+    blockIndex_ = static_cast<int>(scanned_.size()) - 1;
+    openBlocks_.push_back(blockIndex_);
+    return 0;
+}
+
+int JCAMPFile::EndBlock() {
+    if (--depth_ < 0)
+        return Fail(kTitleEndMismatch);
+    if (!openBlocks_.empty()) {
+        // A block ended without data and without blocks after it is of no further
+        // use: dropped now, so that a million empty blocks cost no memory.
+        const int ended = openBlocks_.back();
+        openBlocks_.pop_back();
+        if (ended == static_cast<int>(scanned_.size()) - 1 &&
+            std::none_of(scanned_.back().pages.begin(), scanned_.back().pages.end(),
+                         [](const Page& page) { return page.hasData; }))
+            scanned_.pop_back();
+    }
+    blockIndex_ = openBlocks_.empty() ? -1 : openBlocks_.back();
+    return 0;
+}
+
+int JCAMPFile::ReadBlockLabel(Block& block, std::string_view name, std::string_view value) {
     if (name == "DATATYPE") {
         block.dataType = std::string(Strip(WithoutComment(value)));
         block.link = Keyword(value) == "LINK";
     } else if (name == "DATACLASS") {
-        const std::string dataClass = Keyword(value);
-        if (dataClass == "RADATA")
-            return Fail(kRAData);
-        if (dataClass == "ASSIGNMENTS")
-            return Fail(kAssignments);
-        if (dataClass == "NTUPLES")
-            return Fail(kNTuples);
-        if (dataClass != "XYDATA" && dataClass != "XYPOINTS" && dataClass != "PEAKTABLE")
-            return Fail(kUnknownDataClass);
-        block.dataClass = dataClass;
+        return ReadDataClass(block, value);
     } else if (name == "NTUPLES") {
         block.dataForm = kNTupleForm;
     } else if (name == "BLOCKS") {
@@ -176,10 +223,12 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
         if (std::fabs(id) > std::numeric_limits<int>::max())
             return Fail(kIllegalValue);
         block.blockId = static_cast<int>(id);
-    } else if (name == "XUNITS") {
-        block.xUnits = std::string(Strip(WithoutComment(value)));
-    } else if (name == "YUNITS") {
-        block.yUnits = std::string(Strip(WithoutComment(value)));
+    } else if (name == "XUNITS" || name == "YUNITS" || name == "DATE" || name == "TIME") {
+        std::string& text = name == "XUNITS"   ? block.xUnits
+                            : name == "YUNITS" ? block.yUnits
+                            : name == "DATE"   ? block.date
+                                               : block.time;
+        text = std::string(Strip(WithoutComment(value)));
     } else if (name == "FIRSTX") {
         return ReadNumberLabel(value, block.firstX, block.hasFirstX);
     } else if (name == "LASTX") {
@@ -190,21 +239,32 @@ int JCAMPFile::ReadLabel(std::string_view name, std::string_view value, size_t& 
         bool given = false;
         return ReadNumberLabel(value, name == "XFACTOR" ? block.xFactor : block.yFactor, given);
     } else if (name == "NPOINTS") {
-        value = Strip(WithoutComment(value));
-        if (value.empty())
-            return Fail(kMissingValue);
-        double count = 0;
-        if (!ParseDouble(value, count) || std::fabs(count - std::round(count)) > 1e-30 ||
-            count < 1 || count > std::numeric_limits<int32_t>::max())
-            return Fail(kBadNPoints);
-        block.numPoints = static_cast<int32_t>(count);
+        return ReadPointCount(block, value);
     } else if (name == "PAGE") {
         AddPage(Strip(WithoutComment(value)));
-    } else if (name == "DATE") {
-        block.date = std::string(Strip(WithoutComment(value)));
-    } else if (name == "TIME") {
-        block.time = std::string(Strip(WithoutComment(value)));
     }
+    return 0;
+}
+
+int JCAMPFile::ReadDataClass(Block& block, std::string_view value) {
+    const std::string dataClass = Keyword(value);
+    if (const int code = RefusalOf(dataClass, kRefusedClasses))
+        return Fail(code);
+    if (dataClass != "XYDATA" && dataClass != "XYPOINTS" && dataClass != "PEAKTABLE")
+        return Fail(kUnknownDataClass);
+    block.dataClass = dataClass;
+    return 0;
+}
+
+int JCAMPFile::ReadPointCount(Block& block, std::string_view value) {
+    value = Strip(WithoutComment(value));
+    if (value.empty())
+        return Fail(kMissingValue);
+    double count = 0;
+    if (!ParseDouble(value, count) || std::fabs(count - std::round(count)) > 1e-30 || count < 1 ||
+        count > std::numeric_limits<int32_t>::max())
+        return Fail(kBadNPoints);
+    block.numPoints = static_cast<int32_t>(count);
     return 0;
 }
 
@@ -262,16 +322,26 @@ int JCAMPFile::AddData(std::string_view value, size_t& pos) {
 }
 
 void JCAMPFile::SkipDataLines(size_t& pos) {
-    // Up to the next line that starts with '#', which the scan reads next.
+    // Up to the next line that starts with '#' (after blanks), which the scan reads
+    // next, counting the lines passed. A '#' is looked for rather than every line
+    // read: data lines hold none, mostly.
     const std::string_view text = Text(currentFile_);
-    size_t at = pos;
-    std::string_view line;
+    size_t from = pos;
     while (true) {
-        const size_t start = at;
-        if (!NextLine(text, at, line) || EndsData(line)) {
-            pos = start;
+        const size_t hash = text.find('#', from);
+        if (hash == std::string_view::npos) {
+            lineNumber_ += LineCount(text, pos, text.size());
+            pos = text.size();
             return;
         }
-        ++lineNumber_;
+        size_t lineStart = hash;
+        while (lineStart > pos && IsBlank(text[lineStart - 1]))
+            --lineStart;
+        if (lineStart == pos || text[lineStart - 1] == '\n' || text[lineStart - 1] == '\r') {
+            lineNumber_ += LineCount(text, pos, lineStart);
+            pos = lineStart;
+            return;
+        }
+        from = hash + 1;
     }
 }

@@ -46,6 +46,12 @@ TEST(RawArrayTest, ExtendingLeavesRoomToFillAndKeepsWhatCameBefore) {
     ASSERT_EQ(text.Size(), 40u * 100000);
     for (size_t round = 0; round < 40; ++round)
         ASSERT_EQ(text[round * 100000 + 99999], static_cast<char>('a' + round % 26)) << round;
+    // A small array grown past twice its room at once gets all of it.
+    zm::RawArray<double> small;
+    small.Reserve(40);
+    small.Resize(70, 1.5);
+    ASSERT_GE(small.Capacity(), 70u);
+    EXPECT_EQ(small[69], 1.5);
 }
 
 TEST(RawArrayTest, OddSizedValuesAtTheMappingThresholdAreReleasedTheWayTheyWereTaken) {
