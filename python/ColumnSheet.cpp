@@ -389,6 +389,20 @@ void ColumnSheetSink::Set(int col, int row, float value) {
     progress.Tick(row, 0);
 }
 
+void ColumnSheetSink::SetNumbersAcross(int col, int row, const float* values, size_t count) {
+    constexpr size_t kChunk = 4096;
+    double wide[kChunk];
+    while (count > 0) {
+        const size_t n = std::min(count, kChunk);
+        for (size_t i = 0; i < n; ++i)
+            wide[i] = std::isfinite(values[i]) ? Widened(values[i]) : values[i];
+        SetNumbersAcross(col, row, wide, n);
+        col += static_cast<int>(n);
+        values += n;
+        count -= n;
+    }
+}
+
 void ColumnSheetSink::Set(int col, int row, const char* text) {
     progress.Tick(row, 0);
     double number;

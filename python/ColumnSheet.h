@@ -295,6 +295,8 @@ class ColumnSheetSink : public zmhost::CommandSink {
         sheet.SetNumbersAcross(col, row, values, count);
         progress.TickMany(count);
     }
+    // A spectrum's 32-bit values, each widened as a single float cell is.
+    void SetNumbersAcross(int col, int row, const float* values, size_t count) override;
 
     const ColumnSheet& Sheet() const { return sheet; }
 

@@ -72,16 +72,9 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
 void CsvFile::SetOptions(ZmImportOpenOptions* record) {
     try {
         CsvFileOptions local;
-        if (record == nullptr || record->size == 0 || record->data == nullptr) {
-            local = GetCsvFileOptions();
-            if (status == kStatusAborted)
-                return;
-            // An empty record gets the defaults, so that the host can show them.
-            if (record != nullptr)
-                local.Write(record);
-        } else if (!local.Read(record)) {
-            SetStatus(kStatusBadOptions);
-        }
+        if (!TakeOptionsRecord(
+                record, local, [this] { return GetCsvFileOptions(); }, status))
+            return;
         options.SetEncoding(local.GetEncoding());
         options.SetDelimiter(local.GetDelimiter());
         options.SetIgnoreConsecutiveDelimiters(local.GetIgnoreConsecutiveDelimiters());

@@ -116,16 +116,9 @@ int DIFFile::Open(bool readMode, const char* file, ZmImportOpenOptions* record) 
 void DIFFile::SetOptions(ZmImportOpenOptions* record) {
     try {
         DifFileOptions local;
-        if (record == nullptr || record->size == 0 || record->data == nullptr) {
-            local = GetDifFileOptions();
-            if (status == kStatusAborted)
-                return;
-            // An empty record gets the defaults, so that the host can show them.
-            if (record != nullptr)
-                local.Write(record);
-        } else if (!local.Read(record)) {
-            SetStatus(kStatusBadOptions);
-        }
+        if (!TakeOptionsRecord(
+                record, local, [this] { return GetDifFileOptions(); }, status))
+            return;
         options.SetEncoding(local.GetEncoding());
     } catch (const std::exception&) {
         SetStatus(kOpenStreamFailed);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 
+#include "framework/SpreadsheetFile.h"
 #include "framework/ZmImportTypes.h"
 #include "platform/ZmExport.h"
 
@@ -50,3 +51,23 @@ class ZMIMPORT_API TextFileOptions {
     std::string delimiter = "\t";
     bool ignoreConsecutiveDelimiters = false;
 };
+
+// Fills a text format's options `local` from the host's record. An empty record gets the
+// format's defaults (`defaults()`, which may ask the user and then leave `status` at
+// kStatusAborted) and is filled with them, so that the host can show them; a record that
+// does not parse stores kStatusBadOptions in `status` unless it holds an earlier error.
+// False when the user cancelled.
+template <class Options, class Defaults>
+bool TakeOptionsRecord(ZmImportOpenOptions* record, Options& local, Defaults defaults,
+                       int& status) {
+    if (record == nullptr || record->size == 0 || record->data == nullptr) {
+        local = defaults();
+        if (status == kStatusAborted)
+            return false;
+        if (record != nullptr)
+            local.Write(record);
+    } else if (!local.Read(record) && status == 0) {
+        status = kStatusBadOptions;
+    }
+    return true;
+}
