@@ -1,7 +1,6 @@
 // OPUS reader: files built block by block, the choice of block, merging and resampling,
 // detection against the other spectral formats, and damaged directories.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
@@ -15,10 +14,12 @@
 #include "framework/SprFileFactory.h"
 #include "platform/BinaryString.h"
 #include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using zmtest::Message;
 
 void Put32(std::string& out, uint32_t v) {
     for (int i = 0; i < 4; ++i)
@@ -137,21 +138,11 @@ std::string Spectrum(const std::vector<float>& y, double first, double last, dou
 
 class OpusFiles : public ::testing::Test {
   protected:
-    fs::path dir = fs::temp_directory_path() / ("zm-opus-" + std::to_string(::getpid()));
-    void SetUp() override { fs::create_directories(dir); }
-    void TearDown() override { fs::remove_all(dir); }
+    zmtest::ScratchDir scratch;
     std::string Write(const std::string& name, const std::string& bytes) {
-        const std::string path = (dir / name).string();
-        std::ofstream(path, std::ios::binary) << bytes;
-        return path;
+        return scratch.Write(name, bytes);
     }
 };
-
-std::string Message(SpreadsheetFile& reader) {
-    char text[512];
-    reader.GetErrorMessage(text, sizeof text);
-    return text;
-}
 
 // Options holding just the chosen block.
 struct BlockOption {

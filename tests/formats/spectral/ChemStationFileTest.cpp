@@ -1,12 +1,9 @@
 // ChemStation reader: files built field by field in each coding, damaged headers and
 // records, truncation of real files, and detection.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -14,12 +11,14 @@
 #include "framework/SprFileFactory.h"
 #include "platform/BinaryString.h"
 #include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using zm::chemstation::ParseError;
 using zm::chemstation::ParseRun;
+using zmtest::Message;
+using zmtest::Slurp;
 using ChemRun = zm::chemstation::Run;
 
 void PutBig32(std::string& out, size_t at, uint32_t v) {
@@ -139,28 +138,14 @@ TEST(ChemStationParse, RefusesDamagedHeadersAndRecords) {
 
 class ChemStationFiles : public ::testing::Test {
   protected:
-    fs::path dir = fs::temp_directory_path() / ("zm-chemstation-" + std::to_string(::getpid()));
-    void SetUp() override { fs::create_directories(dir); }
-    void TearDown() override { fs::remove_all(dir); }
+    zmtest::ScratchDir scratch;
     std::string Write(const std::string& name, const std::string& bytes) {
-        const std::string path = (dir / name).string();
-        std::ofstream(path, std::ios::binary) << bytes;
-        return path;
+        return scratch.Write(name, bytes);
     }
     static std::string Corpus(const char* name) {
         return std::string(ZM_CORPUS) + "/chemstation/" + name;
     }
-    static std::string Slurp(const std::string& path) {
-        std::ifstream in(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }
 };
-
-std::string Message(SpreadsheetFile& reader) {
-    char text[512];
-    reader.GetErrorMessage(text, sizeof text);
-    return text;
-}
 
 TEST_F(ChemStationFiles, EveryTruncationIsDecodedInBoundsOrRefused) {
     // Real files of each coding cut at every offset (in steps through the long data of

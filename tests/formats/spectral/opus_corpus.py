@@ -18,13 +18,13 @@ What the comparison accounts for:
   relative; x is FXV to LXV in NPT even steps, like both oracles.
 Usage: opus_corpus.py ZMIMPORT CORPUS_DIR
 """
-import gzip
 import json
 import os
 import re
-import subprocess
 import sys
 import unittest
+
+from dump_oracle import read_dump, run
 
 ZMIMPORT = CORPUS = None
 
@@ -38,17 +38,11 @@ ONLY_BRUKEROPUS = {"PhSm": "phsm", "RAM": "ra"}
 
 
 def zmimport(*args):
-    done = subprocess.run([ZMIMPORT, *args], capture_output=True, timeout=300)
-    return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+    return run(ZMIMPORT, *args)
 
 
 def oracle(name):
-    base = os.path.join(CORPUS, "oracle", name + ".json")
-    if os.path.exists(base):
-        with open(base, encoding="utf-8") as f:
-            return json.load(f)
-    with gzip.open(base + ".gz", "rt", encoding="utf-8") as f:
-        return json.load(f)
+    return read_dump(CORPUS, name)
 
 
 def close(ours, theirs, tolerance=1e-8):
