@@ -31,7 +31,8 @@ namespace {
 
 size_t mallocLimit = 0;  // bytes; 0 until main reads its flags
 
-[[noreturn]] void TooLarge(size_t size) {
+// Unused where the sanitizer's allocator enforces the limit itself.
+[[noreturn, maybe_unused]] void TooLarge(size_t size) {
     char text[128];
     const int n = std::snprintf(text, sizeof text, "malloc(%zu) exceeds the limit of %zu MB\n",
                                 size, mallocLimit >> 20);

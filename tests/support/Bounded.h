@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,11 +45,11 @@ struct Outcome {
     bool exited = false;  // ended by _exit/exit (else by a signal)
     int code = -1;        // exit status, or the signal's number
     long peakKb = 0;      // peak resident set, from wait4
-    long residentAtForkKb = 0;
+    long residentAtStartKb = 0;
     std::string said;  // what the child wrote: its result, or its standard error
 
     bool Signalled(int signal) const { return !exited && code == signal; }
-    long GrowthKb() const { return peakKb - residentAtForkKb; }
+    long GrowthKb() const { return peakKb - residentAtStartKb; }
     std::string Describe() const {
         if (exited)
             return "exit " + std::to_string(code);
@@ -79,9 +80,9 @@ inline void ApplyLimits(const Limits& limits) {
 }
 
 // Reads what the child writes (keeping at most `keep` bytes) and waits for it.
-inline Outcome Collect(pid_t pid, int readEnd, long residentAtFork, size_t keep = 1 << 16) {
+inline Outcome Collect(pid_t pid, int readEnd, long residentAtStart, size_t keep = 1 << 16) {
     Outcome outcome;
-    outcome.residentAtForkKb = residentAtFork;
+    outcome.residentAtStartKb = residentAtStart;
     char buffer[4096];
     for (;;) {
         const ssize_t n = ::read(readEnd, buffer, sizeof buffer);
@@ -108,11 +109,23 @@ Outcome RunBounded(const Limits& limits, Work&& work) {
     int fds[2];
     if (::pipe2(fds, O_CLOEXEC) != 0)
         return {};
+    // The child notes its own resident size as it starts, in a page both processes share:
+    // the parent's is no baseline, as regions a runtime marks not to be forked (the
+    // sanitizer's) are resident in the parent and absent from the child.
+    void* shared =
+        ::mmap(nullptr, sizeof(long), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) {
+        ::close(fds[0]);
+        ::close(fds[1]);
+        return {};
+    }
+    long* residentAtStart = static_cast<long*>(shared);
+    *residentAtStart = 0;
     std::fflush(nullptr);
-    const long resident = ResidentKb();
     const pid_t pid = ::fork();
     if (pid == 0) {
         ::close(fds[0]);
+        *residentAtStart = ResidentKb();
         ApplyLimits(limits);
         int exitCode = 0;
         const std::string result = work(exitCode);
@@ -128,9 +141,13 @@ Outcome RunBounded(const Limits& limits, Work&& work) {
     ::close(fds[1]);
     if (pid < 0) {
         ::close(fds[0]);
+        ::munmap(shared, sizeof(long));
         return {};
     }
-    return Collect(pid, fds[0], resident);
+    Outcome outcome = Collect(pid, fds[0], 0);
+    outcome.residentAtStartKb = *residentAtStart;
+    ::munmap(shared, sizeof(long));
+    return outcome;
 }
 
 // Runs a program under the limits with its standard output discarded; its standard
