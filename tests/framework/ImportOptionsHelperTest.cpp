@@ -8,7 +8,6 @@
 
 #include "framework/OptionsRecord.h"
 #include "platform/BinaryString.h"
-#include "platform/Exception.h"
 #include "platform/Settings.h"
 
 namespace {
@@ -64,17 +63,6 @@ TEST(ImportOptionsHelper, ReadOrderAndMergeFlag) {
     for (const auto& [keys, order, merge] : cases) {
         EXPECT_EQ(helper::GetReadOrder(*WithSettings(keys)), order) << keys;
         EXPECT_EQ(helper::IsMergeDocuments(*WithSettings(keys)), merge) << keys;
-    }
-}
-
-TEST(ImportOptionsHelper, CreateOpenOptionsRejectsTextThatIsNoSettingsDocument) {
-    for (const char* bad : {"", "<Configuration><Settings>", "plain words", "<Other/>"}) {
-        try {
-            delete helper::CreateOpenOptions(bad);
-            ADD_FAILURE() << "accepted: " << bad;
-        } catch (const zm::Exception& e) {
-            EXPECT_STREQ(e.what(), "Invalid file open option format");
-        }
     }
 }
 

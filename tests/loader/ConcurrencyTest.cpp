@@ -1,13 +1,5 @@
 // Several threads creating the list, detecting formats and reading files at once; built
-// with ThreadSanitizer, which fails the test on any data race.
-//
-// What it proves and what it does not: the list is built by the first call that needs it
-// (a function-local static, which the language initialises once even when threads race
-// for it) and never changes afterwards, so this shows that concurrent first use and
-// concurrent detection and reading through the built list are free of races, in the
-// loader and in the readers. It does not show that the loader's mutex is needed: with
-// an unchanging list the test passes without it. The mutex is kept because hosts
-// derive from the loader (SelectFormat) and may call it from their own callbacks.
+// with ThreadSanitizer, which fails the test on any data race in the loader or the readers.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -22,6 +22,16 @@ LineList Lines(const std::string& path, const std::string& key) {
     return lines;
 }
 
+// Writes `text` in the encoding `key`, then reads its lines back.
+LineList WrittenAndRead(const zmtest::ScratchDir& dir, const std::string& key,
+                        const std::string& text) {
+    {
+        TextStream out(dir.Path(key), key, TextStream::Mode::kWrite);
+        EXPECT_TRUE(out.WriteString(text));
+    }
+    return Lines(dir.Path(key), key);
+}
+
 TEST(TextStream, LinesByteOrderMarksAndBrokenInput) {
     struct Case {
         const char* what;
@@ -114,12 +124,8 @@ TEST(TextStream, LongMixedTextSurvivesEveryConversionPath) {
             text += i % 7 == 0 ? "\n" : "";
         }
         text += '\n';
-        {
-            TextStream out(dir.Path(key), key, TextStream::Mode::kWrite);
-            ASSERT_TRUE(out.WriteString(text));
-        }
         std::string back;
-        for (const auto& line : Lines(dir.Path(key), key))
+        for (const auto& line : WrittenAndRead(dir, key, text))
             back += line + '\n';
         EXPECT_TRUE(back == text);
     }
@@ -145,11 +151,7 @@ TEST(TextStream, AnUnterminatedLastLineLongerThanWhatPrecedesItComesOutWhole) {
             std::string text;
             for (size_t i = 0; i < lines.size(); ++i)
                 text += lines[i] + (i + 1 < lines.size() ? "\r\n" : "");
-            {
-                TextStream out(dir.Path(key), key, TextStream::Mode::kWrite);
-                ASSERT_TRUE(out.WriteString(text));
-            }
-            EXPECT_TRUE(Lines(dir.Path(key), key) == lines);
+            EXPECT_TRUE(WrittenAndRead(dir, key, text) == lines);
         }
     }
 }

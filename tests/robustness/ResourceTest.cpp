@@ -17,7 +17,6 @@
 #include <iterator>
 #include <map>
 #include <regex>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -27,11 +26,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-// Reads known to exceed their budget while their reader is being fixed, each with the
-// fault that makes it do so. Keys are "folder/file|format" ("detected" for the read
-// without --format). Empty: every hostile file is read within its budget.
-const std::set<std::string> kKnownOverBudget = {};
 
 constexpr uint64_t kBase = 64ull << 20;
 constexpr uint64_t kPerByte = 16;
@@ -100,7 +94,7 @@ uint64_t Budget(uint64_t counted) {
 }
 
 struct Input {
-    std::string name;  // folder/file, as in the known list
+    std::string name;  // folder/file
     fs::path path;
 };
 
@@ -206,7 +200,7 @@ TEST(ResourceBudget, EveryHostileFileIsReadWithinItsBudget) {
             zmtest::SpawnBounded({}, {cli, "read", empty, "--format", format}).peakKb;
     baselineKb["detected"] = zmtest::SpawnBounded({}, {cli, "read", empty}).peakKb;
     std::map<std::string, Worst> worst;
-    std::vector<std::string> over, fixed;
+    std::vector<std::string> over;
     size_t runs = 0;
     for (const Input& input : Inputs()) {
         const std::string bytes = Bytes(input.path);
@@ -233,12 +227,9 @@ TEST(ResourceBudget, EveryHostileFileIsReadWithinItsBudget) {
             else if (outcome.said.find("bad_alloc") != std::string::npos ||
                      outcome.said.find("llocat") != std::string::npos)
                 fault = "refused only at the address-space limit: " + outcome.said;
-            const std::string key = input.name + "|" + format;
-            if (!fault.empty() && kKnownOverBudget.count(key) == 0)
-                over.push_back(key + ": " + fault + " (budget " + std::to_string(budget >> 20) +
-                               " MB)");
-            if (fault.empty() && kKnownOverBudget.count(key) != 0)
-                fixed.push_back(key);
+            if (!fault.empty())
+                over.push_back(input.name + "|" + format + ": " + fault + " (budget " +
+                               std::to_string(budget >> 20) + " MB)");
             const double ratio =
                 static_cast<double>(std::max(0L, outcome.peakKb - baselineKb[format])) * 1024 /
                 counted;
@@ -256,8 +247,6 @@ TEST(ResourceBudget, EveryHostileFileIsReadWithinItsBudget) {
                     w.peakKb >> 10);
     for (const std::string& o : over)
         ADD_FAILURE() << "over budget: " << o;
-    for (const std::string& f : fixed)
-        ADD_FAILURE() << "within budget now, take it off the known list: " << f;
 }
 
 }  // namespace

@@ -148,27 +148,6 @@ TEST(CsvFile, OptionsRecord) {
     EXPECT_EQ(read(&garbage), "768 Failed to open stream for reading.");
 }
 
-TEST(CsvFile, AnswersOneByOneAndLeavesMissingFilesToTheHost) {
-    zmtest::ScratchDir dir;
-    CsvFile file;
-    ASSERT_EQ(file.Open(true, dir.Write("s.csv", "a,b,c\n1,2,3\n4,5,6\n").c_str(), nullptr), 0);
-    EXPECT_EQ(std::pair(file.GetNumRows(), file.GetNumCols()), std::pair(1, 1));
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(file.Read(&sink), 0);
-    EXPECT_EQ(std::pair(sink.rows, sink.cols), std::pair(3, 3));  // the true size, while reading
-    EXPECT_EQ(std::pair(file.GetNumRows(), file.GetNumCols()), std::pair(1, 1));
-    // Even after an error the answer stays 1.
-    CsvFile writer;
-    EXPECT_EQ(writer.Open(false, dir.Path("w.csv").c_str(), nullptr), 770);
-    EXPECT_EQ(std::pair(writer.GetNumRows(), writer.GetNumCols()), std::pair(1, 1));
-    // A missing file opens (the name is only remembered) and reads as nothing.
-    CsvFile missing;
-    zmtest::RecordingSink none;
-    EXPECT_EQ(missing.Open(true, dir.Path("none.csv").c_str(), nullptr), 0);
-    EXPECT_EQ(missing.Read(&none), 0);
-    EXPECT_TRUE(none.Dump().empty());
-}
-
 TEST(CsvFile, ProposesTheDelimiterFromTheFirstLine) {
     zmtest::ScratchDir dir;
     const std::pair<const char*, char> cases[] = {

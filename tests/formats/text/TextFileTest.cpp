@@ -213,7 +213,8 @@ TEST(TextFormats, AnUnknownEncodingKeyIsBadOptions) {
     EXPECT_EQ(codeOf(DIFFile(), std::string(ZM_TEST_DATA) + "/dif/edge_transposed.dif"), bad);
 }
 
-// Rows the readers leave out, as their formats require, are named in a warning.
+// Rows the readers leave out, as their formats require, or that the header announces but
+// the file lacks, are named in a warning.
 TEST(TextFormats, RowsLeftOutAreCountedInAWarning) {
     zmtest::ScratchDir dir;
     auto warned = [](SpreadsheetFile&& reader, const std::string& file) {
@@ -236,6 +237,12 @@ TEST(TextFormats, RowsLeftOutAreCountedInAWarning) {
     EXPECT_EQ(warned(DIFFile(), dir.Write("d.dif", head + tuples + "-1,0\nEOD\n")),
               "2 The file holds 2 more row(s) than its header announces (TUPLES 2); they were "
               "not read.");
+    const std::string shortDif =
+        "TABLE\n0,1\n\"\"\nVECTORS\n0,2\n\"\"\nTUPLES\n0,5\n\"\"\nDATA\n0,0\n"
+        "\"\"\n-1,0\nBOT\n1,0\n\"a\"\n0,1\nV\n-1,0\nEOD\n";
+    EXPECT_EQ(warned(DIFFile(), dir.Write("e.dif", shortDif)),
+              "1 The file holds 4 row(s) fewer than its header announces (TUPLES 5); they are "
+              "missing.");
 }
 
 // The text reader takes any file (it refuses binary ones at Open), the CSV reader is a

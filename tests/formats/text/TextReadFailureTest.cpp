@@ -1,6 +1,5 @@
 // What the text readers make of damage that the cells alone would hide: a read that fails
-// in the system, zero bytes inside CSV fields, DIF rows the header announces but the file
-// lacks, and a SIEVE table of empty cells.
+// in the system, zero bytes inside CSV fields and a SIEVE table of empty cells.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -19,11 +18,7 @@
 
 namespace {
 
-std::string Message(SpreadsheetFile& reader) {
-    char buffer[1024];
-    reader.GetErrorMessage(buffer, sizeof buffer);
-    return buffer;
-}
+using zmtest::Message;
 
 TEST(TextReadFailure, TheStreamKeepsTheSystemsError) {
     zmtest::ScratchDir scratch;
@@ -103,23 +98,6 @@ TEST(TextReadFailure, CsvKeepsZeroBytesAndSaysSo) {
     zmtest::RecordingSink again;
     ASSERT_EQ(zmtest::ReadAll(plain, clean, again), 0);
     EXPECT_EQ(plain.GetWarningMessage(), nullptr);
-}
-
-TEST(TextReadFailure, DifWarnsOfAnnouncedRowsThatAreMissing) {
-    zmtest::ScratchDir scratch;
-    const std::string path =
-        scratch.Write("short.dif",
-                      "TABLE\n0,1\n\"\"\nVECTORS\n0,2\n\"\"\nTUPLES\n0,5\n\"\"\nDATA\n0,0\n\"\"\n"
-                      "-1,0\nBOT\n1,0\n\"a\"\n0,1\nV\n-1,0\nEOD\n");
-    DIFFile reader;
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(reader, path, sink), 0) << Message(reader);
-    EXPECT_EQ(zmtest::ToGrid(sink), (zmtest::Grid{{"a", "1"}}));
-    const char* warning = reader.GetWarningMessage();
-    ASSERT_NE(warning, nullptr);
-    EXPECT_STREQ(warning,
-                 "The file holds 4 row(s) fewer than its header announces (TUPLES 5); they "
-                 "are missing.");
 }
 
 // Lines of nothing but delimiters: every cell is empty and still reaches the table. A

@@ -22,21 +22,12 @@ using namespace zmhost;
 
 TEST(TextTyping, OnlyWholeNumbersBecomeNumbers) {
     double v = 0;
-    for (const auto& [text, expected] :
-         std::vector<std::pair<const char*, double>>{{"1.5", 1.5},
-                                                     {"-2", -2},
-                                                     {"3e3", 3000},
-                                                     {".5", 0.5},
-                                                     {"007", 7},
-                                                     {"-0.25E-2", -0.0025},
-                                                     // blanks around and a plus sign, as
-                                                     // Python and pandas read them
-                                                     {" 1.5", 1.5},
-                                                     {"\t-2 \t", -2},
-                                                     {"+1", 1},
-                                                     {" +.5 ", 0.5}}) {
+    // Blanks around and a plus sign are taken, as Python and pandas read them.
+    const std::pair<const char*, double> numbers[] = {
+        {"1.5", 1.5},          {"-2", -2},    {"3e3", 3000},   {".5", 0.5}, {"007", 7},
+        {"-0.25E-2", -0.0025}, {" 1.5", 1.5}, {"\t-2 \t", -2}, {"+1", 1},   {" +.5 ", 0.5}};
+    for (const auto& [text, expected] : numbers)
         EXPECT_TRUE(ParseNumberText(text, v) && v == expected) << text;
-    }
     for (const char* text : {"", " ", "+", "+-1", "1 2", "- 1", "inf", "-inf", "nan", "NaN", "1,5",
                              "0x10", "1e", "-", ".", "12abc", static_cast<const char*>(nullptr)})
         EXPECT_FALSE(ParseNumberText(text, v)) << (text ? text : "null");
