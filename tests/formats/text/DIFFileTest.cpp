@@ -96,7 +96,6 @@ TEST(DIFFile, WrittenFilesReadBackTheSameHereAndInGnumeric) {
                                {Num(1.5f), Num(-99.0f), Num(1e20f, "1E+20")},
                                {Text("x, y"), Num(-3.0f), Num(1.25f)}});
     const auto path = dir.Path("out.dif");
-    std::string underHostLocale;
     {
         // A host's decimal comma and digit grouping change nothing in the file.
         zmtest::HostileLocale hostile;
@@ -104,19 +103,13 @@ TEST(DIFFile, WrittenFilesReadBackTheSameHereAndInGnumeric) {
         ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
         ASSERT_EQ(writer.Write(&source), 0);
         writer.Close();
-        underHostLocale = zmtest::Slurp(path);
     }
-    DIFFile writer;
-    ASSERT_EQ(writer.Open(false, path.c_str(), nullptr), 0);
-    ASSERT_EQ(writer.Write(&source), 0);
-    writer.Close();
     EXPECT_EQ(zmtest::Slurp(path),
               "TABLE\n0,1\n\"out.dif\"\nVECTORS\n0,3\n\"\"\nTUPLES\n0,3\n\"\"\nDATA\n0,0\n\"\"\n"
               "-1,0\nBOT\n1,0\n\"id\"\n1,0\n\"two lines\"\n1,0\n\"\"\n"
               "-1,0\nBOT\n0,1.5\nV\n0,\nV\n0,1E+20\nV\n"
               "-1,0\nBOT\n1,0\n\"x, y\"\n0,-3\nV\n0,1.25\nV\n"
               "-1,0\nEOD\n");
-    EXPECT_EQ(underHostLocale, zmtest::Slurp(path));
 
     DIFFile reader;
     zmtest::RecordingSink ours;
