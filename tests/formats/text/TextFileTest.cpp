@@ -19,21 +19,9 @@ namespace {
 
 using zmtest::Grid;
 
-TEST(TextFileOptions, RecordRoundTripAndMissingKeys) {
-    TextFileOptions written;
-    written.SetEncoding("koi8r");
-    written.SetDelimiter(";; ");
-    written.SetIgnoreConsecutiveDelimiters(true);
-    zmtest::OptionsRecord record;
-    written.Write(&record.options);
-    TextFileOptions read;
-    ASSERT_TRUE(read.Read(&record.options));
-    EXPECT_EQ(read.GetEncoding(), "koi8r");
-    EXPECT_EQ(read.GetDelimiter(), ";; ");
-    EXPECT_TRUE(read.GetIgnoreConsecutiveDelimiters());
+// Delimiter, flag and encoding travel through the record in the cell and golden tests.
+TEST(TextFileOptions, AMissingKeyFailsTheReadButKeepsWhatWasRead) {
     EXPECT_FALSE(TextFileOptions().Read(nullptr));
-
-    // A record without the encoding fails the read but keeps what was read.
     zm::SettingsDocument noEncoding;
     noEncoding.SetString("Settings", "Delimiter", ",");
     noEncoding.SetBool("Settings", "IgnoreConsecutiveDelimiters", true);
