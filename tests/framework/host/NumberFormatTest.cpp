@@ -66,9 +66,9 @@ TEST(NumberFormat, EdgeAndRandomValuesPrintAsTheStandardConversion) {
     }
     int mismatches = 0;
     for (double v : edges) {
-        for (double signed_ : {v, -v}) {
-            Check(signed_, mismatches);
-            Check(static_cast<float>(signed_), mismatches);
+        for (double w : {v, -v}) {
+            Check(w, mismatches);
+            Check(static_cast<float>(w), mismatches);
         }
     }
     std::mt19937_64 random(25);
