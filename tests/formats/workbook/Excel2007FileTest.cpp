@@ -1,8 +1,5 @@
-// The .xlsx reader: cell references (any case, beyond the sheet limits), date formats and
-// escapes, every cell type, shared strings that cannot be resolved or come by millions,
-// sheet choice, refusals (checksums, nesting, document types), a huge declared dimension,
-// on small packages built here, and workbooks written by openpyxl and XlsxWriter (1904
-// date system included).
+// The .xlsx reader: references, escapes, cell types, shared strings, sheet choice and
+// refusals on packages built here, and workbooks written by other programs.
 #include "formats/workbook/xlsx/Excel2007File.h"
 
 #include <gtest/gtest.h>
@@ -40,10 +37,6 @@ const char* const kStyles =
 
 std::string Sheet(const std::string& rows) {
     return "<worksheet><sheetData>" + rows + "</sheetData></worksheet>";
-}
-
-std::string Package(const zmtest::ScratchDir& dir, const std::string& name, const Parts& parts) {
-    return zmtest::WriteZip(dir.Path(name), parts);
 }
 
 Parts Book(const std::string& first, const std::string& second = Sheet("")) {
@@ -107,9 +100,9 @@ TEST(Excel2007File, EveryCellTypeAndTheSheetChoice) {
         R"(<c r="E3" t="inlineStr"><is><t>in</t><r><t>line</t></r></is></c>)"
         R"(<c r="F3" t="e"><v>#N/A</v></c><c r="G3" t="d"><v>2017-03-16T12:00:00</v></c>)"
         R"(<c r="H3" s="1"/></row>)";
-    const std::string book = Package(dir, "a.xlsx",
-                                     Book(Sheet(cells), Sheet(R"(<row r="2">)"
-                                                              R"(<c r="B2"><v>7</v></c></row>)")));
+    const std::string book = zmtest::WriteZip(
+        dir.Path("a.xlsx"), Book(Sheet(cells), Sheet(R"(<row r="2">)"
+                                                     R"(<c r="B2"><v>7</v></c></row>)")));
     // Without options both worksheets are read, stacked; the chart sheet drops out.
     Excel2007File file;
     zmtest::RecordingSink sink;
@@ -152,7 +145,7 @@ TEST(Excel2007File, ReferencesInAnyCaseAndBeyondTheSheetLimits) {
         R"(<c r="C1048577"><v>8</v></c></row><row r="1048576"><c r="a1048576"><v>9</v></c></row>)";
     Excel2007File file;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(zmtest::ReadSized(file, Package(dir, "r.xlsx", OneSheet(rows)), sink),
+    EXPECT_EQ(zmtest::ReadSized(file, zmtest::WriteZip(dir.Path("r.xlsx"), OneSheet(rows)), sink),
               "0 1048576x16384");
     // The first cell after XFC2 is XFD2.
     zmtest::ExpectCells(sink, {At(4, 1, 4), At(16384, 1, 3), At(16383, 2, 6), At(16384, 2, 0),
@@ -170,7 +163,8 @@ TEST(Excel2007File, ReferencesInAnyCaseAndBeyondTheSheetLimits) {
         R"(<row r="1" spans="1:16384"><c r="A1"><v>1</v></c></row>)"
         R"(<row r="5"><c r="C5"><v>2</v></c><c r="XFD5" s="1"/></row>)"
         R"(<row r="9"><c r="B9"><v>3</v></c></row></sheetData></worksheet>)";
-    EXPECT_EQ(zmtest::ReadSized(huge, Package(dir, "h.xlsx", declared), hugeSink), "0 9x3");
+    EXPECT_EQ(zmtest::ReadSized(huge, zmtest::WriteZip(dir.Path("h.xlsx"), declared), hugeSink),
+              "0 9x3");
 }
 
 TEST(Excel2007File, SharedStringCellsThatNameNoStringAreCounted) {
@@ -180,10 +174,11 @@ TEST(Excel2007File, SharedStringCellsThatNameNoStringAreCounted) {
                              R"(<c r="E1" t="s"><v>0.5</v></c><c r="F1" t="s"/></row>)";
     Excel2007File file;
     zmtest::RecordingSink sink;
-    EXPECT_EQ(
-        zmtest::ReadSized(
-            file, Package(dir, "s.xlsx", OneSheet(rows, "<sst><si><t>kept</t></si></sst>")), sink),
-        "0 1x2");
+    EXPECT_EQ(zmtest::ReadSized(file,
+                                zmtest::WriteZip(dir.Path("s.xlsx"),
+                                                 OneSheet(rows, "<sst><si><t>kept</t></si></sst>")),
+                                sink),
+              "0 1x2");
     EXPECT_EQ(sink.Text(1, 1), "kept");
     EXPECT_FALSE(sink.Has(2, 1));
     EXPECT_EQ(Warning(file),
@@ -192,7 +187,7 @@ TEST(Excel2007File, SharedStringCellsThatNameNoStringAreCounted) {
     // Without a shared-strings part every such cell is unresolved.
     Excel2007File none;
     zmtest::RecordingSink noneSink;
-    zmtest::ReadSized(none, Package(dir, "n.xlsx", OneSheet(rows)), noneSink);
+    zmtest::ReadSized(none, zmtest::WriteZip(dir.Path("n.xlsx"), OneSheet(rows)), noneSink);
     EXPECT_EQ(Warning(none),
               "5 cells name a shared string the workbook does not hold; they were left empty.\n");
 }
@@ -237,7 +232,7 @@ TEST(Excel2007File, RefusalsDamageAndHostileXml) {
         {OneSheet(cell, nested(300).c_str()), corrupt},
         {typed, corrupt}};
     for (const auto& [parts, expected] : cases)
-        EXPECT_EQ(CodeOf(Package(dir, "x.xlsx", parts)), expected);
+        EXPECT_EQ(CodeOf(zmtest::WriteZip(dir.Path("x.xlsx"), parts)), expected);
 }
 
 // The growth of the peak resident size, in MB, while `work` runs in a child process;
@@ -258,8 +253,8 @@ TEST(Excel2007File, TwoMillionSharedStringsAreHeldCompactly) {
     for (int i = 0; i < 2000000; ++i)
         strings += "<si><t>" + std::to_string(i) + "</t></si>";
     strings += "</sst>";
-    const std::string path =
-        Package(dir, "m.xlsx", {{"xl/sharedStrings.xml", strings}, {"xl/other.xml", "<x/>"}});
+    const std::string path = zmtest::WriteZip(
+        dir.Path("m.xlsx"), {{"xl/sharedStrings.xml", strings}, {"xl/other.xml", "<x/>"}});
     strings.clear();
     strings.shrink_to_fit();
     const auto package = zm::ZipPackage::Open(path);

@@ -1,6 +1,5 @@
-// The Excel 97-2003 reader: RK numbers and dates, the raw-byte date-format test, sheet
-// choice and layouts, record limits and refusals on small hand-built record streams, and
-// the cells of workbooks written by Gnumeric.
+// The Excel 97-2003 reader: RK numbers and dates, date formats, sheet choice and layouts,
+// limits and refusals on hand-built record streams, and workbooks of other programs.
 #include "formats/workbook/ExcelFile.h"
 
 #include <gtest/gtest.h>

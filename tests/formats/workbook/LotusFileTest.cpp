@@ -1,6 +1,5 @@
-// The Lotus 1-2-3 reader: the version test and its refusals, cells of every kind and
-// their values, sizing by the RANGE record, and damaged files that must stop with their
-// own code (hand-made fixtures from make_fixtures.py, SheetJS-written files, the corpus).
+// The Lotus 1-2-3 reader: the version test, cells of every kind, sizing by the RANGE
+// record, and damaged files that must stop with their own code.
 #include "formats/workbook/LotusFile.h"
 
 #include <gtest/gtest.h>

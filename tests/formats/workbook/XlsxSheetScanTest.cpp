@@ -1,6 +1,5 @@
-// The direct scan of a worksheet's cell data against the XML parser: every worksheet of
-// every real and fuzzing workbook, and sheets written here with markup the scan must
-// either take exactly as the parser does or leave to it.
+// The direct scan of a worksheet's cell data against the XML parser, on every real and
+// fuzzing workbook and on markup the scan must take exactly as the parser does or leave.
 #include "formats/workbook/xlsx/XlsxSheet.h"
 
 #include <gtest/gtest.h>
