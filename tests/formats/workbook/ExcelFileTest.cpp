@@ -166,18 +166,26 @@ TEST(ExcelFile, EmptyAndDialogSheetsRecordLimitsAndRefusals) {
     EXPECT_EQ(codeOf(future).substr(0, 9), "264 TAVIX");
 }
 
-TEST(ExcelFile, OnlyDimensionsSizesASheet) {
+TEST(ExcelFile, OnlyDimensionsSizesASheetAndContinuedTextsKeepTheirWidth) {
     // A hyperlink tooltip (0x0800) after the DIMENSIONS record has 12 bytes too, with
-    // 65537 and 116 where DIMENSIONS keeps rows and columns: the sheet stays 3 x 2.
+    // 65537 and 116 where DIMENSIONS keeps rows and columns: the sheet stays 3 x 2. A
+    // LABEL's two-byte characters go on in a CONTINUE record that has no option byte.
     zmtest::ScratchDir dir;
-    const std::string sheet =
-        Rec(0x0809, Bof(0x0010)) + Rec(0x0200, U32(0) + U32(3) + U16(0) + U16(2) + U16(0)) +
-        Rec(0x0203, U16(2) + U16(1) + U16(0) + F64(5)) +
-        Rec(0x0800, U32(0) + U32(65537) + U16(0) + U16(116) + "tip!") + Rec(0x000A, "");
+    const std::string sheet = Rec(0x0809, Bof(0x0010)) +
+                              Rec(0x0200, U32(0) + U32(3) + U16(0) + U16(2) + U16(0)) +
+                              Rec(0x0203, U16(2) + U16(1) + U16(0) + F64(5)) +
+                              Rec(0x0800, U32(0) + U32(65537) + U16(0) + U16(116) + "tip!") +
+                              Rec(0x0204, U16(0) + U16(0) + U16(0) + U16(4) +
+                                              std::string("\x01"
+                                                          "a\0\xE9\0",
+                                                          5)) +
+                              Rec(0x003C, std::string("b\0c\0", 4)) + Rec(0x000A, "");
     ExcelFile file;
     zmtest::RecordingSink sink;
     EXPECT_EQ(zmtest::ReadSized(file, dir.Write("tip.xls", sheet), sink), "0 3x2");
-    EXPECT_EQ(sink.Number(2, 3), 5);
+    zmtest::ExpectCells(sink, {At(2, 3, 5), At(1, 1,
+                                               "a\xC3\xA9"
+                                               "bc")});
 }
 
 TEST(ExcelFile, ADamagedCompoundFileIsRefusedQuietly) {
