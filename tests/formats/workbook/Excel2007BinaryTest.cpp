@@ -7,14 +7,16 @@
 
 #include "formats/workbook/xlsb/XlsbRecords.h"
 #include "formats/workbook/xlsx/Excel2007File.h"
-#include "tests/formats/workbook/ZipParts.h"
+#include "tests/formats/workbook/WorkbookTestSupport.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
 namespace {
 
+using zmtest::Absent;
 using zmtest::At;
+const auto CodeOf = zmtest::StatusOf<Excel2007File>;
 
 using Bytes = std::string;
 
@@ -71,13 +73,6 @@ zmtest::Parts Book(const Bytes& first, const Bytes& second, const Bytes& propert
             {"xl/worksheets/sheet1.bin", first},
             {"xl/worksheets/sheet2.bin", Rec(0, U32(0)) + Rec(5, CellHead(0, 0) + F64(9))},
             {"xl/worksheets/sheet4.bin", second}};
-}
-
-std::string CodeOf(const std::string& path) {
-    Excel2007File file;
-    zmtest::RecordingSink sink;
-    const int code = zmtest::ReadAll(file, path, sink);
-    return std::to_string(code) + " " + zmtest::Message(file);
 }
 
 TEST(Excel2007Binary, RecordSizesTakeUpToFourBytes) {
@@ -140,31 +135,15 @@ TEST(Excel2007Binary, EveryCellRecordHiddenAndChartSheetsAndTheWarning) {
     EXPECT_EQ(file.GetNumCols(), 12);  // 11 columns of cells, then the sheet's name
     // Row 2 of the sheet has no cells. In row 3 the short forms each take the column past
     // the previous one, a short blank first; 0x08 is no error code.
-    zmtest::ExpectCells(sink, {At(1, 1, 1.5),
-                               At(2, 1, "1900-01-02 12:00:00"),
-                               At(3, 1, 2.5),
-                               At(4, 1, "1900-03-01"),
-                               At(5, 1, "second"),
-                               At(6, 1, "#N/A"),
-                               At(7, 1, "TRUE"),
-                               At(8, 1, "fx"),
-                               At(9, 1, "FALSE"),
-                               At(10, 1, "#NULL!"),
-                               At(12, 1, "sheet: First"),
-                               zmtest::Absent(1, 2),
-                               zmtest::Absent(1, 3),
-                               At(2, 3, 7),
-                               At(3, 3, "shared"),
-                               At(4, 3, "short"),
-                               At(5, 3, "FALSE"),
-                               At(6, 3, "1900-01-03"),
-                               At(7, 3, "Unknown error code"),
-                               At(10, 3, "rich"),
-                               At(11, 3, "in"),
-                               At(1, 4, 9),
-                               At(12, 4, "sheet: Hidden"),
-                               At(2, 6, 7),
-                               At(12, 6, "sheet: Second")});
+    zmtest::ExpectCells(
+        sink, {At(1, 1, 1.5), At(2, 1, "1900-01-02 12:00:00"), At(3, 1, 2.5),
+               At(4, 1, "1900-03-01"), At(5, 1, "second"), At(6, 1, "#N/A"), At(7, 1, "TRUE"),
+               At(8, 1, "fx"), At(9, 1, "FALSE"), At(10, 1, "#NULL!"), At(12, 1, "sheet: First")});
+    zmtest::ExpectCells(
+        sink, {Absent(1, 2), Absent(1, 3), At(2, 3, 7), At(3, 3, "shared"), At(4, 3, "short"),
+               At(5, 3, "FALSE"), At(6, 3, "1900-01-03"), At(7, 3, "Unknown error code"),
+               At(10, 3, "rich"), At(11, 3, "in"), At(1, 4, 9), At(12, 4, "sheet: Hidden"),
+               At(2, 6, 7), At(12, 6, "sheet: Second")});
 
     // The hidden sheet alone, chosen by its name.
     zm::SettingsDocument settings;

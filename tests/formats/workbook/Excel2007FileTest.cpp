@@ -8,7 +8,7 @@
 
 #include "platform/XmlReader.h"
 #include "platform/ZipPackage.h"
-#include "tests/formats/workbook/ZipParts.h"
+#include "tests/formats/workbook/WorkbookTestSupport.h"
 #include "tests/support/Bounded.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
@@ -17,6 +17,7 @@ namespace {
 
 using zmtest::Absent;
 using zmtest::At;
+const auto CodeOf = zmtest::StatusOf<Excel2007File>;
 using zmtest::Parts;
 
 const char* const kWorkbook =
@@ -65,14 +66,6 @@ Parts OneSheet(const std::string& rows, const char* strings = nullptr) {
 std::string Warning(Excel2007File& file) {
     const char* warning = file.GetWarningMessage();
     return warning != nullptr ? warning : "";
-}
-
-// The status of reading `path` and its text.
-std::string CodeOf(const std::string& path) {
-    Excel2007File file;
-    zmtest::RecordingSink sink;
-    const int code = zmtest::ReadAll(file, path, sink);
-    return std::to_string(code) + " " + zmtest::Message(file);
 }
 
 TEST(Excel2007File, ReferencesAndEscapes) {

@@ -305,7 +305,7 @@ TEST(MatFileRefusals, HeadersElementsAndNamesThatDoNotFit) {
     const struct {
         std::string bytes;
         int status;
-        std::string message;
+        const char* message;
     } cases[] = {
         {Level4(1053, 1, 1, "b", {1}, true), MatFile::kNotMatFile, ""},
         // P = 6 and T = 3 in a second header (a first one would read as big-endian).
@@ -353,7 +353,7 @@ TEST(MatFileRefusals, HeadersElementsAndNamesThatDoNotFit) {
         const Outcome out = ReadBytes(c.bytes);
         EXPECT_TRUE(c.status == 0 ? out.status != 0 : out.status == c.status)
             << out.status << " " << out.message;
-        EXPECT_EQ(c.message.empty() ? "" : out.message, c.message);
+        EXPECT_EQ(*c.message == '\0' ? "" : out.message, c.message);
     }
     EXPECT_EQ(ReadFile("/nonexistent/file.mat").status, MatFile::kOpenFailed);
 }

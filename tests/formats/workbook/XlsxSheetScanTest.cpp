@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/ZipPackage.h"
-#include "tests/formats/workbook/ZipParts.h"
+#include "tests/formats/workbook/WorkbookTestSupport.h"
 #include "tests/support/TextTestSupport.h"
 
 namespace {

@@ -52,13 +52,10 @@ def same_date(ours, value, datemode):
         return False
     if value < 1.0:
         ours = want.strftime("%Y-%m-%d ") + ours  # a time of day alone
-    for pattern in ("%Y-%m-%d %H:%M:%S", "%Y-%m-%d"):
-        try:
-            parsed = datetime.datetime.strptime(ours, pattern)
-        except ValueError:
-            continue
-        return abs((parsed - want).total_seconds()) <= 1
-    return False
+    try:
+        return abs((datetime.datetime.fromisoformat(ours) - want).total_seconds()) <= 1
+    except ValueError:
+        return False
 
 
 def read_sheet(path, index, workdir):
