@@ -2,8 +2,8 @@
 xlrd (an independent reader), sheet by sheet; files that must be refused are refused with
 their own message.
 
-Booleans and error values read as "TRUE"/"FALSE" and the error's text; dates are compared
-in the workbook's own date system (1900 or 1904).
+Booleans and error values read as "TRUE"/"FALSE" and the error's text; dates are compared,
+to the second, with the date xlrd makes of the serial in the workbook's system (1900 or 1904).
 Where the library deliberately differs from xlrd the comparison allows it:
 - the date test differs (a format needs two of "ymdhms": "d" alone is no date format; the
   BIFF8 test reads the format's raw bytes), so a number xlrd calls a date may stay a
@@ -38,26 +38,24 @@ KNOWN = {
 ENCRYPTED = "cannot read (password-) protected Excel workbooks"
 
 
-def date_text(value, datemode):
-    """The text of a serial as the writing program shows it, in the workbook's system."""
+def same_date(ours, value, datemode):
+    """True when the library's text is the date and time xlrd makes of the serial, to the
+    second (the two round fractions of a second differently). Day 60 of the 1900 system,
+    which the calendar lacks, has no date in xlrd: the library calls it 1900-02-29."""
+    if not isinstance(ours, str):
+        return False
+    if datemode == 0 and int(value) == 60:
+        return ours.startswith("1900-02-29")
+    try:
+        want = xlrd.xldate.xldate_as_datetime(value, datemode)
+    except (OverflowError, ValueError):
+        return False
     if value < 1.0:
-        hundredths = int((value - int(value)) * 8640000 + 0.5) % 8640000
-        s = hundredths // 100
-        return "%02d:%02d:%02d" % (s // 3600, s // 60 % 60, s % 60)
-    day = int(value // 1)
-    hundredths = int((value - day) * 8640000 + 0.5)
-    if hundredths >= 8640000:
-        hundredths -= 8640000
-        day += 1
-    if datemode == 1:
-        date = (datetime.date(1904, 1, 1) + datetime.timedelta(days=day)).isoformat()
-    elif day == 60:
-        date = "1900-02-29"  # the day the 1900 system counts and the calendar lacks
-    else:
-        origin = datetime.date(1899, 12, 31 if day < 60 else 30)
-        date = (origin + datetime.timedelta(days=day)).isoformat()
-    s = hundredths // 100
-    return date if s == 0 else "%s %02d:%02d:%02d" % (date, s // 3600, s // 60 % 60, s % 60)
+        ours = want.strftime("%Y-%m-%d ") + ours  # a time of day alone
+    try:
+        return abs((datetime.datetime.fromisoformat(ours) - want).total_seconds()) <= 1
+    except ValueError:
+        return False
 
 
 def read_sheet(path, index, workdir):
@@ -92,7 +90,7 @@ def compare(cells, sheet, name, datemode):
                 if ours != cell.value and not (ours is None and cell.value == ""):
                     problems.append("%d,%d: %r, xlrd %r" % (r, c, ours, cell.value))
             elif kind in (xlrd.XL_CELL_NUMBER, xlrd.XL_CELL_DATE):
-                if ours != cell.value and ours != date_text(cell.value, datemode):
+                if ours != cell.value and not same_date(ours, cell.value, datemode):
                     problems.append("%d,%d: %r, xlrd %r" % (r, c, ours, cell.value))
     return problems
 
