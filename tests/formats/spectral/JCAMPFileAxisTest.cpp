@@ -1,45 +1,23 @@
 // JCAMP-DX reader: the x axis of resampled rows, line-start x checks, a second Open and
 // file names that hold the list's separator.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "formats/spectral/JCAMPFile.h"
 #include "platform/FileNames.h"
+#include "tests/support/BoundedTest.h"
 #include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string Message(JCAMPFile& reader) {
-    char buffer[1024];
-    reader.GetErrorMessage(buffer, sizeof buffer);
-    return buffer;
-}
-
-// A scratch folder of its own per test.
-struct Scratch {
-    explicit Scratch(const std::string& name)
-        : dir(fs::path(::testing::TempDir()) / ("zm-jcamp-" + name)) {
-        fs::remove_all(dir);
-        fs::create_directories(dir);
-    }
-    ~Scratch() { fs::remove_all(dir); }
-    std::string Write(const std::string& name, const std::string& text) const {
-        const std::string path = (dir / name).string();
-        std::ofstream(path, std::ios::binary) << text;
-        return path;
-    }
-    fs::path dir;
-};
+using zmtest::Message;
 
 // An XYDATA block of `n` points y = i from `first` to `last`, ten values a line, each line
 // starting with its x; `npoints` false leaves "##NPOINTS=" out; `skipLine` >= 0 drops
@@ -69,7 +47,7 @@ TEST(JCAMPFileAxis, ResampledRowsKeepTheirLastPoint) {
     // Spectra over one x range with other point counts end on the reference's last x:
     // its last column always gets the other row's last value, whatever the rounding of
     // first + i * step.
-    Scratch scratch("ends");
+    zmtest::ScratchDir scratch;
     int pairs = 0;
     for (int n = 20; n < 120; n += 3) {
         const std::string reference = scratch.Write("a.jdx", Spectrum(n, 399.1, 4001.7));
@@ -87,30 +65,12 @@ TEST(JCAMPFileAxis, ResampledRowsKeepTheirLastPoint) {
     EXPECT_GT(pairs, 30);
 }
 
-// The peak resident size, in kilobytes, of a child that runs `work`.
-template <typename Work>
-long PeakKilobytesOf(Work work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        work();
-        _exit(0);
-    }
-    int status = 0;
-    rusage usage{};
-    if (child < 0 || wait4(child, &status, 0, &usage) != child || !WIFEXITED(status))
-        return -1;
-    return usage.ru_maxrss;
-}
-
 TEST(JCAMPFileAxis, ResampledRowsTakeNoRoomOfTheirOwn) {
     // One spectrum of 200,000 points and 100 short ones over its x range: each short one
     // resampled onto the long axis would be 1.6 MB if held, 160 MB for the sheet. They
     // are resampled as they are written, so the read stays within 16 bytes per input
-    // byte over what an idle child takes.
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the address sanitizer keeps freed memory resident";
-#endif
-    Scratch scratch("room");
+    // byte over what the child held at its start.
+    zmtest::ScratchDir scratch;
     std::vector<std::string> names{scratch.Write("long.jdx", Spectrum(200000, 400, 4000))};
     for (int i = 0; i < 100; ++i)
         names.push_back(scratch.Write("s" + std::to_string(i) + ".jdx", Spectrum(50, 400, 4000)));
@@ -118,12 +78,11 @@ TEST(JCAMPFileAxis, ResampledRowsTakeNoRoomOfTheirOwn) {
     for (const std::string& name : names)
         input += fs::file_size(name);
     const std::string joined = zm::JoinFileNames(names);
-    const long idle = PeakKilobytesOf([] {});
-    const long read = PeakKilobytesOf([&joined] {
+    const auto cost = zmtest::ExpectBounded({60, 0}, [&joined] {
         JCAMPFile reader;
-        if (reader.Open(true, joined.c_str(), nullptr) != 0 || reader.GetNumRows() != 102 ||
-            reader.GetNumCols() != 200001)
-            _exit(1);
+        ASSERT_EQ(reader.Open(true, joined.c_str(), nullptr), 0);
+        ASSERT_EQ(reader.GetNumRows(), 102);
+        ASSERT_EQ(reader.GetNumCols(), 200001);
         // A sink that keeps nothing: the reader's own memory is what is measured.
         struct Drop : ReadSpreadSheetData {
             int GetNumberOfColumns() override { return 200001; }
@@ -132,17 +91,14 @@ TEST(JCAMPFileAxis, ResampledRowsTakeNoRoomOfTheirOwn) {
             void Set(int, int, float) override {}
             void SetDataSize(int, int) override {}
         } drop;
-        if (reader.Read(&drop) != 0)
-            _exit(1);
+        EXPECT_EQ(reader.Read(&drop), 0);
     });
-    ASSERT_GT(idle, 0);
-    ASSERT_GT(read, 0);
-    EXPECT_LT(static_cast<uintmax_t>(read - idle), 16 * input / 1024 + 8 * 1024)
+    EXPECT_LT(cost.GrowthKb(), static_cast<long>(16 * input / 1024) + zmtest::AllowedGrowthKb(8))
         << "input " << input << " bytes";
 }
 
 TEST(JCAMPFileAxis, ASecondOpenStartsAfresh) {
-    Scratch scratch("reopen");
+    zmtest::ScratchDir scratch;
     const std::string a = scratch.Write("a.jdx", Spectrum(30, 100, 129));
     const std::string b = scratch.Write("b.jdx", Spectrum(12, 5, 16));
     JCAMPFile reader;
@@ -163,7 +119,7 @@ TEST(JCAMPFileAxis, LineStartsTellAMissingLineWithoutAPointCount) {
     // 100 points, ten a line. A line left out stretches the x axis silently unless the x
     // that starts each line is checked: the warning says how many points the file held
     // and how many its line starts call for, as it does when "##NPOINTS=" is given.
-    Scratch scratch("lines");
+    zmtest::ScratchDir scratch;
     const struct {
         bool npoints;
         int skip;
@@ -191,7 +147,7 @@ TEST(JCAMPFileAxis, LineStartsTellAMissingLineWithoutAPointCount) {
 }
 
 TEST(JCAMPFileAxis, BlocksOpenedWithoutEndAreRefusedAndEmptyOnesCostNothing) {
-    Scratch scratch("labels");
+    zmtest::ScratchDir scratch;
     std::string open = "##TITLE=a\n";
     for (int i = 0; i < 100; ++i)
         open += "##TITLE=t\n";
@@ -212,7 +168,7 @@ TEST(JCAMPFileAxis, BlocksOpenedWithoutEndAreRefusedAndEmptyOnesCostNothing) {
 }
 
 TEST(JCAMPFileAxis, ANameHoldingALineFeedStaysOneFile) {
-    Scratch scratch("names");
+    zmtest::ScratchDir scratch;
     const std::string odd = scratch.Write("x.jdx\ny.jdx", Spectrum(12, 5, 16));
     scratch.Write("x.jdx", Spectrum(30, 100, 129));
     scratch.Write("y.jdx", Spectrum(30, 100, 129));
