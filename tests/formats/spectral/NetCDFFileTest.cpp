@@ -215,7 +215,7 @@ TEST(AndiFileReader, ReadsTheRealExportAndItsPeakTableOrTheWholeRunAsDefaults) {
     FreeUSDConstraints(&written);
 }
 
-TEST(AndiFileReader, SeveralFilesShareOneSheet) {
+TEST(AndiFileReader, SeveralFilesShareOneSheetAndTheSelectionIsRead) {
     NetCDFFile reader;
     zmtest::RecordingSink sink;
     ASSERT_EQ(zmtest::ReadAll(reader, Files({"aia_run1.cdf", "aia_run2.cdf"}), sink), 0)
@@ -240,6 +240,26 @@ TEST(AndiFileReader, SeveralFilesShareOneSheet) {
             << other << ": " << Message(near);
         EXPECT_EQ(near.GetNumRows(), 4) << other;
     }
+
+    // The selection decides which files are checked and read.
+    AndiFileReader chosen;
+    ASSERT_EQ(chosen.Open(true, Files({"aia_run1.cdf", "aia_run2.cdf"}).c_str(), nullptr), 0);
+    EXPECT_TRUE(chosen.IsMultiSelection());
+    const int onlySecond[] = {1};
+    chosen.SelectFilesToImport(onlySecond, 1);
+    ASSERT_EQ(chosen.CheckFiles(), 0);
+    zmtest::RecordingSink one;
+    one.SetDataSize(chosen.GetNumCols(), chosen.GetNumRows());
+    ASSERT_EQ(chosen.Read(&one), 0);
+    EXPECT_EQ(one.rows, 3);
+    EXPECT_EQ(one.cols, 22);
+    EXPECT_EQ(one.Text(2, 3), "aia_run2: Run two");
+    chosen.SelectFilesToImport(nullptr, 0);
+    EXPECT_EQ(chosen.CheckFiles(), 2086);
+    EXPECT_EQ(Message(chosen), "No files were selected.");
+
+    AndiFileReader empty;
+    EXPECT_EQ(empty.Open(true, "", nullptr), 2081);
 }
 
 TEST(NetCDFFile, RefusesChromatogramsThatDoNotShareTheAxisAndDamagedMvaFiles) {
@@ -368,27 +388,6 @@ TEST(NetCDF, HeaderCountsMustFitTheFileBeforeTheLibraryOpensIt) {
     EXPECT_FALSE(zm::NetCDF(Fixture("damaged-hdf5-crashes-library.nc")).IsOpen());
     EXPECT_TRUE(zm::NetCDF(Fixture("mva_double.nc")).IsOpen());
     std::remove(scratch.c_str());
-}
-
-TEST(AndiFileReader, SelectionDecidesWhichFilesAreChecked) {
-    AndiFileReader reader;
-    ASSERT_EQ(reader.Open(true, Files({"aia_run1.cdf", "aia_run2.cdf"}).c_str(), nullptr), 0);
-    EXPECT_TRUE(reader.IsMultiSelection());
-    const int second[] = {1};
-    reader.SelectFilesToImport(second, 1);
-    ASSERT_EQ(reader.CheckFiles(), 0);
-    zmtest::RecordingSink sink;
-    sink.SetDataSize(reader.GetNumCols(), reader.GetNumRows());
-    ASSERT_EQ(reader.Read(&sink), 0);
-    EXPECT_EQ(sink.rows, 3);
-    EXPECT_EQ(sink.cols, 22);
-    EXPECT_EQ(sink.Text(2, 3), "aia_run2: Run two");
-    reader.SelectFilesToImport(nullptr, 0);
-    EXPECT_EQ(reader.CheckFiles(), 2086);
-    EXPECT_EQ(Message(reader), "No files were selected.");
-
-    AndiFileReader empty;
-    EXPECT_EQ(empty.Open(true, "", nullptr), 2081);
 }
 
 TEST(AndiFileReader, ConstraintsKeepAndAverageRetentionRanges) {
