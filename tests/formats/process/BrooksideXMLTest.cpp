@@ -245,6 +245,14 @@ TEST(BrooksideXML, RefusesEachFaultWithItsText) {
     EXPECT_EQ(zmtest::ReadAll(reader, Fixture("short-line.xml"), sink), 162);
     EXPECT_TRUE(sink.Has(6, 4));
     EXPECT_FALSE(sink.Has(1, 5));
+    // A row number repeated is no increase either.
+    zmtest::ScratchDir scratch;
+    const std::string repeated = TwoWafersWith("\n2\t0.5\t12.5", "\n1\t0.5\t12.5");
+    BrooksideXML again;
+    EXPECT_EQ(zmtest::ReadAll(again, scratch.Write("repeat.xml", repeated), sink), 162);
+    EXPECT_EQ(Message(again),
+              "Error in RAWDATA section:\nRow numbers are not increasing in "
+              "RAWDATA section 'RD_W01'.");
 }
 
 TEST(BrooksideXML, CodesStickUntilCloseAndWritingIsRefused) {

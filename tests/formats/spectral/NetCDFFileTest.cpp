@@ -263,14 +263,13 @@ TEST(AndiFileReader, SeveralFilesShareOneSheetAndTheSelectionIsRead) {
 }
 
 TEST(NetCDFFile, RefusesChromatogramsThatDoNotShareTheAxisAndDamagedMvaFiles) {
-    const std::string sampling =
+    const std::string axis =
         "To be able to import several files at a time, all selected files must have the same "
         "sampling interval and the same time delay between the injection and the start of data "
-        "acquisition. In this case, not all selected files had the same sampling interval.";
-    const std::string delay =
-        "To be able to import several files at a time, all selected files must have the same "
-        "sampling interval and the same time delay between the injection and the start of data "
-        "acquisition. In this case, the delay time was not equal in all selected files.";
+        "acquisition. In this case, ";
+    const std::string notAndi =
+        "Unable to read one or more of the selected files, not all files seem to be valid "
+        "ANDI/chromatography files.";
     // `failed` is the file the failure is put down to.
     const struct {
         std::string files;
@@ -278,8 +277,10 @@ TEST(NetCDFFile, RefusesChromatogramsThatDoNotShareTheAxisAndDamagedMvaFiles) {
         std::string text;
         std::string failed;
     } cases[] = {
-        {Files({"aia_run1.cdf", "aia_interval_0.25.cdf"}), 2087, sampling, "aia_interval_0.25.cdf"},
-        {Files({"aia_run1.cdf", "aia_delay.cdf"}), 2089, delay, "aia_delay.cdf"},
+        {Files({"aia_run1.cdf", "aia_interval_0.25.cdf"}), 2087,
+         axis + "not all selected files had the same sampling interval.", "aia_interval_0.25.cdf"},
+        {Files({"aia_run1.cdf", "aia_delay.cdf"}), 2089,
+         axis + "the delay time was not equal in all selected files.", "aia_delay.cdf"},
         {Files({"aia_nonuniform.cdf"}), 2085,
          "Error wile reading file attributes in the file. Files with non-uniform sampling of "
          "data is not supported by TAVIX.",
@@ -295,15 +296,9 @@ TEST(NetCDFFile, RefusesChromatogramsThatDoNotShareTheAxisAndDamagedMvaFiles) {
         {Files({"aia_no_completeness.cdf"}), 2082,
          "The file does not seem to be a valid ANDI/chromatography file.",
          "aia_no_completeness.cdf"},
-        {Files({"aia_run1.cdf", "mva_float.cdf"}), 2082,
-         "Unable to read one or more of the selected files, not all files seem to be valid "
-         "ANDI/chromatography files.",
-         "mva_float.cdf"},
+        {Files({"aia_run1.cdf", "mva_float.cdf"}), 2082, notAndi, "mva_float.cdf"},
         // A second file that does not open is no chromatogram either.
-        {Files({"aia_run1.cdf", "missing.cdf"}), 2082,
-         "Unable to read one or more of the selected files, not all files seem to be valid "
-         "ANDI/chromatography files.",
-         "missing.cdf"},
+        {Files({"aia_run1.cdf", "missing.cdf"}), 2082, notAndi, "missing.cdf"},
         {Files({"mva_unknown_type.cdf"}), 2065,
          "The size of the observation data could not be established. Necessary variables ID's "
          "could not be found in the file.",
@@ -322,10 +317,7 @@ TEST(NetCDFFile, RefusesChromatogramsThatDoNotShareTheAxisAndDamagedMvaFiles) {
          "The files contain different number of variables.", "mva_six_variables.cdf"},
         {Files({"mva_float.cdf", "aia_run1.cdf"}), 2064,
          "One or more files seem not to be a valid MVACDF files.", "aia_run1.cdf"},
-        {Files({"aia_run1.cdf", "mva_float.cdf", "aia_run2.cdf"}), 2082,
-         "Unable to read one or more of the selected files, not all files seem to be valid "
-         "ANDI/chromatography files.",
-         "mva_float.cdf"},
+        {Files({"aia_run1.cdf", "mva_float.cdf", "aia_run2.cdf"}), 2082, notAndi, "mva_float.cdf"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.files);
