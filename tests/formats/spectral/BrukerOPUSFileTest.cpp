@@ -185,9 +185,7 @@ TEST_F(OpusFiles, FilesOnOneGridMergeAndOthersAreRefusedByName) {
     EXPECT_NE(text.find("a.0"), std::string::npos) << text;
     EXPECT_NE(text.find("c.0"), std::string::npos) << text;
 
-    // The interpolated variant resamples onto the first grid. y = x on both grids:
-    // resampled values equal the first grid's x; points beyond the second file's range
-    // stay empty.
+    // Resampled onto the first grid, y = x gives its x; points past the second file stay empty.
     const std::string d = Write("d.0", Spectrum({10, 20, 30, 40}, 10, 40));
     const std::string e = Write("e.0", Spectrum({5, 15, 25, 35}, 5, 35));
     BrukerOPUSFile interpolated(true);

@@ -324,9 +324,8 @@ TEST(GalacticSPCFile, MonthLengths) {
 }
 
 TEST(GalacticSPCFile, OldMultiFileFilesGiveEverySpectrumTheirSizeHolds) {
-    // m_ordz.spc: an old-format file marked multi-file, 857 points of 32-bit y in each of
-    // its sub-files, each after a 32-byte header that gives its z. The old header counts
-    // no sub-files: the size does.
+    // m_ordz.spc: old format, multi-file, sub-files of a 32-byte header (with z) and 857
+    // 32-bit y; the old header counts no sub-files, the size does.
     const std::string whole = Slurp(std::string(ZM_CORPUS) + "/spc/m_ordz.spc");
     ASSERT_EQ(whole[1], 'M');
     ASSERT_TRUE(whole[0] & 0x04);

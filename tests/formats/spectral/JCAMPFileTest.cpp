@@ -511,9 +511,8 @@ std::string Spectrum(int n, double first, double last, bool npoints = true, int 
 }
 
 TEST(JCAMPFileAxis, ResampledRowsKeepTheirLastPoint) {
-    // Spectra over one x range with other point counts end on the reference's last x:
-    // its last column always gets the other row's last value, whatever the rounding of
-    // first + i * step.
+    // The reference's last column gets the other row's last value, however first + i * step
+    // rounds.
     zmtest::ScratchDir scratch;
     int pairs = 0;
     for (int n = 20; n < 120; n += 3) {
@@ -581,9 +580,8 @@ TEST(JCAMPFileAxis, ASecondOpenStartsAfresh) {
 }
 
 TEST(JCAMPFileAxis, LineStartsTellAMissingLineWithoutAPointCount) {
-    // 100 points, ten a line. A line left out stretches the x axis silently unless the x
-    // that starts each line is checked: the warning says how many points the file held
-    // and how many its line starts call for, as it does when "##NPOINTS=" is given.
+    // A line left out of 100 points, ten a line, is told by the x starting each line, as
+    // "##NPOINTS=" would tell it.
     zmtest::ScratchDir scratch;
     const struct {
         bool npoints;

@@ -334,9 +334,7 @@ TEST(NetCDFFile, RefusesChromatogramsThatDoNotShareTheAxisAndDamagedMvaFiles) {
 }
 
 TEST(AndiFileReader, RefusesAHeaderCountingBillionsOfPointsAtOnce) {
-    // Two billion records whose data the file does not hold: refused before the library
-    // is asked for any of them, in a child under a CPU limit and without allocating what
-    // the header counts.
+    // Two billion records the file does not hold: refused before the library reads any.
     const auto cost = zmtest::ExpectBounded({60, 0}, [] {
         NetCDFFile reader;
         EXPECT_EQ(reader.Open(true, Fixture("aia_huge_dimension.cdf").c_str(), nullptr), 2049);
@@ -584,9 +582,8 @@ TEST(NetCDFDamage, TheTrialAnswersThroughAPipeAndReadsNoValuesAFileOnlyDeclares)
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 
-    // 6.5 KB declaring 2^40 doubles. Read in full by the trial, its processor-time limit
-    // would end it and the valid file would be refused; it opens, and the reader refuses
-    // the vast variable with its own code.
+    // 6.5 KB declaring 2^40 doubles: the trial opens it without reading them, the reader
+    // refuses the variable.
     EXPECT_TRUE(zm::NetCDF(Fixture("mva_vast_unwritten.nc")).IsOpen());
     NetCDFFile reader;
     EXPECT_EQ(reader.Open(true, Fixture("mva_vast_unwritten.nc").c_str(), nullptr), 2065);
