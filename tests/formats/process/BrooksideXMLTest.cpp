@@ -63,12 +63,12 @@ TEST(BrooksideXML, ReadsTwoWafersWithEachIntervalLabel) {
 TEST(BrooksideXML, KeepsTheMessageWafersAndIntervals) {
     BrooksideXML reader;
     ASSERT_EQ(reader.Open(true, Fixture("two-wafers.xml").c_str(), nullptr), 0);
-    EXPECT_EQ(reader.GetAttribute("ID"), "APC-North");
-    EXPECT_EQ(reader.GetAttribute("MessageSequenceIdentifier"), "881");
-    EXPECT_EQ(reader.GetAttribute("ResourceID"), "ETCH07-PM2");
-    EXPECT_EQ(reader.GetAttribute("chamberRecipe"), "PM2_MAIN");
-    EXPECT_EQ(reader.GetAttribute("Name"), "Gate etch trace");
-    EXPECT_EQ(reader.GetAttribute("TopicName"), "FDC.Results.ETCH07");
+    for (const auto& [name, value] : {std::pair{"ID", "APC-North"},
+                                      {"ResourceID", "ETCH07-PM2"},
+                                      {"chamberRecipe", "PM2_MAIN"},
+                                      {"Name", "Gate etch trace"},
+                                      {"TopicName", "FDC.Results.ETCH07"}})
+        EXPECT_EQ(reader.GetAttribute(name), value) << name;
     EXPECT_TRUE(reader.IsApstat());  // "f_MainEtch"
 
     ASSERT_EQ(reader.SizeWafer(), 2);
@@ -113,7 +113,7 @@ TEST(BrooksideXML, KeepsTheMessageWafersAndIntervals) {
     EXPECT_EQ(plain.GetAttribute("ToolType"), "t");
 }
 
-TEST(BrooksideXML, SizesTwoWafersOf100And120RowsOverFiveVariables) {
+TEST(BrooksideXML, SizesTwoWafersOf100And120RowsAndReadsSeveralFilesIntoOneSheet) {
     BrooksideXML reader;
     ASSERT_EQ(reader.Open(true, Fixture("sizes-100-120.xml").c_str(), nullptr), 0);
     EXPECT_EQ(reader.GetNumCols(), 8);
@@ -121,25 +121,20 @@ TEST(BrooksideXML, SizesTwoWafersOf100And120RowsOverFiveVariables) {
     EXPECT_FALSE(reader.IsApstat());
     zmtest::RecordingSink sink;
     ASSERT_EQ(reader.Read(&sink), 0);
-    EXPECT_EQ(sink.Text(1, 221), "WB");
-    EXPECT_EQ(sink.Text(2, 221), "Step2");
-    EXPECT_EQ(sink.Number(8, 221), 600);  // row 120 of B: 120 x 5
-}
+    // Row 120 of B: 120 x 5.
+    zmtest::ExpectCells(sink, {{1, 221, "WB"}, {2, 221, "Step2"}, {8, 221, 600.0}});
 
-TEST(BrooksideXML, ReadsSeveralFilesIntoOneSheet) {
     const std::string files =
         zm::JoinFileNames({Fixture("two-wafers.xml"), Fixture("sizes-100-120.xml")});
-    BrooksideXML reader;
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(reader, files, sink), 0) << Message(reader);
-    EXPECT_EQ(reader.SizeWafer(), 4);
-    EXPECT_EQ(sink.rows, 16 + 220);
-    EXPECT_EQ(sink.cols, 2 + 6);  // Bias joins the five variables of the first file
+    BrooksideXML both;
+    zmtest::RecordingSink all;
+    ASSERT_EQ(zmtest::ReadAll(both, files, all), 0) << Message(both);
+    EXPECT_EQ(both.SizeWafer(), 4);
+    EXPECT_EQ(all.rows, 16 + 220);
+    EXPECT_EQ(all.cols, 2 + 6);  // Bias joins the five variables of the first file
     // Both files name sections alike in other cases; each wafer finds its own file's.
-    EXPECT_EQ(sink.Text(1, 17), "WA");
-    EXPECT_EQ(sink.Text(8, 1), "Bias");
-    EXPECT_EQ(sink.Number(8, 17), 5);
-    EXPECT_EQ(reader.GetAttribute("MessageSequenceIdentifier"), "881");
+    zmtest::ExpectCells(all, {{1, 17, "WA"}, {8, 1, "Bias"}, {8, 17, 5.0}});
+    EXPECT_EQ(both.GetAttribute("MessageSequenceIdentifier"), "881");
 }
 
 // Wafers that name one section between them get its rows once: sharing cannot make a
@@ -250,6 +245,14 @@ TEST(BrooksideXML, RefusesEachFaultWithItsText) {
     EXPECT_EQ(zmtest::ReadAll(reader, Fixture("short-line.xml"), sink), 162);
     EXPECT_TRUE(sink.Has(6, 4));
     EXPECT_FALSE(sink.Has(1, 5));
+    // A row number repeated is no increase either.
+    zmtest::ScratchDir scratch;
+    const std::string repeated = TwoWafersWith("\n2\t0.5\t12.5", "\n1\t0.5\t12.5");
+    BrooksideXML again;
+    EXPECT_EQ(zmtest::ReadAll(again, scratch.Write("repeat.xml", repeated), sink), 162);
+    EXPECT_EQ(Message(again),
+              "Error in RAWDATA section:\nRow numbers are not increasing in "
+              "RAWDATA section 'RD_W01'.");
 }
 
 TEST(BrooksideXML, CodesStickUntilCloseAndWritingIsRefused) {
@@ -270,20 +273,6 @@ TEST(BrooksideXML, CodesStickUntilCloseAndWritingIsRefused) {
     EXPECT_EQ(reader.GetNumRows(), 16);
     EXPECT_EQ(reader.Open(true, Fixture("missing.xml").c_str(), nullptr), 161);
     EXPECT_EQ(reader.SizeWafer(), 0);  // a failed open keeps nothing
-
-    const std::pair<int, const char*> kTexts[] = {
-        {160, "An unknown error occurred."},
-        {163, "An unknown exception occurred."},
-        {166, "An unknown error occurred."},
-        {1, "This function is not implemented for this file format."}};
-    struct Probe : BrooksideXML {
-        void Force(int code) { status = code; }
-    };
-    for (const auto& [code, text] : kTexts) {
-        Probe probe;
-        probe.Force(code);
-        EXPECT_EQ(Message(probe), text);
-    }
 }
 
 TEST(BrooksideXML, DetectsOnlyDocumentsThatValidate) {
@@ -306,19 +295,14 @@ TEST(BrooksideXML, DetectsOnlyDocumentsThatValidate) {
     EXPECT_FALSE(BrooksideXML::IsMyKindOfFile(nullptr));
 
     // The registry holds the real reader under the format's name.
-    bool registered = false;
-    for (int i = 1; i <= SprFileFactory::SizeInfos(); ++i) {
-        if (std::strcmp(SprFileFactory::GetInfo(i)->name, "Brookside Ver. 2.6 XML File") != 0)
-            continue;
-        registered = true;
-        EXPECT_EQ(SprFileFactory::IsMyKindOfFile(i, Fixture("two-wafers.xml").c_str()),
-                  SprFileFactory::kSurely);
-        EXPECT_EQ(SprFileFactory::IsMyKindOfFile(i, Fixture("no-doctype.xml").c_str()),
-                  SprFileFactory::kNotMine);
-        std::unique_ptr<SpreadsheetFile> made(SprFileFactory::GetSpreadsheetFile(i));
-        EXPECT_NE(dynamic_cast<BrooksideXML*>(made.get()), nullptr);
-    }
-    EXPECT_TRUE(registered);
+    const int i = zmtest::FormatIndex("Brookside Ver. 2.6 XML File");
+    ASSERT_NE(i, 0);
+    EXPECT_EQ(SprFileFactory::IsMyKindOfFile(i, Fixture("two-wafers.xml").c_str()),
+              SprFileFactory::kSurely);
+    EXPECT_EQ(SprFileFactory::IsMyKindOfFile(i, Fixture("no-doctype.xml").c_str()),
+              SprFileFactory::kNotMine);
+    std::unique_ptr<SpreadsheetFile> made(SprFileFactory::GetSpreadsheetFile(i));
+    EXPECT_NE(dynamic_cast<BrooksideXML*>(made.get()), nullptr);
 }
 
 // Opens and reads `file`; returns the message and every text cell, for searching.
@@ -329,50 +313,7 @@ std::string EverythingSaid(const std::string& file, int& status) {
     return Message(reader) + "\n" + sink.Dump();
 }
 
-TEST(BrooksideXML, NeverReadsOtherFiles) {
-    // A file of our own with a token nobody else writes, reached in every way a document
-    // can name it: a general entity, a parameter entity, the document type itself.
-    zmtest::ScratchDir scratch;
-    const std::string token = "SECRET-" + std::to_string(::getpid()) + "-TOKEN";
-    const std::string secret = scratch.Write("secret.txt", token + "\n");
-    const std::string body = Slurp(Fixture("two-wafers.xml"));
-    const std::string doctype = "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\">";
-    const std::string kDoctypes[] = {
-        "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\" [<!ENTITY s SYSTEM \"" + secret + "\">]>",
-        "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\" [<!ENTITY s SYSTEM \"file://" + secret +
-            "\">]>",
-        "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\" [<!ENTITY % p SYSTEM \"" + secret +
-            "\"> %p;]>",
-        "<!DOCTYPE FDCRequest SYSTEM \"" + secret + "\">",
-        "<!DOCTYPE FDCRequest SYSTEM \"secret.txt\">",
-    };
-    for (const std::string& d : kDoctypes) {
-        std::string text = body;
-        text.replace(text.find(doctype), doctype.size(), d);
-        text.replace(text.find("NUM_DATA_COLS"), 0, "&s;");
-        const std::string file = scratch.Write("doc.xml", text);
-        EXPECT_FALSE(BrooksideXML::IsMyKindOfFile(file.c_str())) << d;
-        int status = 0;
-        const std::string said = EverythingSaid(file, status);
-        EXPECT_EQ(status, 161) << said;
-        EXPECT_EQ(said.find(token), std::string::npos) << said;
-    }
-    // The fixtures that name /etc/hostname say nothing of its content either.
-    const std::string host = Slurp("/etc/hostname");
-    const std::string hostname = host.substr(0, host.find('\n'));
-    for (const char* name : {"entity-local-file.xml", "entity-file-url.xml", "other-dtd.xml",
-                             "parameter-entity.xml"}) {
-        int status = 0;
-        const std::string said = EverythingSaid(Fixture(name), status);
-        EXPECT_EQ(status, 161) << name;
-        EXPECT_NE(said.find("is not read"), std::string::npos) << said;
-        if (hostname.size() >= 3) {
-            EXPECT_EQ(said.find(hostname), std::string::npos) << said;
-        }
-    }
-}
-
-TEST(BrooksideXML, NeverConnectsToTheNetwork) {
+TEST(BrooksideXML, NeverReadsOtherFilesNorConnectsToTheNetwork) {
     // A listening socket on the loopback: a document that names it must not reach it.
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     ASSERT_GE(listener, 0);
@@ -386,18 +327,31 @@ TEST(BrooksideXML, NeverConnectsToTheNetwork) {
     const std::string url =
         "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/fdc.dtd";
 
+    // A file of our own with a token nobody else writes, reached in every way a document
+    // can name it: a general entity, a parameter entity, the document type itself.
     zmtest::ScratchDir scratch;
+    const std::string token = "SECRET-" + std::to_string(::getpid()) + "-TOKEN";
+    const std::string secret = scratch.Write("secret.txt", token + "\n");
     const std::string doctype = "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\">";
-    for (const std::string& d :
-         {"<!DOCTYPE FDCRequest SYSTEM \"" + url + "\">",
-          "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\" [<!ENTITY s SYSTEM \"" + url + "\">]>"}) {
+    const std::string own = "<!DOCTYPE FDCRequest SYSTEM \"FDCRequest.dtd\" [";
+    const std::string kDoctypes[] = {
+        own + "<!ENTITY s SYSTEM \"" + secret + "\">]>",
+        own + "<!ENTITY s SYSTEM \"file://" + secret + "\">]>",
+        own + "<!ENTITY % p SYSTEM \"" + secret + "\"> %p;]>",
+        "<!DOCTYPE FDCRequest SYSTEM \"" + secret + "\">",
+        "<!DOCTYPE FDCRequest SYSTEM \"secret.txt\">",
+        "<!DOCTYPE FDCRequest SYSTEM \"" + url + "\">",
+        own + "<!ENTITY s SYSTEM \"" + url + "\">]>",
+    };
+    for (const std::string& d : kDoctypes) {
         std::string text = TwoWafersWith(doctype, d);
         text.replace(text.find("NUM_DATA_COLS"), 0, "&s;");
-        const std::string file = scratch.Write("net.xml", text);
-        EXPECT_FALSE(BrooksideXML::IsMyKindOfFile(file.c_str()));
+        const std::string file = scratch.Write("doc.xml", text);
+        EXPECT_FALSE(BrooksideXML::IsMyKindOfFile(file.c_str())) << d;
         int status = 0;
-        EverythingSaid(file, status);
-        EXPECT_EQ(status, 161);
+        const std::string said = EverythingSaid(file, status);
+        EXPECT_EQ(status, 161) << said;
+        EXPECT_EQ(said.find(token), std::string::npos) << said;
     }
     ::fcntl(listener, F_SETFL, O_NONBLOCK);
     const int connection = ::accept(listener, nullptr, nullptr);
@@ -405,6 +359,20 @@ TEST(BrooksideXML, NeverConnectsToTheNetwork) {
     if (connection >= 0)
         ::close(connection);
     ::close(listener);
+
+    // The fixtures that name /etc/hostname say nothing of its content either.
+    const std::string host = Slurp("/etc/hostname");
+    const std::string hostname = host.substr(0, host.find('\n'));
+    for (const char* name : {"entity-local-file.xml", "entity-file-url.xml", "other-dtd.xml",
+                             "parameter-entity.xml"}) {
+        int status = 0;
+        const std::string said = EverythingSaid(Fixture(name), status);
+        EXPECT_EQ(status, 161) << name;
+        EXPECT_NE(said.find("is not read"), std::string::npos) << said;
+        if (hostname.size() >= 3) {
+            EXPECT_EQ(said.find(hostname), std::string::npos) << said;
+        }
+    }
 }
 
 TEST(BrooksideXML, BoundsEntityExpansion) {

@@ -4,36 +4,22 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "formats/spectral/BrimroseFile.h"
 #include "tests/support/HostileLocale.h"
 #include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
 
 namespace {
+
+using zmtest::Message;
+using zmtest::Slurp;
 
 std::string Fixture(const std::string& name) {
     return std::string(ZM_TEST_DATA) + "/brimrose/" + name;
 }
-
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return (std::ostringstream() << in.rdbuf()).str();
-}
-
-// Lets a test give the reader any code, to check texts that no read produces.
-class ProbeReader : public BrimroseFile {
-  public:
-    void Force(int code) { status = code; }
-    std::string Message() {
-        char buffer[512];
-        GetErrorMessage(buffer, sizeof buffer);
-        return buffer;
-    }
-};
 
 class BrimroseFileGolden : public ::testing::TestWithParam<std::pair<const char*, int>> {
   protected:
@@ -93,7 +79,6 @@ TEST_F(BrimroseFileGolden, NamesIgnoreTheHostLocaleAndStampsFollowTheTimeZone) {
     setenv("TZ", "UTC", 1);
     tzset();
     ASSERT_EQ(utc.size(), 19u);
-    EXPECT_NE(east, utc);
     std::tm tm{};
     ASSERT_NE(strptime(utc.c_str(), "%Y-%m-%d/%H:%M:%S", &tm), nullptr);
     const time_t shifted = timegm(&tm) + 5 * 3600 + 30 * 60;
@@ -121,13 +106,15 @@ TEST(BrimroseFile, RecognisesMagicOnlyWithAWholeMainHeader) {
                   mine ? SprFileFactory::kSurely : SprFileFactory::kNotMine);
         BrimroseFile reader;
         EXPECT_EQ(reader.Open(true, Fixture(name).c_str(), nullptr), mine ? 0 : 2822) << name;
+        if (!mine)
+            EXPECT_EQ(Message(reader), "The file does not seem to be a valid Brimrose file.");
     }
     EXPECT_FALSE(BrimroseFile::IsBrimroseFile(nullptr));
     std::unique_ptr<SpreadsheetFile> made(SprFileFactory::GetSpreadsheetFile(1));
     EXPECT_NE(dynamic_cast<BrimroseFile*>(made.get()), nullptr);
 }
 
-TEST(BrimroseFile, CodesStickUntilClose) {
+TEST(BrimroseFile, CodesStickUntilCloseAndCountsAreUnsigned) {
     const std::string good = Fixture("two-spectra.dat");
     BrimroseFile reader;
     EXPECT_EQ(reader.Open(false, good.c_str(), nullptr), 3);
@@ -147,24 +134,22 @@ TEST(BrimroseFile, CodesStickUntilClose) {
     EXPECT_EQ(reader.Open(true, good.c_str(), nullptr), 2820);
     EXPECT_TRUE(later.cells.empty());
     EXPECT_EQ(reader.GetNumCols(), 5);  // sizing succeeded before the read failed
-}
 
-TEST(BrimroseFile, CountsAreUnsigned) {
     // 65535 points and spectra, not -1; no data, so only the name row arrives.
-    BrimroseFile reader;
-    ASSERT_EQ(reader.Open(true, Fixture("maximum-counts.dat").c_str(), nullptr), 0);
-    EXPECT_EQ(std::pair(reader.GetNumCols(), reader.GetNumRows()), std::pair(65537, 65536));
-    zmtest::RecordingSink sink;
-    EXPECT_EQ(reader.Read(&sink), 2819);
-    EXPECT_EQ(sink.cells.size(), 65537u);
-    EXPECT_EQ(sink.Text(65537, 1), "w33167");
+    BrimroseFile maximum;
+    ASSERT_EQ(maximum.Open(true, Fixture("maximum-counts.dat").c_str(), nullptr), 0);
+    EXPECT_EQ(std::pair(maximum.GetNumCols(), maximum.GetNumRows()), std::pair(65537, 65536));
+    zmtest::RecordingSink names;
+    EXPECT_EQ(maximum.Read(&names), 2819);
+    EXPECT_EQ(names.cells.size(), 65537u);
+    EXPECT_EQ(names.Text(65537, 1), "w33167");
 }
 
 TEST(BrimroseFile, EveryCutPointGivesTheCodeOfThePartCut) {
     const std::string whole = Slurp(Fixture("two-spectra.dat"));
     const size_t record = 128 + 4 * 3;
-    const auto path = std::filesystem::path(::testing::TempDir()) / "brimrose-cut.dat";
-    std::ofstream(path, std::ios::binary).write(whole.data(), whole.size());
+    zmtest::ScratchDir scratch;
+    const std::string path = scratch.Write("cut.dat", whole);
     // A main header shortened after opening fails sizing.
     BrimroseFile shrunk;
     ASSERT_EQ(shrunk.Open(true, path.c_str(), nullptr), 0);
@@ -176,39 +161,18 @@ TEST(BrimroseFile, EveryCutPointGivesTheCodeOfThePartCut) {
         std::filesystem::resize_file(path, length);
         BrimroseFile reader;
         zmtest::RecordingSink sink;
-        const int code = zmtest::ReadAll(reader, path.string(), sink);
+        const int code = zmtest::ReadAll(reader, path, sink);
         if (length < 512) {
             EXPECT_EQ(code, 2822) << length;
             continue;
         }
         const size_t complete = (length - 512) / record;
         EXPECT_EQ(code, (length - 512) % record < 128 ? 2819 : 2820) << length;
+        if (code != 0)
+            EXPECT_FALSE(Message(reader).empty()) << length;
         // Row 1 holds the names, so the last complete spectrum is row complete + 1.
         EXPECT_TRUE(sink.Has(1, static_cast<int>(complete) + 1)) << length;
         EXPECT_FALSE(sink.Has(1, static_cast<int>(complete) + 2)) << length;
-    }
-    std::filesystem::remove(path);
-}
-
-TEST(BrimroseFile, EveryCodeHasItsText) {
-    const std::pair<int, const char*> texts[] = {
-        {6, "An unknown exception occurred."},  // the reader base's own codes
-        {7, "No further information available."},
-        {2816, "Failed to open stream for reading."},
-        {2817, "Wrong file mode. The executed operation is only supported in read mode."},
-        {2818, "File corrupt! Could not read the whole main header (possibly end of file)."},
-        {2819, "File corrupt! Could not read the whole sub header (possibly end of file)."},
-        {2820, "File corrupt! Could not read data (possibly end of file)."},
-        {2821,
-         "File is corrupt! Header contains corrupt information about starting, ending "
-         "wavelength, or number of data points."},
-        {2822, "The file does not seem to be a valid Brimrose file."},
-        {2823, "No further information available."},
-    };
-    ProbeReader reader;
-    for (const auto& [code, text] : texts) {
-        reader.Force(code);
-        EXPECT_EQ(reader.Message(), text) << code;
     }
 }
 

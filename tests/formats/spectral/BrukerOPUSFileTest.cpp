@@ -2,6 +2,7 @@
 // detection against the other spectral formats, and damaged directories.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include "formats/spectral/BrukerOPUSFile.h"
 #include "framework/SprFileFactory.h"
 #include "platform/BinaryString.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
@@ -20,31 +22,19 @@ namespace {
 
 namespace fs = std::filesystem;
 using zmtest::Message;
-
-void Put32(std::string& out, uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-        out += static_cast<char>((v >> (8 * i)) & 0xFF);
-}
-
-void Put16(std::string& out, uint16_t v) {
-    out += static_cast<char>(v & 0xFF);
-    out += static_cast<char>(v >> 8);
-}
+using zmtest::U32;
 
 // A parameter block: entries of key, type, length in 2-byte words and value.
 struct Parameters {
     std::string bytes;
     Parameters& Int(const char* key, int32_t v) {
         Head(key, 0, 2);
-        Put32(bytes, static_cast<uint32_t>(v));
+        bytes += U32(static_cast<uint32_t>(v));
         return *this;
     }
     Parameters& Real(const char* key, double v) {
         Head(key, 1, 4);
-        uint64_t bits;
-        std::memcpy(&bits, &v, 8);
-        Put32(bytes, static_cast<uint32_t>(bits));
-        Put32(bytes, static_cast<uint32_t>(bits >> 32));
+        bytes += zmtest::F64(v);
         return *this;
     }
     Parameters& Text(const char* key, const std::string& v) {
@@ -59,10 +49,7 @@ struct Parameters {
         return bytes;
     }
     void Head(const char* key, uint16_t type, uint16_t words) {
-        bytes.append(key, 3);
-        bytes += '\0';
-        Put16(bytes, type);
-        Put16(bytes, words);
+        bytes += std::string(key, 3) + '\0' + zmtest::U16(type) + zmtest::U16(words);
     }
 };
 
@@ -74,21 +61,14 @@ struct Block {
 // Header, directory (room for the blocks and the directory's own entry), then blocks.
 std::string BuildOpus(const std::vector<Block>& blocks) {
     const uint32_t entries = static_cast<uint32_t>(blocks.size()) + 1;
-    std::string out("\x0A\x0A\xFE\xFE", 4);
-    out.append(8, '\0');
-    Put32(out, 24);
-    Put32(out, entries);
-    Put32(out, entries);
+    const std::string out = std::string("\x0A\x0A\xFE\xFE", 4) + std::string(8, '\0') + U32(24) +
+                            U32(entries) + U32(entries);
     uint32_t offset = 24 + 12 * entries;
-    std::string directory;
-    directory += std::string("\0\x34\0\0", 4);
-    Put32(directory, 3 * entries);
-    Put32(directory, 24);
+    std::string directory = std::string("\0\x34\0\0", 4) + U32(3 * entries) + U32(24);
     std::string body;
     for (const Block& block : blocks) {
         directory.append(reinterpret_cast<const char*>(block.type), 4);
-        Put32(directory, static_cast<uint32_t>(block.bytes.size() / 4));
-        Put32(directory, offset);
+        directory += U32(static_cast<uint32_t>(block.bytes.size() / 4)) + U32(offset);
         body += block.bytes;
         offset += static_cast<uint32_t>(block.bytes.size());
     }
@@ -97,11 +77,8 @@ std::string BuildOpus(const std::vector<Block>& blocks) {
 
 std::string Floats(const std::vector<float>& values) {
     std::string out;
-    for (float v : values) {
-        uint32_t bits;
-        std::memcpy(&bits, &v, 4);
-        Put32(out, bits);
-    }
+    for (float v : values)
+        out += U32(std::bit_cast<uint32_t>(v));
     return out;
 }
 
@@ -145,16 +122,11 @@ class OpusFiles : public ::testing::Test {
 };
 
 // Options holding just the chosen block.
-struct BlockOption {
-    std::vector<unsigned char> data;
-    ZmImportOpenOptions record{};
+struct BlockOption : zmtest::OptionsRecord {
     explicit BlockOption(const std::string& block) {
-        std::string framed;
-        zm::WriteBinaryString(framed, "<Configuration><Settings><DataBlock>" + block +
-                                          "</DataBlock></Settings></Configuration>");
-        data.assign(framed.begin(), framed.end());
-        record.data = data.data();
-        record.size = static_cast<uint32_t>(data.size());
+        zm::SettingsDocument document;
+        document.SetString("Settings", "DataBlock", block);
+        zm::StoreOptions(&options, document);
     }
 };
 
@@ -173,29 +145,26 @@ TEST_F(OpusFiles, ReadsTheAbsorbanceOnItsAxisScaledAndLabelled) {
 
     EXPECT_EQ(reader.GetNumCols(), 4 + 5);
     EXPECT_EQ(reader.GetNumRows(), 3);
-    EXPECT_EQ(sink.Text(4, 1), "Date");
-    EXPECT_EQ(sink.Text(2, 2), "WN");
-    EXPECT_EQ(sink.Number(5, 2), 4000);
-    EXPECT_EQ(sink.Number(6, 2), 3750);
-    EXPECT_EQ(sink.Number(9, 2), 3000);
-    EXPECT_EQ(sink.Text(2, 3), "a");
-    EXPECT_EQ(sink.Text(3, 3), "soil 7");
-    EXPECT_EQ(sink.Text(4, 3), "16/03/2023 12:28:27");
-    EXPECT_EQ(sink.Number(5, 3), 0.5);
-    EXPECT_EQ(sink.Number(9, 3), 2.5);
-}
+    zmtest::ExpectCells(sink, {{4, 1, "Date"},
+                               {2, 2, "WN"},
+                               {5, 2, 4000.0},
+                               {6, 2, 3750.0},
+                               {9, 2, 3000.0},
+                               {2, 3, "a"},
+                               {3, 3, "soil 7"},
+                               {4, 3, "16/03/2023 12:28:27"},
+                               {5, 3, 0.5},
+                               {9, 3, 2.5}});
 
-TEST_F(OpusFiles, TheOptionChoosesAnotherBlockOrNamesTheMissingOne) {
-    const std::string path = Write("a.0", Spectrum({1, 2, 3}, 10, 30, 1, true));
-    BrukerOPUSFile reader;
-    zmtest::RecordingSink sink;
-    BlockOption single("ScSm");
-    ASSERT_EQ(zmtest::ReadAll(reader, path, sink, &single.record), 0) << Message(reader);
-    EXPECT_EQ(sink.Number(7, 3), 6);
-
+    // The option chooses another block, or names the one that is missing.
+    BrukerOPUSFile channel;
+    zmtest::RecordingSink single;
+    BlockOption sample("ScSm");
+    ASSERT_EQ(zmtest::ReadAll(channel, path, single, &sample.options), 0) << Message(channel);
+    EXPECT_EQ(single.Number(9, 3), 5);  // 2 x 5 x 0.5
     BrukerOPUSFile missing;
     BlockOption nothing("IgRf");
-    EXPECT_EQ(missing.Open(true, path.c_str(), &nothing.record), BrukerOPUSFile::kMissingBlock);
+    EXPECT_EQ(missing.Open(true, path.c_str(), &nothing.options), BrukerOPUSFile::kMissingBlock);
     EXPECT_NE(Message(missing).find("IgRf"), std::string::npos);
 }
 
@@ -215,20 +184,15 @@ TEST_F(OpusFiles, FilesOnOneGridMergeAndOthersAreRefusedByName) {
     const std::string text = Message(refusing);
     EXPECT_NE(text.find("a.0"), std::string::npos) << text;
     EXPECT_NE(text.find("c.0"), std::string::npos) << text;
-}
 
-TEST_F(OpusFiles, TheInterpolatedVariantResamplesOntoTheFirstGrid) {
-    // y = x on both grids: resampled values equal the first grid's x; points beyond the
-    // second file's range stay empty.
-    const std::string a = Write("a.0", Spectrum({10, 20, 30, 40}, 10, 40));
-    const std::string b = Write("b.0", Spectrum({5, 15, 25, 35}, 5, 35));
-    BrukerOPUSFile reader(true);
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(reader, a + "\n" + b, sink), 0) << Message(reader);
-    EXPECT_EQ(sink.Number(5, 4), 10);
-    EXPECT_EQ(sink.Number(6, 4), 20);
-    EXPECT_EQ(sink.Number(7, 4), 30);
-    EXPECT_FALSE(sink.Has(8, 4));
+    // Resampled onto the first grid, y = x gives its x; points past the second file stay empty.
+    const std::string d = Write("d.0", Spectrum({10, 20, 30, 40}, 10, 40));
+    const std::string e = Write("e.0", Spectrum({5, 15, 25, 35}, 5, 35));
+    BrukerOPUSFile interpolated(true);
+    zmtest::RecordingSink resampled;
+    ASSERT_EQ(zmtest::ReadAll(interpolated, d + "\n" + e, resampled), 0) << Message(interpolated);
+    zmtest::ExpectCells(resampled,
+                        {{5, 4, 10.0}, {6, 4, 20.0}, {7, 4, 30.0}, zmtest::Absent(8, 4)});
 }
 
 TEST_F(OpusFiles, DamagedLayoutsAreRefusedWithTheirOwnCodes) {
@@ -261,18 +225,13 @@ TEST_F(OpusFiles, DamagedLayoutsAreRefusedWithTheirOwnCodes) {
         EXPECT_EQ(reader.Open(true, Write("bad.0", bytes).c_str(), nullptr), c.code);
         EXPECT_FALSE(Message(reader).empty());
     }
-}
-
-TEST_F(OpusFiles, ABlockOfManySpectraIsRefusedAndTheOthersStayReadable) {
     // An absorbance block 40 times longer than its two points: a series.
     const std::string path =
         Write("s.0", Spectrum(std::vector<float>(80, 1.0f), 10, 20, 1, true, 2));
-    BrukerOPUSFile reader;
-    EXPECT_EQ(reader.Open(true, path.c_str(), nullptr), BrukerOPUSFile::kSeriesBlock);
-    EXPECT_NE(Message(reader).find("series"), std::string::npos);
-}
-
-TEST_F(OpusFiles, PointCountsBeyondTheBlockAreRefusedBeforeAnyAllocation) {
+    BrukerOPUSFile series;
+    EXPECT_EQ(series.Open(true, path.c_str(), nullptr), BrukerOPUSFile::kSeriesBlock);
+    EXPECT_NE(Message(series).find("series"), std::string::npos);
+    // Point counts beyond the block are refused before any allocation.
     for (int32_t npt : {0, -1, 4, INT32_MAX, INT32_MIN}) {
         SCOPED_TRACE(npt);
         BrukerOPUSFile reader;
@@ -315,27 +274,20 @@ TEST_F(OpusFiles, DetectionGoesByContentAndClaimsNoOtherFormat) {
     std::string magicOnly("\x0A\x0A\xFE\xFE", 4);
     magicOnly.append(20, '\xFF');
     const std::string broken = Write("broken.0", magicOnly);
-    int plain = 0, interpolated = 0, spc = 0, jcamp = 0;
-    for (int i = 1; i <= SprFileFactory::SizeInfos(); ++i) {
-        const std::string name = SprFileFactory::GetInfo(i)->name;
-        plain = name == "Bruker OPUS File" ? i : plain;
-        interpolated = name == "Bruker OPUS Interpolated File" ? i : interpolated;
-        spc = name == "GalacticSPC File" ? i : spc;
-        jcamp = name == "JCAMP-DX File" ? i : jcamp;
-    }
+    const int plain = zmtest::FormatIndex("Bruker OPUS File");
+    const int interpolated = zmtest::FormatIndex("Bruker OPUS Interpolated File");
+    const int spc = zmtest::FormatIndex("GalacticSPC File");
+    const int jcamp = zmtest::FormatIndex("JCAMP-DX File");
     EXPECT_EQ(SprFileFactory::IsMyKindOfFile(plain, opus.c_str()), SprFileFactory::kSurely);
     EXPECT_EQ(SprFileFactory::IsMyKindOfFile(interpolated, opus.c_str()), SprFileFactory::kCanRead);
     EXPECT_NE(SprFileFactory::IsMyKindOfFile(spc, opus.c_str()), SprFileFactory::kSurely);
     EXPECT_EQ(SprFileFactory::IsMyKindOfFile(plain, text.c_str()), SprFileFactory::kNotMine);
     EXPECT_EQ(SprFileFactory::IsMyKindOfFile(plain, broken.c_str()), SprFileFactory::kNotMine);
     EXPECT_NE(SprFileFactory::IsMyKindOfFile(jcamp, opus.c_str()), SprFileFactory::kSurely);
-    const std::string realSpc = std::string(ZM_CORPUS) + "/spc";
-    if (fs::exists(realSpc)) {
-        for (const auto& entry : fs::directory_iterator(realSpc)) {
-            EXPECT_EQ(SprFileFactory::IsMyKindOfFile(plain, entry.path().c_str()),
-                      SprFileFactory::kNotMine)
-                << entry.path();
-        }
+    for (const auto& entry : fs::directory_iterator(std::string(ZM_CORPUS) + "/spc")) {
+        EXPECT_EQ(SprFileFactory::IsMyKindOfFile(plain, entry.path().c_str()),
+                  SprFileFactory::kNotMine)
+            << entry.path();
     }
 }
 

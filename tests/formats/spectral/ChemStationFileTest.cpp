@@ -2,6 +2,7 @@
 // records, truncation of real files, and detection.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -10,6 +11,7 @@
 #include "formats/spectral/ChemStationFile.h"
 #include "framework/SprFileFactory.h"
 #include "platform/BinaryString.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/RecordingSink.h"
 #include "tests/support/TextTestSupport.h"
 
@@ -22,20 +24,11 @@ using zmtest::Slurp;
 using ChemRun = zm::chemstation::Run;
 
 void PutBig32(std::string& out, size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-        out[at + i] = static_cast<char>(v >> (24 - 8 * i));
-}
-
-void PutBigDouble(std::string& out, size_t at, double v) {
-    uint64_t bits;
-    std::memcpy(&bits, &v, 8);
-    PutBig32(out, at, static_cast<uint32_t>(bits >> 32));
-    PutBig32(out, at + 4, static_cast<uint32_t>(bits));
+    out.replace(at, 4, zmtest::U32(v, true));
 }
 
 void PutBig16(std::string& out, int16_t v) {
-    out += static_cast<char>(static_cast<uint16_t>(v) >> 8);
-    out += static_cast<char>(v & 0xFF);
+    out += zmtest::U16(static_cast<uint16_t>(v), true);
 }
 
 // A 6 kB header of the given version with times in ms, the scale and a UTF-16 signal.
@@ -46,7 +39,7 @@ std::string NewHeader(const char* version, double scale, uint32_t first, uint32_
     PutBig32(out, 264, 0x1800 / 512 + 1);
     PutBig32(out, 282, first);
     PutBig32(out, 286, last);
-    PutBigDouble(out, 4732, scale);
+    out.replace(4732, 8, zmtest::F64(scale, true));
     const std::string signal = "DAD1A";
     out[4213] = static_cast<char>(signal.size());
     for (size_t i = 0; i < signal.size(); ++i)
@@ -55,9 +48,7 @@ std::string NewHeader(const char* version, double scale, uint32_t first, uint32_
 }
 
 uint32_t FloatBits(float f) {
-    uint32_t bits;
-    std::memcpy(&bits, &f, 4);
-    return bits;
+    return std::bit_cast<uint32_t>(f);
 }
 
 ChemRun Parse(const std::string& bytes, ParseError expected = ParseError::kNone) {
@@ -98,11 +89,7 @@ TEST(ChemStationParse, DecodesSecondDifferencesAndDoubles) {
 
     // Version 179: little-endian doubles to the end, times as floats.
     std::string doubles = NewHeader("179", 2, FloatBits(0), FloatBits(60000));
-    for (double v : {1.25, -3.5}) {
-        char raw[8];
-        std::memcpy(raw, &v, 8);
-        doubles.append(raw, 8);
-    }
+    doubles += zmtest::F64(1.25) + zmtest::F64(-3.5);
     EXPECT_EQ(Parse(doubles).traces[0].values, (std::vector<double>{2.5, -7}));
 }
 
@@ -116,10 +103,7 @@ TEST(ChemStationParse, RefusesDamagedHeadersAndRecords) {
     Parse(pointer, ParseError::kDamaged);
     Parse(NewHeader("130", 1, 0, 1000), ParseError::kNoPoints);
     Parse(NewHeader("99", 1, 0, 1000), ParseError::kUnsupported);
-    Parse(std::string("\x03"
-                      "1a0",
-                      4),
-          ParseError::kNotChemStation);
+    Parse(std::string{'\x03', '1', 'a', '0'}, ParseError::kNotChemStation);
     std::string nan = NewHeader("179", 1, FloatBits(NAN), 0);
     nan.append(8, '\0');
     Parse(nan, ParseError::kDamaged);
@@ -128,7 +112,7 @@ TEST(ChemStationParse, RefusesDamagedHeadersAndRecords) {
     std::string uv = NewHeader("131", 1, 0, 0);
     uv.resize(0x1000 + 4096);
     PutBig32(uv, 278, 0x80000000);
-    PutBigDouble(uv, 3085, 1);
+    uv.replace(3085, 8, zmtest::F64(1, true));
     Parse(uv, ParseError::kDamaged);
     // One spectrum whose record length is shorter than its head.
     PutBig32(uv, 278, 1);
@@ -218,10 +202,7 @@ TEST_F(ChemStationFiles, ARetentionTimeRangeKeepsThatSliceOfTheRow) {
 }
 
 TEST_F(ChemStationFiles, DetectionNeedsTheVersionAndTheExtension) {
-    int index = 0;
-    for (int i = 1; i <= SprFileFactory::SizeInfos(); ++i)
-        index =
-            std::string(SprFileFactory::GetInfo(i)->name) == "HPLC ChemStation File" ? i : index;
+    const int index = zmtest::FormatIndex("HPLC ChemStation File");
     const std::string signal = Slurp(Corpus("red_DAD1B.ch"));
     EXPECT_EQ(SprFileFactory::IsMyKindOfFile(index, Write("a.ch", signal).c_str()),
               SprFileFactory::kSurely);

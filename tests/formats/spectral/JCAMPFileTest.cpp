@@ -1,9 +1,11 @@
 // JCAMP-DX reader: value decoding, the writer's encodings, LINK files and resampling,
-// options, several files, refusals, warnings and damaged files.
+// options, several files, refusals, warnings and damaged files; the x axis of resampled
+// rows, line-start x checks, a second Open and file names that hold the list's separator.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -15,18 +17,16 @@
 #include "framework/OptionsRecord.h"
 #include "platform/FileNames.h"
 #include "platform/Settings.h"
+#include "tests/support/BoundedTest.h"
 #include "tests/support/RecordingSink.h"
+#include "tests/support/TextTestSupport.h"
 
 namespace {
 
+using zmtest::Message;
+
 std::string Fixture(const std::string& name) {
     return std::string(ZM_TEST_DATA) + "/jcamp/" + name;
-}
-
-std::string Message(JCAMPFile& reader) {
-    char buffer[1024];
-    reader.GetErrorMessage(buffer, sizeof buffer);
-    return buffer;
 }
 
 struct Value {
@@ -53,52 +53,47 @@ std::vector<Value> Values(const std::string& line, bool plainOnly) {
     return out;
 }
 
-TEST(JCAMPFileValues, DecodesEveryForm) {
-    // A decimal comma in ordinates, a separator in point tables.
-    auto v = Values("1,5", false);
-    ASSERT_EQ(v.size(), 1u);
-    EXPECT_DOUBLE_EQ(v[0].value, 1.5);
-    v = Values("1,5", true);
-    ASSERT_EQ(v.size(), 2u);
-    EXPECT_EQ(v[0].value, 1);
-    EXPECT_EQ(v[1].value, 5);
-    // Squeezed digits, differences and repeats.
-    v = Values("A3 j5 J3T @ % a0 s", false);
-    ASSERT_EQ(v.size(), 7u);
-    EXPECT_EQ(v[0].value, 13);
-    EXPECT_EQ(v[0].count, 1);
-    EXPECT_EQ(v[1].value, -15);
-    EXPECT_EQ(v[1].count, -1);
-    EXPECT_EQ(v[2].value, 13);
-    EXPECT_EQ(v[2].count, -2);
-    EXPECT_EQ(v[3].value, 0);
-    EXPECT_EQ(v[4].count, -1);
-    EXPECT_EQ(v[5].value, -10);
-    EXPECT_EQ(v[6].code, JCAMPFile::kIllegalCharacter);  // a repeat standing alone
-    // PAC: signs end the value before; exponents need their sign outside point tables.
-    v = Values("12-3+4.5 3E-2 7e+1", false);
-    ASSERT_EQ(v.size(), 5u);
-    EXPECT_EQ(v[1].value, -3);
-    EXPECT_DOUBLE_EQ(v[2].value, 4.5);
-    EXPECT_DOUBLE_EQ(v[3].value, 0.03);
-    EXPECT_DOUBLE_EQ(v[4].value, 70);
-    v = Values("12E5", false);  // 12, then the squeezed 55
-    ASSERT_EQ(v.size(), 2u);
-    EXPECT_EQ(v[1].value, 55);
-    v = Values("1.5E3, ?; 2", true);
-    ASSERT_EQ(v.size(), 3u);
-    EXPECT_DOUBLE_EQ(v[0].value, 1500);
-    EXPECT_TRUE(v[1].missing);
-    EXPECT_EQ(v[2].value, 2);
-    EXPECT_EQ(Values("A5s12", false)[0].count, 912);
-}
-
-TEST(JCAMPFileValues, RefusesWhatNoEncodingWrites) {
-    EXPECT_EQ(Values("5ST", false).back().code, JCAMPFile::kTwoDups);
-    EXPECT_EQ(Values("1 ! 2", false).back().code, JCAMPFile::kIllegalCharacter);
-    EXPECT_EQ(Values("+x", false).back().code, JCAMPFile::kIllegalCharacter);
+// Forms the numeral test below does not build: separators, repeats after a difference,
+// signs ending a value, the missing mark, and what no encoding writes.
+TEST(JCAMPFileValues, DecodesSeparatorsRepeatsAndSignsAndRefusesTheRest) {
+    const struct {
+        const char* line;
+        bool plainOnly;
+        std::vector<double> values;
+        std::vector<int> counts;
+    } cases[] = {
+        // A decimal comma in ordinates, a separator in point tables.
+        {"1,5", false, {1.5}, {1}},
+        {"1,5", true, {1, 5}, {1, 1}},
+        // Squeezed digits, differences and repeats.
+        {"A3 j5 J3T @ % a0", false, {13, -15, 13, 0, 0, -10}, {1, -1, -2, 1, -1, 1}},
+        // PAC: signs end the value before; exponents need their sign outside point tables.
+        {"12-3+4.5 3E-2 7e+1", false, {12, -3, 4.5, 0.03, 70}, {1, 1, 1, 1, 1}},
+        {"12E5", false, {12, 55}, {1, 1}},  // 12, then the squeezed 55
+        {"A5s12", false, {15}, {912}},
+    };
+    for (const auto& c : cases) {
+        const auto v = Values(c.line, c.plainOnly);
+        ASSERT_EQ(v.size(), c.values.size()) << c.line;
+        for (size_t i = 0; i < v.size(); ++i) {
+            EXPECT_DOUBLE_EQ(v[i].value, c.values[i]) << c.line << " " << i;
+            EXPECT_EQ(v[i].count, c.counts[i]) << c.line << " " << i;
+        }
+    }
+    const auto missing = Values("1.5E3, ?; 2", true);
+    ASSERT_EQ(missing.size(), 3u);
+    EXPECT_DOUBLE_EQ(missing[0].value, 1500);
+    EXPECT_TRUE(missing[1].missing);
+    const std::pair<std::string, int> kRefused[] = {
+        {"a0 s", JCAMPFile::kIllegalCharacter},  // a repeat standing alone
+        {"5ST", JCAMPFile::kTwoDups},
+        {"1 ! 2", JCAMPFile::kIllegalCharacter},
+        {"+x", JCAMPFile::kIllegalCharacter},
+        {std::string(80, '9'), JCAMPFile::kIllegalCharacter},
+    };
+    for (const auto& [line, code] : kRefused)
+        EXPECT_EQ(Values(line, false).back().code, code) << line;
     EXPECT_EQ(Values("1 A2", true).back().code, JCAMPFile::kInvalidCharacter);
-    EXPECT_EQ(Values(std::string(80, '9'), false).back().code, JCAMPFile::kIllegalCharacter);
 }
 
 // Every numeral reads as the double its text parses to, to the last bit, whether built
@@ -241,33 +236,19 @@ TEST(JCAMPFileSheet, ResamplesALinkFileOntoTheReferenceBlock) {
 }
 
 TEST(JCAMPFileSheet, OptionsChooseBlocksAndTheReference) {
-    // An empty record gets every block and the first as reference.
-    {
+    // An empty record gets every block and the first as reference, byte for byte what the
+    // settings layer writes for the same choices; a file without data blocks an empty list.
+    zmtest::ScratchDir scratch;
+    const std::string noData =
+        scratch.Write("none.jdx", "##TITLE=none\n##DATA TYPE=LINK\n##END=\n");
+    const std::pair<std::string, std::vector<std::string>> kWritten[] = {
+        {Fixture("link-two-axes.jdx"), {"0", "1"}}, {noData, {}}};
+    for (const auto& [file, blocks] : kWritten) {
         JCAMPFile reader;
         ZmImportOpenOptions empty{};
-        ASSERT_EQ(reader.Open(true, Fixture("link-two-axes.jdx").c_str(), &empty), 0);
-        std::unique_ptr<zm::SettingsDocument> written;
-        ASSERT_EQ(zm::DecodeOptions(&empty, written), zm::OptionsDecode::kDecoded);
-        EXPECT_EQ(written->GetList("Settings", "DataBlocks"), (std::vector<std::string>{"0", "1"}));
-        EXPECT_EQ(written->GetInt("Settings", "InterPolationSerie"), 0);
-        // Byte for byte what the settings layer writes for the same choices.
+        ASSERT_EQ(reader.Open(true, file.c_str(), &empty), 0) << file;
         zm::SettingsDocument same;
-        same.SetList("Settings", "DataBlocks", {"0", "1"});
-        same.SetInt("Settings", "InterPolationFile", 0);
-        same.SetInt("Settings", "InterPolationSerie", 0);
-        EXPECT_EQ(std::string(reinterpret_cast<const char*>(empty.data), empty.size),
-                  zm::EncodeOptions(same));
-        delete[] empty.data;
-    }
-    {
-        // A file without data blocks: an empty list, written the same way.
-        const std::string path = ::testing::TempDir() + "jcamp-no-data.jdx";
-        std::ofstream(path, std::ios::binary) << "##TITLE=none\n##DATA TYPE=LINK\n##END=\n";
-        JCAMPFile reader;
-        ZmImportOpenOptions empty{};
-        ASSERT_EQ(reader.Open(true, path.c_str(), &empty), 0);
-        zm::SettingsDocument same;
-        same.SetList("Settings", "DataBlocks", {});
+        same.SetList("Settings", "DataBlocks", blocks);
         same.SetInt("Settings", "InterPolationFile", 0);
         same.SetInt("Settings", "InterPolationSerie", 0);
         EXPECT_EQ(std::string(reinterpret_cast<const char*>(empty.data), empty.size),
@@ -321,24 +302,17 @@ TEST(JCAMPFileSheet, SeveralFilesMakeOneSheet) {
 }
 
 TEST(JCAMPFileSheet, ReadsVariedLabelsCommasAndMissingPoints) {
-    JCAMPFile reader;
-    zmtest::RecordingSink sink;
-    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("labels-vary.jdx"), sink), 0) << Message(reader);
-    EXPECT_EQ(sink.Number(2, 1), 10);
-    EXPECT_EQ(sink.Number(4, 1), 20);
-    EXPECT_EQ(sink.Number(4, 2), 6);  // "##y/factor= 2"
-    JCAMPFile comma;
-    zmtest::RecordingSink commas;
-    ASSERT_EQ(zmtest::ReadAll(comma, Fixture("decimal-comma.jdx"), commas), 0) << Message(comma);
-    EXPECT_EQ(commas.Number(2, 2), 1.5);
-    EXPECT_EQ(commas.Number(3, 2), 2.25);
-    EXPECT_EQ(commas.Number(4, 2), 3.125);
-    JCAMPFile points;
-    zmtest::RecordingSink table;
-    ASSERT_EQ(zmtest::ReadAll(points, Fixture("points-missing.jdx"), table), 0) << Message(points);
-    EXPECT_EQ(table.cols, 4);
-    EXPECT_FALSE(table.Has(3, 2));
-    EXPECT_EQ(table.Number(4, 2), 15);
+    const std::pair<const char*, std::vector<zmtest::Expect>> kFiles[] = {
+        {"labels-vary.jdx", {{2, 1, 10.0}, {4, 1, 20.0}, {4, 2, 6.0}}},  // "##y/factor= 2"
+        {"decimal-comma.jdx", {{2, 2, 1.5}, {3, 2, 2.25}, {4, 2, 3.125}}},
+        {"points-missing.jdx", {zmtest::Absent(3, 2), {4, 2, 15.0}, zmtest::Absent(5, 2)}},
+    };
+    for (const auto& [name, cells] : kFiles) {
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, Fixture(name), sink), 0) << Message(reader);
+        zmtest::ExpectCells(sink, cells, name);
+    }
 }
 
 // Repeated differences at a line's end, the y check that opens the next line, and
@@ -509,6 +483,164 @@ TEST(JCAMPFileDamage, EveryTruncationIsReadOrRefusedWithAText) {
             else
                 EXPECT_LE(static_cast<int>(sink.cells.size()), sink.cols * sink.rows);
         }
+    }
+}
+
+// An XYDATA block of `n` points y = i from `first` to `last`, ten values a line, each line
+// starting with its x; `npoints` false leaves "##NPOINTS=" out; `skipLine` >= 0 drops
+// that data line.
+std::string Spectrum(int n, double first, double last, bool npoints = true, int skipLine = -1) {
+    std::string text = "##TITLE=n" + std::to_string(n) + "\n##JCAMP-DX=4.24\n##DATA TYPE=IR\n";
+    char buffer[128];
+    std::snprintf(buffer, sizeof buffer, "##FIRSTX=%.17g\n##LASTX=%.17g\n", first, last);
+    text += buffer;
+    if (npoints)
+        text += "##NPOINTS=" + std::to_string(n) + "\n";
+    text += "##XFACTOR=1\n##YFACTOR=1\n##XYDATA=(X++(Y..Y))\n";
+    const double step = (last - first) / (n - 1);
+    for (int i = 0, line = 0; i < n; i += 10, ++line) {
+        std::string data;
+        std::snprintf(buffer, sizeof buffer, "%.10g", first + i * step);
+        data += buffer;
+        for (int k = i; k < std::min(n, i + 10); ++k)
+            data += " " + std::to_string(k);
+        if (line != skipLine)
+            text += data + "\n";
+    }
+    return text + "##END=\n";
+}
+
+TEST(JCAMPFileAxis, ResampledRowsKeepTheirLastPoint) {
+    // The reference's last column gets the other row's last value, however first + i * step
+    // rounds.
+    zmtest::ScratchDir scratch;
+    int pairs = 0;
+    for (int n = 20; n < 120; n += 3) {
+        const std::string reference = scratch.Write("a.jdx", Spectrum(n, 399.1, 4001.7));
+        const std::string other = scratch.Write("b.jdx", Spectrum(n + 7, 399.1, 4001.7));
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, zm::JoinFileNames({reference, other}), sink), 0)
+            << Message(reader);
+        ASSERT_EQ(sink.cols, n + 1) << n;
+        EXPECT_TRUE(sink.Has(sink.cols, 3)) << "n = " << n;
+        EXPECT_NEAR(sink.Number(sink.cols, 3), n + 6, 1e-6) << n;
+        EXPECT_EQ(sink.Number(2, 3), 0) << n;
+        ++pairs;
+    }
+    EXPECT_GT(pairs, 30);
+}
+
+TEST(JCAMPFileAxis, ResampledRowsTakeNoRoomOfTheirOwn) {
+    // One spectrum of 200,000 points and 100 short ones over its x range: each short one
+    // resampled onto the long axis would be 1.6 MB if held, 160 MB for the sheet. They
+    // are resampled as they are written, so the read stays within 16 bytes per input
+    // byte over what the child held at its start.
+    zmtest::ScratchDir scratch;
+    std::vector<std::string> names{scratch.Write("long.jdx", Spectrum(200000, 400, 4000))};
+    for (int i = 0; i < 100; ++i)
+        names.push_back(scratch.Write("s" + std::to_string(i) + ".jdx", Spectrum(50, 400, 4000)));
+    uintmax_t input = 0;
+    for (const std::string& name : names)
+        input += std::filesystem::file_size(name);
+    const std::string joined = zm::JoinFileNames(names);
+    const auto cost = zmtest::ExpectBounded({60, 0}, [&joined] {
+        JCAMPFile reader;
+        ASSERT_EQ(reader.Open(true, joined.c_str(), nullptr), 0);
+        ASSERT_EQ(reader.GetNumRows(), 102);
+        ASSERT_EQ(reader.GetNumCols(), 200001);
+        // A sink that keeps nothing: the reader's own memory is what is measured.
+        struct Drop : ReadSpreadSheetData {
+            int GetNumberOfColumns() override { return 200001; }
+            int GetNumberOfRows() override { return 102; }
+            void Set(int, int, const char*) override {}
+            void Set(int, int, float) override {}
+            void SetDataSize(int, int) override {}
+        } drop;
+        EXPECT_EQ(reader.Read(&drop), 0);
+    });
+    EXPECT_LT(cost.GrowthKb(), static_cast<long>(16 * input / 1024) + zmtest::AllowedGrowthKb(8))
+        << "input " << input << " bytes";
+}
+
+TEST(JCAMPFileAxis, ASecondOpenStartsAfresh) {
+    zmtest::ScratchDir scratch;
+    const std::string a = scratch.Write("a.jdx", Spectrum(30, 100, 129));
+    const std::string b = scratch.Write("b.jdx", Spectrum(12, 5, 16));
+    JCAMPFile reader;
+    ASSERT_EQ(reader.Open(true, a.c_str(), nullptr), 0);
+    ASSERT_EQ(reader.GetNumJCAMPBlocks(), 1);
+    zmtest::RecordingSink sink;
+    ASSERT_EQ(zmtest::ReadAll(reader, b, sink), 0) << Message(reader);
+    EXPECT_EQ(reader.GetNumJCAMPBlocks(), 1);
+    EXPECT_EQ(sink.rows, 2);
+    EXPECT_EQ(sink.cols, 13);
+    EXPECT_EQ(sink.Number(2, 1), 5);
+    EXPECT_EQ(sink.Text(1, 2), "n12");
+}
+
+TEST(JCAMPFileAxis, LineStartsTellAMissingLineWithoutAPointCount) {
+    // A line left out of 100 points, ten a line, is told by the x starting each line, as
+    // "##NPOINTS=" would tell it.
+    zmtest::ScratchDir scratch;
+    const struct {
+        bool npoints;
+        int skip;
+        bool warned;
+    } cases[] = {
+        {false, -1, false}, {false, 0, true}, {false, 4, true},
+        {false, 9, true},   {true, 4, true},  {true, -1, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "npoints " << c.npoints << ", line " << c.skip);
+        const std::string path =
+            scratch.Write("lines.jdx", Spectrum(100, 1000, 1099, c.npoints, c.skip));
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, path, sink), 0) << Message(reader);
+        const char* warning = reader.GetWarningMessage();
+        ASSERT_EQ(warning != nullptr, c.warned) << (warning ? warning : "");
+        if (warning != nullptr) {
+            EXPECT_NE(std::string(warning).find("Could only read 90 y-values, but expected to "
+                                                "read 100."),
+                      std::string::npos)
+                << warning;
+        }
+    }
+}
+
+TEST(JCAMPFileAxis, BlocksOpenedWithoutEndAreRefusedAndEmptyOnesCostNothing) {
+    zmtest::ScratchDir scratch;
+    std::string open = "##TITLE=a\n";
+    for (int i = 0; i < 100; ++i)
+        open += "##TITLE=t\n";
+    JCAMPFile deep;
+    EXPECT_EQ(deep.Open(true, scratch.Write("deep.jdx", open).c_str(), nullptr),
+              JCAMPFile::kTitleEndMismatch);
+
+    // 200,000 blocks without data, then one with: the empty ones leave nothing behind, so
+    // the block list holds the one.
+    std::string many;
+    for (int i = 0; i < 200000; ++i)
+        many += "##TITLE=e\n##PAGE=p\n##PAGE=q\n##END=\n";
+    many += Spectrum(12, 5, 16);
+    JCAMPFile reader;
+    ASSERT_EQ(reader.Open(true, scratch.Write("many.jdx", many).c_str(), nullptr), 0)
+        << Message(reader);
+    EXPECT_EQ(reader.GetNumJCAMPBlocks(), 1);
+}
+
+TEST(JCAMPFileAxis, ANameHoldingALineFeedStaysOneFile) {
+    zmtest::ScratchDir scratch;
+    const std::string odd = scratch.Write("x.jdx\ny.jdx", Spectrum(12, 5, 16));
+    scratch.Write("x.jdx", Spectrum(30, 100, 129));
+    scratch.Write("y.jdx", Spectrum(30, 100, 129));
+    for (const std::string& names : {zm::JoinFileNames({odd}), odd}) {
+        JCAMPFile reader;
+        zmtest::RecordingSink sink;
+        ASSERT_EQ(zmtest::ReadAll(reader, names, sink), 0) << Message(reader);
+        EXPECT_EQ(sink.rows, 2);
+        EXPECT_EQ(sink.cols, 13);
     }
 }
 
