@@ -1,6 +1,7 @@
 // Printing rows while they are read.
 #include "cli/StreamSink.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "framework/host/FastNumbers.h"
@@ -54,6 +55,12 @@ void StreamSink::StartKeeping() {
     kept = std::make_unique<zmhost::SheetSink>();
     kept->TypeTexts(typeTexts);
     kept->SetDataSize(cols, rows);
+}
+
+bool StreamSink::FitsInOrder(int col, int row, long long last) const {
+    const bool inOrder = row > currentRow || (row == currentRow && col > lastCol);
+    return !fellBack && !kept && col >= 1 && row >= 1 && inOrder && last <= cols &&
+           (row <= rows || format != OutputFormat::kJson);
 }
 
 bool StreamSink::Place(int col, int row) {
@@ -149,7 +156,29 @@ void StreamSink::SetNumbersAcross(int col, int row, const double* values, size_t
         progress.TickMany(count);
         return;
     }
-    ReadSpreadSheetData::SetNumbersAcross(col, row, values, count);
+    // A run that lies in order within the table is printed as it stands; any other goes
+    // cell by cell, which finds what to do with the cells out of order or outside.
+    if (count == 0 || !FitsInOrder(col, row, col + static_cast<long long>(count) - 1)) {
+        ReadSpreadSheetData::SetNumbersAcross(col, row, values, count);
+        return;
+    }
+    // A value that is not finite leaves its cell missing.
+    size_t i = 0;
+    while (i < count) {
+        size_t end = i;
+        while (end < count && std::isfinite(values[end]))
+            ++end;
+        if (end > i) {
+            const int first = col + static_cast<int>(i);
+            if (Place(first, row)) {
+                printer.Double(values[i]);
+                printer.SeparatedDoubles(values + i + 1, end - i - 1);
+                lastCol = col + static_cast<int>(end) - 1;
+                progress.TickMany(end - i - 1);
+            }
+        }
+        i = end + 1;
+    }
 }
 
 void StreamSink::PrintText(int col, int row, const char* text) {

@@ -55,6 +55,8 @@ class StreamSink : public zmhost::CommandSink {
     // Prints up to the cell's field; false when the cell is not to be printed (it is then
     // to be kept when Keeping()).
     bool Place(int col, int row);
+    // True when the cells from `col` to `last` of `row` are all printed where they stand.
+    bool FitsInOrder(int col, int row, long long last) const;
     void StartKeeping();
     template <class T>
     void Keep(int col, int row, T value) {

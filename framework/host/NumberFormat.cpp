@@ -146,6 +146,25 @@ size_t LayOut(zm::ShortestDecimal decimal, bool negative, bool belowExactLimit, 
     return static_cast<size_t>(p - out);
 }
 
+// An integer m > 0 that the type holds exactly: its own digits are the shortest that read
+// back, as no other integer lies within half a unit of it, and fewer digits would be a
+// multiple of ten. With at most four trailing zeros fixed notation is never longer than
+// scientific and the digits go straight out; with more, scientific may be the shorter
+// ("1e+05").
+size_t Integral(uint64_t m, bool negative, char* out) {
+    if (m % 100000 == 0) {
+        int zeros = 0;
+        for (; m % 10 == 0; m /= 10)
+            ++zeros;
+        return LayOut({m, zeros}, negative, true, out);
+    }
+    *out = '-';
+    char* p = out + negative;
+    const int n = DigitCount(m);
+    WriteDigits(m, n, p);
+    return negative + static_cast<size_t>(n);
+}
+
 template <typename T>
 size_t Shortest(T value, char* out) {
     const bool negative = std::signbit(value);
@@ -158,6 +177,11 @@ size_t Shortest(T value, char* out) {
     // 2^24 for floats, 2^53 for doubles.
     constexpr T kExactLimit = T(uint64_t{1} << std::numeric_limits<T>::digits);
     const T magnitude = negative ? -value : value;
+    if (magnitude < kExactLimit) {
+        const auto whole = static_cast<uint64_t>(magnitude);
+        if (static_cast<T>(whole) == magnitude)
+            return Integral(whole, negative, out);
+    }
     if (const size_t length =
             LayOut(zm::ShortestDecimalOf(magnitude), negative, magnitude < kExactLimit, out))
         return length;

@@ -47,6 +47,9 @@ class RowPrinter {
     void Double(double value);
     void Float(float value);
     void Integer(long long value);
+    // A row's run of finite numbers, each after a separator: the cells that follow one
+    // already printed.
+    void SeparatedDoubles(const double* values, size_t count);
     // A number already in its printed form.
     void NumberText(std::string_view text) { out.Append(text); }
     void Text(std::string_view text);

@@ -109,6 +109,31 @@ TEST(NumberFormat, RandomValuesOfEveryKindPrintAsTheStandardConversion) {
     EXPECT_EQ(mismatches, 0);
 }
 
+// Whole numbers take a path of their own: of every length, with and without trailing
+// zeros (where scientific notation may be the shorter), up to and past where the type
+// stops holding every integer.
+TEST(NumberFormat, WholeNumbersPrintAsTheStandardConversion) {
+    std::mt19937_64 random(53);
+    int mismatches = 0;
+    for (int i = 0; i < 1000000; ++i) {
+        const uint64_t bits = random();
+        const int digits = 1 + static_cast<int>(bits % 17);
+        const auto scale = static_cast<uint64_t>(std::pow(10.0, static_cast<int>(bits >> 8) % 8));
+        const uint64_t whole = (random() % static_cast<uint64_t>(std::pow(10.0, digits))) * scale;
+        const double sign = bits & 0x10000 ? -1.0 : 1.0;
+        const double d = sign * static_cast<double>(whole);
+        const double near53 = sign * static_cast<double>((uint64_t{1} << 53) - 64 + bits % 128);
+        const float f = static_cast<float>(sign * static_cast<double>(whole % 100000000));
+        const float near24 =
+            static_cast<float>(sign * static_cast<double>((1 << 24) - 64 + bits % 128));
+        for (double v : {d, near53})
+            Check(v, mismatches);
+        for (float v : {f, near24})
+            Check(v, mismatches);
+    }
+    EXPECT_EQ(mismatches, 0);
+}
+
 TEST(NumberFormat, IntegersAndSpecialsKeepTheirForms) {
     EXPECT_EQ(zmhost::FormatInteger(std::numeric_limits<long long>::min()), "-9223372036854775808");
     EXPECT_EQ(zmhost::FormatDouble(-0.0), "-0");
