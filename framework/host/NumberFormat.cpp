@@ -189,10 +189,57 @@ size_t Shortest(T value, char* out) {
     return ec == std::errc() ? static_cast<size_t>(end - out) : 0;
 }
 
+// The common cell of a spectrum or a matrix of counts: a whole number below 2^32 with at
+// most four trailing zeros, whose digits are its shortest text (see Integral). Writes them
+// at p, with the sign, and returns where they end; null for any other value (zero
+// included, whose sign decides its text).
+[[gnu::always_inline]] inline char* SmallWhole(double value, char* p) {
+    const double magnitude = std::fabs(value);
+    if (!(magnitude < 4294967296.0))
+        return nullptr;
+    uint32_t m = static_cast<uint32_t>(magnitude);
+    if (static_cast<double>(m) != magnitude || m % 100000 == 0)
+        return nullptr;
+    *p = '-';
+    p += std::signbit(value);
+    char* const end = p + DigitCount(m);
+    char* q = end;
+    while (m >= 100) {
+        q -= 2;
+        std::memcpy(q, kDigitPairs + 2 * (m % 100), 2);
+        m /= 100;
+    }
+    if (m >= 10)
+        std::memcpy(q - 2, kDigitPairs + 2 * m, 2);
+    else
+        q[-1] = static_cast<char>('0' + m);
+    return end;
+}
+
 }  // namespace
 
 size_t PrintDouble(double value, char* out) {
     return Shortest(value, out);
+}
+
+size_t PrintSeparatedDoubles(const double* values, size_t count, std::string_view separator,
+                             char* out) {
+    // Both bytes of the separator go out every time; the number overwrites the second
+    // when the separator has one.
+    const char first = separator[0];
+    const char second = separator.size() > 1 ? separator[1] : '\0';
+    const size_t width = separator.size() > 1 ? 2 : 1;
+    char* p = out;
+    for (size_t i = 0; i < count; ++i) {
+        p[0] = first;
+        p[1] = second;
+        p += width;
+        if (char* const end = SmallWhole(values[i], p))
+            p = end;
+        else
+            p += Shortest(values[i], p);
+    }
+    return static_cast<size_t>(p - out);
 }
 
 size_t PrintFloat(float value, char* out) {

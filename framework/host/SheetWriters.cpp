@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <sstream>
 
 #include "framework/host/NumberFormat.h"
@@ -201,19 +200,10 @@ void RowPrinter::SeparatedDoubles(const double* values, size_t count) {
     // Room for a few hundred cells at a time, so that a long run does not ask for room
     // for all of it at once.
     constexpr size_t kCellsPerRoom = 256;
-    constexpr size_t kCellRoom = kNumberRoom + 2;
     while (count > 0) {
         const size_t n = std::min(count, kCellsPerRoom);
-        char* const start = out.Room(n * kCellRoom);
-        char* p = start;
-        for (size_t i = 0; i < n; ++i) {
-            // Two bytes at once: the one-byte separators' second is their terminating zero,
-            // overwritten by the number.
-            std::memcpy(p, separator.data(), 2);
-            p += separator.size();
-            p += PrintDouble(values[i], p);
-        }
-        out.Used(static_cast<size_t>(p - start));
+        char* const room = out.Room(n * (kNumberRoom + separator.size()));
+        out.Used(PrintSeparatedDoubles(values, n, separator, room));
         values += n;
         count -= n;
     }

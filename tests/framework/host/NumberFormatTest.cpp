@@ -34,6 +34,13 @@ void Check(T value, int& mismatches) {
     const std::string expected = Expected(value);
     if (printed != expected && ++mismatches <= 10)
         ADD_FAILURE() << "printed " << printed << ", expected " << expected;
+    if constexpr (sizeof(T) == sizeof(double)) {
+        // A row's run prints each number as well, after its separator.
+        char run[2 + zmhost::kNumberRoom];
+        const size_t length = zmhost::PrintSeparatedDoubles(&value, 1, ", ", run);
+        if (std::string(run, length) != ", " + expected && ++mismatches <= 10)
+            ADD_FAILURE() << "in a run printed " << std::string(run, length);
+    }
     if (std::isfinite(value)) {
         T back{};
         std::from_chars(printed.data(), printed.data() + printed.size(), back);
