@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "framework/host/FastNumbers.h"
 #include "framework/host/TextTyping.h"
@@ -151,8 +152,17 @@ void StreamSink::SetNumbersDown(int col, int row, const double* values, size_t c
 }
 
 void StreamSink::SetNumbersAcross(int col, int row, const double* values, size_t count) {
+    Across(col, row, values, count);
+}
+
+void StreamSink::SetNumbersAcross(int col, int row, const float* values, size_t count) {
+    Across(col, row, values, count);
+}
+
+template <typename T>
+void StreamSink::Across(int col, int row, const T* values, size_t count) {
     if (kept) {
-        kept->SetNumbersAcross(col, row, values, count);
+        static_cast<ReadSpreadSheetData&>(*kept).SetNumbersAcross(col, row, values, count);
         progress.TickMany(count);
         return;
     }
@@ -168,14 +178,14 @@ void StreamSink::SetNumbersAcross(int col, int row, const double* values, size_t
         size_t end = i;
         while (end < count && std::isfinite(values[end]))
             ++end;
-        if (end > i) {
-            const int first = col + static_cast<int>(i);
-            if (Place(first, row)) {
+        if (end > i && Place(col + static_cast<int>(i), row)) {
+            if constexpr (std::is_same_v<T, float>)
+                printer.Float(values[i]);
+            else
                 printer.Double(values[i]);
-                printer.SeparatedDoubles(values + i + 1, end - i - 1);
-                lastCol = col + static_cast<int>(end) - 1;
-                progress.TickMany(end - i - 1);
-            }
+            printer.SeparatedNumbers(values + i + 1, end - i - 1);
+            lastCol = col + static_cast<int>(end) - 1;
+            progress.TickMany(end - i - 1);
         }
         i = end + 1;
     }

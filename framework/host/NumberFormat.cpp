@@ -189,13 +189,15 @@ size_t Shortest(T value, char* out) {
     return ec == std::errc() ? static_cast<size_t>(end - out) : 0;
 }
 
-// The common cell of a spectrum or a matrix of counts: a whole number below 2^32 with at
-// most four trailing zeros, whose digits are its shortest text (see Integral). Writes them
-// at p, with the sign, and returns where they end; null for any other value (zero
-// included, whose sign decides its text).
-[[gnu::always_inline]] inline char* SmallWhole(double value, char* p) {
-    const double magnitude = std::fabs(value);
-    if (!(magnitude < 4294967296.0))
+// The common cell of a spectrum or a matrix of counts: a whole number below 2^32 (2^24
+// for a float) with at most four trailing zeros, whose digits are its shortest text (see
+// Integral). Writes them at p, with the sign, and returns where they end; null for any
+// other value (zero included, whose sign decides its text).
+template <typename T>
+[[gnu::always_inline]] inline char* SmallWhole(T value, char* p) {
+    constexpr double kLimit = sizeof(T) == sizeof(float) ? 16777216.0 : 4294967296.0;
+    const double magnitude = std::fabs(static_cast<double>(value));
+    if (!(magnitude < kLimit))
         return nullptr;
     uint32_t m = static_cast<uint32_t>(magnitude);
     if (static_cast<double>(m) != magnitude || m % 100000 == 0)
@@ -216,14 +218,8 @@ size_t Shortest(T value, char* out) {
     return end;
 }
 
-}  // namespace
-
-size_t PrintDouble(double value, char* out) {
-    return Shortest(value, out);
-}
-
-size_t PrintSeparatedDoubles(const double* values, size_t count, std::string_view separator,
-                             char* out) {
+template <typename T>
+size_t PrintSeparated(const T* values, size_t count, std::string_view separator, char* out) {
     // Both bytes of the separator go out every time; the number overwrites the second
     // when the separator has one.
     const char first = separator[0];
@@ -240,6 +236,22 @@ size_t PrintSeparatedDoubles(const double* values, size_t count, std::string_vie
             p += Shortest(values[i], p);
     }
     return static_cast<size_t>(p - out);
+}
+
+}  // namespace
+
+size_t PrintDouble(double value, char* out) {
+    return Shortest(value, out);
+}
+
+size_t PrintSeparatedNumbers(const double* values, size_t count, std::string_view separator,
+                             char* out) {
+    return PrintSeparated(values, count, separator, out);
+}
+
+size_t PrintSeparatedNumbers(const float* values, size_t count, std::string_view separator,
+                             char* out) {
+    return PrintSeparated(values, count, separator, out);
 }
 
 size_t PrintFloat(float value, char* out) {

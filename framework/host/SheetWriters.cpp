@@ -193,7 +193,8 @@ void RowPrinter::Float(float value) {
         out.Used(PrintFloat(value, out.Room(kNumberRoom)));
 }
 
-void RowPrinter::SeparatedDoubles(const double* values, size_t count) {
+template <typename T>
+void RowPrinter::Separated(const T* values, size_t count) {
     const std::string_view separator = format == OutputFormat::kJson  ? ", "
                                        : format == OutputFormat::kCsv ? ","
                                                                       : "\t";
@@ -203,10 +204,18 @@ void RowPrinter::SeparatedDoubles(const double* values, size_t count) {
     while (count > 0) {
         const size_t n = std::min(count, kCellsPerRoom);
         char* const room = out.Room(n * (kNumberRoom + separator.size()));
-        out.Used(PrintSeparatedDoubles(values, n, separator, room));
+        out.Used(PrintSeparatedNumbers(values, n, separator, room));
         values += n;
         count -= n;
     }
+}
+
+void RowPrinter::SeparatedNumbers(const double* values, size_t count) {
+    Separated(values, count);
+}
+
+void RowPrinter::SeparatedNumbers(const float* values, size_t count) {
+    Separated(values, count);
 }
 
 void RowPrinter::Integer(long long value) {
@@ -273,9 +282,9 @@ int PrintBlockRun(const Sheet& sheet, const std::vector<Cell>* cells, int col, i
             break;
         if (col == 1) {
             printer.Double(run[0]);
-            printer.SeparatedDoubles(run + 1, static_cast<size_t>(n - 1));
+            printer.SeparatedNumbers(run + 1, static_cast<size_t>(n - 1));
         } else {
-            printer.SeparatedDoubles(run, static_cast<size_t>(n));
+            printer.SeparatedNumbers(run, static_cast<size_t>(n));
         }
         col += n;
         if (n < kGathered)

@@ -22,6 +22,7 @@ constexpr float kInf = std::numeric_limits<float>::infinity();
 // Numbers delivered at once across a row, from the cell's column on.
 struct Across {
     std::vector<double> numbers;
+    bool asFloats = false;  // delivered as the sink's own 32-bit numbers
 };
 using Value = std::variant<int, long long, double, float, const char*, Across>;
 struct Delivery {
@@ -39,9 +40,13 @@ void Deliver(CommandSink& sink, const Table& table, bool typed) {
     for (const Delivery& d : table.cells)
         std::visit(
             [&](const auto& v) {
-                if constexpr (std::is_same_v<std::decay_t<decltype(v)>, Across>)
-                    sink.SetNumbersAcross(d.col, d.row, v.numbers.data(), v.numbers.size());
-                else
+                if constexpr (std::is_same_v<std::decay_t<decltype(v)>, Across>) {
+                    const std::vector<float> floats(v.numbers.begin(), v.numbers.end());
+                    if (v.asFloats)
+                        sink.SetNumbersAcross(d.col, d.row, floats.data(), floats.size());
+                    else
+                        sink.SetNumbersAcross(d.col, d.row, v.numbers.data(), v.numbers.size());
+                } else
                     sink.Set(d.col, d.row, v);
             },
             d.value);
@@ -154,6 +159,7 @@ TEST(StreamSink, PrintsWhatTheStoredSheetPrintsOrFallsBack) {
             if (runFrom > table.cols)
                 continue;
             Across run;
+            run.asFloats = random() % 2 == 0;
             const bool past = random() % 8 == 0;
             disturbed = disturbed || past;
             while (static_cast<int>(run.numbers.size()) < table.cols - runFrom + 1 + past) {
