@@ -104,7 +104,7 @@ int RunDetect(const Arguments& args, std::ostream& out, std::ostream& err) {
 
 bool PlanRead(const Arguments& args, int index, ReadPlan& plan, std::ostream& err) {
     Failure failure;
-    const bool ok = zmhost::PlanRead(RequestOf(args), index, plan, failure);
+    const bool ok = zmhost::PlanRead(RequestOf(args), index, plan, failure, true);
     if (!plan.warning.empty())
         err << "zmimport: " << plan.warning << '\n';
     if (!ok)

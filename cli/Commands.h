@@ -19,6 +19,7 @@ int FormatFor(const Arguments& args, std::ostream& err, int& exitStatus);
 
 // Settles a read before it starts (see zmhost::PlanRead), telling `err` about settings
 // keys the format does not read; false, after telling `err` why, when the read cannot go on.
+// The offer may be left to the read (ReadPlan::offerAfterRead).
 bool PlanRead(const Arguments& args, int index, zmhost::ReadPlan& plan, std::ostream& err);
 
 // After a read that chose no sheet of several: the note naming what was read.

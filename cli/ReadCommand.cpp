@@ -81,11 +81,15 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
     StreamSink stream(args.to, *output, progressTerminal);
     stream.TypeTexts(typeTexts);
     std::unique_ptr<SheetSink> stored;
+    const auto takeOffer = [&plan](SpreadsheetFile& reader) {
+        if (plan.offerAfterRead)
+            plan.offered = OfferOfOpened(reader, plan.offer);
+    };
     ReadOutcome outcome;
     long long dropped = 0;
     const bool streams = output->AlwaysRewinds() || DeliversRowByRow(info);
     if (streams) {
-        outcome = ReadIntoSink(index, args.files, options.Get(), stream);
+        outcome = ReadIntoSink(index, args.files, options.Get(), stream, takeOffer);
         dropped = stream.DroppedCells();
     }
     if (!streams || (outcome.ok && stream.FellBack())) {
@@ -99,7 +103,7 @@ int RunRead(const Arguments& args, std::ostream& out, std::ostream& err) {
         output->Rewind();
         stored = std::make_unique<SheetSink>(progressTerminal);
         stored->TypeTexts(typeTexts);
-        outcome = ReadIntoSink(index, args.files, options.Get(), *stored);
+        outcome = ReadIntoSink(index, args.files, options.Get(), *stored, takeOffer);
         dropped = stored->GetSheet().DroppedCells();
     }
     if (!outcome.warning.empty()) {

@@ -1,7 +1,9 @@
 // Printing rows while they are read.
 #include "cli/StreamSink.h"
 
+#include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "framework/host/FastNumbers.h"
 #include "framework/host/TextTyping.h"
@@ -54,6 +56,12 @@ void StreamSink::StartKeeping() {
     kept = std::make_unique<zmhost::SheetSink>();
     kept->TypeTexts(typeTexts);
     kept->SetDataSize(cols, rows);
+}
+
+bool StreamSink::FitsInOrder(int col, int row, long long last) const {
+    const bool inOrder = row > currentRow || (row == currentRow && col > lastCol);
+    return !fellBack && !kept && col >= 1 && row >= 1 && inOrder && last <= cols &&
+           (row <= rows || format != OutputFormat::kJson);
 }
 
 bool StreamSink::Place(int col, int row) {
@@ -144,12 +152,43 @@ void StreamSink::SetNumbersDown(int col, int row, const double* values, size_t c
 }
 
 void StreamSink::SetNumbersAcross(int col, int row, const double* values, size_t count) {
+    Across(col, row, values, count);
+}
+
+void StreamSink::SetNumbersAcross(int col, int row, const float* values, size_t count) {
+    Across(col, row, values, count);
+}
+
+template <typename T>
+void StreamSink::Across(int col, int row, const T* values, size_t count) {
     if (kept) {
-        kept->SetNumbersAcross(col, row, values, count);
+        static_cast<ReadSpreadSheetData&>(*kept).SetNumbersAcross(col, row, values, count);
         progress.TickMany(count);
         return;
     }
-    ReadSpreadSheetData::SetNumbersAcross(col, row, values, count);
+    // A run that lies in order within the table is printed as it stands; any other goes
+    // cell by cell, which finds what to do with the cells out of order or outside.
+    if (count == 0 || !FitsInOrder(col, row, col + static_cast<long long>(count) - 1)) {
+        ReadSpreadSheetData::SetNumbersAcross(col, row, values, count);
+        return;
+    }
+    // A value that is not finite leaves its cell missing.
+    size_t i = 0;
+    while (i < count) {
+        size_t end = i;
+        while (end < count && std::isfinite(values[end]))
+            ++end;
+        if (end > i && Place(col + static_cast<int>(i), row)) {
+            if constexpr (std::is_same_v<T, float>)
+                printer.Float(values[i]);
+            else
+                printer.Double(values[i]);
+            printer.SeparatedNumbers(values + i + 1, end - i - 1);
+            lastCol = col + static_cast<int>(end) - 1;
+            progress.TickMany(end - i - 1);
+        }
+        i = end + 1;
+    }
 }
 
 void StreamSink::PrintText(int col, int row, const char* text) {

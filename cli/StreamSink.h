@@ -39,6 +39,7 @@ class StreamSink : public zmhost::CommandSink {
     void Set(int col, int row, const char* text) override;
     void SetNumbersDown(int col, int row, const double* values, size_t count) override;
     void SetNumbersAcross(int col, int row, const double* values, size_t count) override;
+    void SetNumbersAcross(int col, int row, const float* values, size_t count) override;
 
     // The sheet the cells went to once the sink began keeping them, or null.
     const zmhost::Sheet* Kept() const { return kept ? &kept->GetSheet() : nullptr; }
@@ -55,6 +56,10 @@ class StreamSink : public zmhost::CommandSink {
     // Prints up to the cell's field; false when the cell is not to be printed (it is then
     // to be kept when Keeping()).
     bool Place(int col, int row);
+    // True when the cells from `col` to `last` of `row` are all printed where they stand.
+    bool FitsInOrder(int col, int row, long long last) const;
+    template <typename T>
+    void Across(int col, int row, const T* values, size_t count);
     void StartKeeping();
     template <class T>
     void Keep(int col, int row, T value) {

@@ -227,6 +227,20 @@ std::vector<int> JCAMPFile::GetSelectedJCAMPDataBlocks() {
     return selected;
 }
 
+bool JCAMPFile::GetReadChoices(ReadChoices& choices) {
+    if (blocks_.empty())
+        return false;
+    choices = ReadChoices();
+    choices.key = "DataBlocks";
+    choices.noun = "block";
+    for (size_t i = 0; i < blocks_.size(); ++i) {
+        choices.available.push_back(std::to_string(i));
+        if (blocks_[i].selected)
+            choices.chosen.push_back(choices.available.back());
+    }
+    return true;
+}
+
 bool JCAMPFile::GetInterPolationIndeces(int& file, int& series) {
     file = interpolationFile_;
     series = interpolationSeries_;

@@ -64,6 +64,8 @@ class ZMIMPORT_API JCAMPFile : public SpectrumFile {
     void GetErrorMessage(char* buffer, unsigned int bufferSize) override;
     const char* GetWarningMessage() override;
     const char* GetFailedFile() override;
+    // The data blocks, by their index from 0, and the ones selected; false for none.
+    bool GetReadChoices(ReadChoices& choices) override;
 
     int GetNumJCAMPBlocks() const { return static_cast<int>(blocks_.size()); }
     // One line per data block: its data type, rows x columns and title, after the file's

@@ -146,6 +146,25 @@ size_t LayOut(zm::ShortestDecimal decimal, bool negative, bool belowExactLimit, 
     return static_cast<size_t>(p - out);
 }
 
+// An integer m > 0 that the type holds exactly: its own digits are the shortest that read
+// back, as no other integer lies within half a unit of it, and fewer digits would be a
+// multiple of ten. With at most four trailing zeros fixed notation is never longer than
+// scientific and the digits go straight out; with more, scientific may be the shorter
+// ("1e+05").
+size_t Integral(uint64_t m, bool negative, char* out) {
+    if (m % 100000 == 0) {
+        int zeros = 0;
+        for (; m % 10 == 0; m /= 10)
+            ++zeros;
+        return LayOut({m, zeros}, negative, true, out);
+    }
+    *out = '-';
+    char* p = out + negative;
+    const int n = DigitCount(m);
+    WriteDigits(m, n, p);
+    return negative + static_cast<size_t>(n);
+}
+
 template <typename T>
 size_t Shortest(T value, char* out) {
     const bool negative = std::signbit(value);
@@ -158,6 +177,11 @@ size_t Shortest(T value, char* out) {
     // 2^24 for floats, 2^53 for doubles.
     constexpr T kExactLimit = T(uint64_t{1} << std::numeric_limits<T>::digits);
     const T magnitude = negative ? -value : value;
+    if (magnitude < kExactLimit) {
+        const auto whole = static_cast<uint64_t>(magnitude);
+        if (static_cast<T>(whole) == magnitude)
+            return Integral(whole, negative, out);
+    }
     if (const size_t length =
             LayOut(zm::ShortestDecimalOf(magnitude), negative, magnitude < kExactLimit, out))
         return length;
@@ -165,10 +189,69 @@ size_t Shortest(T value, char* out) {
     return ec == std::errc() ? static_cast<size_t>(end - out) : 0;
 }
 
+// The common cell of a spectrum or a matrix of counts: a whole number below 2^32 (2^24
+// for a float) with at most four trailing zeros, whose digits are its shortest text (see
+// Integral). Writes them at p, with the sign, and returns where they end; null for any
+// other value (zero included, whose sign decides its text).
+template <typename T>
+[[gnu::always_inline]] inline char* SmallWhole(T value, char* p) {
+    constexpr double kLimit = sizeof(T) == sizeof(float) ? 16777216.0 : 4294967296.0;
+    const double magnitude = std::fabs(static_cast<double>(value));
+    if (!(magnitude < kLimit))
+        return nullptr;
+    uint32_t m = static_cast<uint32_t>(magnitude);
+    if (static_cast<double>(m) != magnitude || m % 100000 == 0)
+        return nullptr;
+    *p = '-';
+    p += std::signbit(value);
+    char* const end = p + DigitCount(m);
+    char* q = end;
+    while (m >= 100) {
+        q -= 2;
+        std::memcpy(q, kDigitPairs + 2 * (m % 100), 2);
+        m /= 100;
+    }
+    if (m >= 10)
+        std::memcpy(q - 2, kDigitPairs + 2 * m, 2);
+    else
+        q[-1] = static_cast<char>('0' + m);
+    return end;
+}
+
+template <typename T>
+size_t PrintSeparated(const T* values, size_t count, std::string_view separator, char* out) {
+    // Both bytes of the separator go out every time; the number overwrites the second
+    // when the separator has one.
+    const char first = separator[0];
+    const char second = separator.size() > 1 ? separator[1] : '\0';
+    const size_t width = separator.size() > 1 ? 2 : 1;
+    char* p = out;
+    for (size_t i = 0; i < count; ++i) {
+        p[0] = first;
+        p[1] = second;
+        p += width;
+        if (char* const end = SmallWhole(values[i], p))
+            p = end;
+        else
+            p += Shortest(values[i], p);
+    }
+    return static_cast<size_t>(p - out);
+}
+
 }  // namespace
 
 size_t PrintDouble(double value, char* out) {
     return Shortest(value, out);
+}
+
+size_t PrintSeparatedNumbers(const double* values, size_t count, std::string_view separator,
+                             char* out) {
+    return PrintSeparated(values, count, separator, out);
+}
+
+size_t PrintSeparatedNumbers(const float* values, size_t count, std::string_view separator,
+                             char* out) {
+    return PrintSeparated(values, count, separator, out);
 }
 
 size_t PrintFloat(float value, char* out) {

@@ -101,7 +101,8 @@ std::string SetBase(const ReadRequest& request, int index) {
     return xml;
 }
 
-bool PlanRead(const ReadRequest& request, int index, ReadPlan& plan, Failure& failure) {
+bool PlanRead(const ReadRequest& request, int index, ReadPlan& plan, Failure& failure,
+              bool offerMayWait) {
     plan = ReadPlan();
     plan.base = SetBase(request, index);
     const std::string& file = request.files.front();
@@ -120,6 +121,12 @@ bool PlanRead(const ReadRequest& request, int index, ReadPlan& plan, Failure& fa
     }
     if (request.files.size() != 1)
         return true;
+    if (offerMayWait && request.settings.empty() && request.optionsFile.empty()) {
+        const ReaderPtr reader = CreateReader(index);
+        plan.offerAfterRead = reader && TellsItsOffer(*reader);
+        if (plan.offerAfterRead)
+            return true;
+    }
     plan.offered = FindSheetOffer(index, file, plan.offer);
     if (!plan.offered)
         return true;

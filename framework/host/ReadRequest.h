@@ -47,12 +47,17 @@ struct ReadPlan {
     std::string warning;   // the settings keys the format does not read; "" when none
     bool offered = false;  // the file offers sheets (matrices, blocks) to choose from
     bool chosen = false;   // the settings choose among them
+    // The offer is not looked for before the read: the read's own reader tells it (see
+    // OfferOfOpened), as nothing before the read needs it.
+    bool offerAfterRead = false;
     SheetOffer offer;
 };
 
 // Checks a read's settings against the format before it starts: a key the format does
 // not read gives the plan's warning; false, with `failure` set, when a value does not
-// parse or names a sheet the file lacks.
-bool PlanRead(const ReadRequest& request, int index, ReadPlan& plan, Failure& failure);
+// parse or names a sheet the file lacks. With `offerMayWait`, a request that sets
+// nothing, of a reader that tells its offer itself, leaves the offer to the read.
+bool PlanRead(const ReadRequest& request, int index, ReadPlan& plan, Failure& failure,
+              bool offerMayWait = false);
 
 }  // namespace zmhost

@@ -114,7 +114,8 @@ std::string ErrorTextOf(SpreadsheetFile& reader) {
 }
 
 ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
-                         ZmImportOpenOptions* options, CommandSink& sink) {
+                         ZmImportOpenOptions* options, CommandSink& sink,
+                         const std::function<void(SpreadsheetFile&)>& afterRead) {
     ReadOutcome outcome;
     try {
         ReaderPtr reader = CreateReader(formatIndex);
@@ -154,6 +155,8 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
         if (status != 0)
             return failed(status);
         outcome.ok = true;
+        if (afterRead)
+            afterRead(*reader);
     } catch (const std::exception& e) {
         outcome.error = std::string("unexpected failure: ") + e.what();
     } catch (...) {

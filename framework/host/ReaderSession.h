@@ -1,6 +1,7 @@
 // Driving one reader through open, size, read and close, and the options records it takes.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -64,8 +65,10 @@ ReaderPtr CreateReader(int formatIndex);
 std::string ErrorTextOf(SpreadsheetFile& reader);
 
 // Opens the format's reader on the files (joined for formats that take several), sizes
-// the sink from the reader and reads into it.
+// the sink from the reader and reads into it. After a read that succeeded, `afterRead`
+// (when given) is shown the reader before it closes.
 ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
-                         ZmImportOpenOptions* options, CommandSink& sink);
+                         ZmImportOpenOptions* options, CommandSink& sink,
+                         const std::function<void(SpreadsheetFile&)>& afterRead = {});
 
 }  // namespace zmhost

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include "formats/spectral/JCAMPFile.h"
 #include "formats/spectral/NetCDFFile.h"
@@ -64,44 +65,44 @@ std::unique_ptr<zm::SettingsDocument> Written(const OptionsRecord& record) {
 
 }  // namespace
 
+bool TellsItsOffer(SpreadsheetFile& reader) {
+    return dynamic_cast<MatFile*>(&reader) != nullptr ||
+           dynamic_cast<NetCDFFile*>(&reader) != nullptr ||
+           dynamic_cast<JCAMPFile*>(&reader) != nullptr;
+}
+
+bool OfferOfOpened(SpreadsheetFile& reader, SheetOffer& offer) {
+    offer = SheetOffer();
+    ReadChoices choices;
+    if (!reader.GetReadChoices(choices))
+        return false;
+    offer.key = choices.key;
+    offer.noun = choices.noun;
+    offer.available = std::move(choices.available);
+    offer.readByDefault = std::move(choices.chosen);
+    offer.sideBySide = choices.sideBySide;
+    return true;
+}
+
 bool FindSheetOffer(int formatIndex, const std::string& file, SheetOffer& offer) {
     offer = SheetOffer();
     try {
         ReaderPtr reader = CreateReader(formatIndex);
         auto* excel = dynamic_cast<ExcelFile*>(reader.get());
         auto* excel2007 = dynamic_cast<Excel2007File*>(reader.get());
-        // Readers that say what they offer, and the workbook and JCAMP-DX readers, whose
-        // offer is read from what they write back.
-        const bool offers = dynamic_cast<MatFile*>(reader.get()) != nullptr ||
-                            dynamic_cast<NetCDFFile*>(reader.get()) != nullptr;
-        const bool jcamp = dynamic_cast<JCAMPFile*>(reader.get()) != nullptr;
-        if (excel == nullptr && excel2007 == nullptr && !offers && !jcamp)
+        // Readers that say what they offer, and the workbook readers, whose offer is read
+        // from what they write back.
+        const bool offers = TellsItsOffer(*reader);
+        if (excel == nullptr && excel2007 == nullptr && !offers)
             return false;
         OptionsRecord record;
         if (reader->Open(true, file.c_str(), record.Get()) != 0)
             return false;
-        if (offers) {
-            ReadChoices choices;
-            if (!reader->GetReadChoices(choices))
-                return false;
-            offer.key = choices.key;
-            offer.noun = choices.noun;
-            offer.available = choices.available;
-            offer.readByDefault = choices.chosen;
-            offer.sideBySide = choices.sideBySide;
-            return true;
-        }
+        if (offers)
+            return OfferOfOpened(*reader, offer);
         const std::unique_ptr<zm::SettingsDocument> written = Written(record);
         if (!written)
             return false;
-        if (jcamp) {
-            offer.key = "DataBlocks";
-            offer.noun = "block";
-            offer.available =
-                written->GetList("Settings", "DataBlocks").value_or(std::vector<std::string>());
-            offer.readByDefault = offer.available;
-            return !offer.available.empty();
-        }
         offer.key = "Sheets";
         offer.noun = "sheet";
         offer.available = excel != nullptr ? excel->GetWorksheets() : excel2007->GetWorksheets();

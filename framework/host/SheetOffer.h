@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+class SpreadsheetFile;
+
 namespace zmhost {
 
 using SettingPairs = std::vector<std::pair<std::string, std::string>>;
@@ -17,6 +19,12 @@ struct SheetOffer {
     std::vector<std::string> readByDefault;  // what a read without a choice takes
     bool sideBySide = false;                 // several are read side by side, not stacked
 };
+
+// True for a reader that tells what it offers once open (MAT, netCDF, JCAMP-DX), so
+// that the reader of a read itself can tell it.
+bool TellsItsOffer(SpreadsheetFile& reader);
+// What such a reader, opened without settings, offers; false when it offers no choice.
+bool OfferOfOpened(SpreadsheetFile& reader, SheetOffer& offer);
 
 // Opens `file` with the format's reader, without settings, and tells what it offers.
 // False for a format whose reader offers no choice or a file it cannot open.

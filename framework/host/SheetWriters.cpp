@@ -193,6 +193,31 @@ void RowPrinter::Float(float value) {
         out.Used(PrintFloat(value, out.Room(kNumberRoom)));
 }
 
+template <typename T>
+void RowPrinter::Separated(const T* values, size_t count) {
+    const std::string_view separator = format == OutputFormat::kJson  ? ", "
+                                       : format == OutputFormat::kCsv ? ","
+                                                                      : "\t";
+    // Room for a few hundred cells at a time, so that a long run does not ask for room
+    // for all of it at once.
+    constexpr size_t kCellsPerRoom = 256;
+    while (count > 0) {
+        const size_t n = std::min(count, kCellsPerRoom);
+        char* const room = out.Room(n * (kNumberRoom + separator.size()));
+        out.Used(PrintSeparatedNumbers(values, n, separator, room));
+        values += n;
+        count -= n;
+    }
+}
+
+void RowPrinter::SeparatedNumbers(const double* values, size_t count) {
+    Separated(values, count);
+}
+
+void RowPrinter::SeparatedNumbers(const float* values, size_t count) {
+    Separated(values, count);
+}
+
 void RowPrinter::Integer(long long value) {
     out.Used(PrintInteger(value, out.Room(kNumberRoom)));
 }
@@ -231,6 +256,45 @@ void RowPrinter::StoredCell(const Sheet& sheet, const Cell& cell) {
     }
 }
 
+namespace {
+
+// Prints the numbers of the sheet's block from `col` of `row` on, up to the first cell
+// kept one by one or without a number, or `cols`; returns the column after them (`col`
+// itself when there is none to print). Numbers are gathered a few hundred at a time and
+// printed as one run.
+int PrintBlockRun(const Sheet& sheet, const std::vector<Cell>* cells, int col, int row, int cols,
+                  RowPrinter& printer) {
+    constexpr int kGathered = 256;
+    double run[kGathered];
+    const int keptWidth = cells != nullptr ? static_cast<int>(cells->size()) : 0;
+    while (col <= cols) {
+        int n = 0;
+        for (; n < kGathered && col + n <= cols; ++n) {
+            const int c = col + n;
+            if (c <= keptWidth && (*cells)[c - 1].kind != Cell::Kind::kMissing)
+                break;
+            const double number = sheet.BlockAt(c, row);
+            if (number != number)
+                break;
+            run[n] = number;
+        }
+        if (n == 0)
+            break;
+        if (col == 1) {
+            printer.Double(run[0]);
+            printer.SeparatedNumbers(run + 1, static_cast<size_t>(n - 1));
+        } else {
+            printer.SeparatedNumbers(run, static_cast<size_t>(n));
+        }
+        col += n;
+        if (n < kGathered)
+            break;
+    }
+    return col;
+}
+
+}  // namespace
+
 void WriteSheet(const Sheet& sheet, OutputFormat format, OutputBuffer& out) {
     const int cols = sheet.Columns();
     const int rows = sheet.Rows();
@@ -239,17 +303,23 @@ void WriteSheet(const Sheet& sheet, OutputFormat format, OutputBuffer& out) {
     for (int row = 1; row <= rows; ++row) {
         printer.BeginRow(row);
         const std::vector<Cell>* cells = sheet.RowCells(row);
-        for (int col = 1; col <= cols; ++col) {
+        for (int col = 1; col <= cols;) {
+            if (sheet.HasBlock()) {
+                const int next = PrintBlockRun(sheet, cells, col, row, cols, printer);
+                if (next != col) {
+                    col = next;
+                    continue;
+                }
+            }
             if (col > 1)
                 printer.Separator();
             if (cells != nullptr && static_cast<size_t>(col) <= cells->size() &&
                 (*cells)[col - 1].kind != Cell::Kind::kMissing) {
                 printer.StoredCell(sheet, (*cells)[col - 1]);
-            } else if (const double number = sheet.BlockAt(col, row); number == number) {
-                printer.Double(number);
             } else {
                 printer.Missing();
             }
+            ++col;
         }
         printer.EndRow();
     }

@@ -47,6 +47,10 @@ class RowPrinter {
     void Double(double value);
     void Float(float value);
     void Integer(long long value);
+    // A row's run of finite numbers, each after a separator: the cells that follow one
+    // already printed.
+    void SeparatedNumbers(const double* values, size_t count);
+    void SeparatedNumbers(const float* values, size_t count);
     // A number already in its printed form.
     void NumberText(std::string_view text) { out.Append(text); }
     void Text(std::string_view text);
@@ -57,6 +61,9 @@ class RowPrinter {
     void StoredCell(const Sheet& sheet, const Cell& cell);
 
   private:
+    template <typename T>
+    void Separated(const T* values, size_t count);
+
     OutputFormat format;
     OutputBuffer& out;
 };

@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 #include <sstream>
+#include <type_traits>
 #include <variant>
 
 #include "cli/StreamSink.h"
@@ -18,7 +19,12 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
-using Value = std::variant<int, long long, double, float, const char*>;
+// Numbers delivered at once across a row, from the cell's column on.
+struct Across {
+    std::vector<double> numbers;
+    bool asFloats = false;  // delivered as the sink's own 32-bit numbers
+};
+using Value = std::variant<int, long long, double, float, const char*, Across>;
 struct Delivery {
     int col, row;
     Value value;
@@ -32,7 +38,18 @@ void Deliver(CommandSink& sink, const Table& table, bool typed) {
     sink.TypeTexts(typed);
     sink.SetDataSize(table.cols, table.rows);
     for (const Delivery& d : table.cells)
-        std::visit([&](auto v) { sink.Set(d.col, d.row, v); }, d.value);
+        std::visit(
+            [&](const auto& v) {
+                if constexpr (std::is_same_v<std::decay_t<decltype(v)>, Across>) {
+                    const std::vector<float> floats(v.numbers.begin(), v.numbers.end());
+                    if (v.asFloats)
+                        sink.SetNumbersAcross(d.col, d.row, floats.data(), floats.size());
+                    else
+                        sink.SetNumbersAcross(d.col, d.row, v.numbers.data(), v.numbers.size());
+                } else
+                    sink.Set(d.col, d.row, v);
+            },
+            d.value);
 }
 
 std::string Stored(const Table& table, OutputFormat format, bool typed = false) {
@@ -129,13 +146,29 @@ TEST(StreamSink, PrintsWhatTheStoredSheetPrintsOrFallsBack) {
     for (int round = 0; round < 400; ++round) {
         Table table{1 + static_cast<int>(random() % 5), static_cast<int>(random() % 6), {}};
         const int lastRow = table.rows + static_cast<int>(random() % 3);
+        // Some rows end in a run of numbers, some of them missing; a run now and then
+        // reaches past the table's width.
+        bool disturbed = false;
         for (int row = 1; row <= lastRow; ++row) {
-            for (int col = 1; col <= table.cols; ++col) {
+            const int runFrom =
+                random() % 3 == 0 ? 1 + static_cast<int>(random() % table.cols) : table.cols + 1;
+            for (int col = 1; col < runFrom; ++col) {
                 if (random() % 4 != 0)
                     table.cells.push_back({col, row, value()});
             }
+            if (runFrom > table.cols)
+                continue;
+            Across run;
+            run.asFloats = random() % 2 == 0;
+            const bool past = random() % 8 == 0;
+            disturbed = disturbed || past;
+            while (static_cast<int>(run.numbers.size()) < table.cols - runFrom + 1 + past) {
+                const double choices[] = {kNaN, -kInf, 0.1, 1e6, -4158, 1e300, 5e-324};
+                run.numbers.push_back(choices[random() % std::size(choices)]);
+            }
+            table.cells.push_back({runFrom, row, run});
         }
-        const bool disturbed = random() % 4 == 0;
+        disturbed = random() % 4 == 0 || disturbed;
         if (disturbed) {  // one more cell anywhere, also outside the sheet
             const int col = static_cast<int>(random() % (table.cols + 2));
             table.cells.push_back({col, static_cast<int>(random() % (lastRow + 2)), value()});

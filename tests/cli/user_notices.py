@@ -20,6 +20,7 @@ TWO_MATRICES = os.path.join(DATA, "mat", "level4_two.mat")
 BIFF8 = os.path.join(DATA, "xls", "sheetjs-biff8.xls")
 NAMED_MATRICES = os.path.join(DATA, "mat", "level5_names.mat")
 TWO_VARIABLES = os.path.join(DATA, "netcdf", "mva_two_variables.cdf")
+TWO_BLOCKS = os.path.join(DATA, "jcamp", "link-two-axes.jdx")
 CORPUS = os.environ.get("ZM_CORPUS", os.path.join(DATA, "..", "..", "..", "shared", "corpus"))
 
 
@@ -84,6 +85,14 @@ class SheetChoice(unittest.TestCase):
         status, _, err = run("read", "--set", "Sheets=base", TWO_VARIABLES)
         self.assertEqual(status, 1)
         self.assertIn('no variable "base" in the file (variables: observation, baseline)', err)
+        # JCAMP-DX: every data block, numbered from 0.
+        status, out, err = run("read", TWO_BLOCKS)
+        self.assertEqual((status, err), (0, "zmimport: %s: read all 2 blocks (0, 1); choose with "
+                                            "--set DataBlocks=INDEX\n" % TWO_BLOCKS))
+        self.assertEqual(run("read", "--quiet", TWO_BLOCKS), (0, out, ""))
+        status, _, err = run("read", "--set", "DataBlocks=7", TWO_BLOCKS)
+        self.assertEqual(status, 1)
+        self.assertIn('no block "7" in the file (blocks: 0, 1; numbers 0 to 1)', err)
 
     def test_a_read_of_several_files_names_the_one_that_failed(self):
         for good, bad in (("jcamp/bands-sqz.jdx", "jcamp/no-title.jdx"),

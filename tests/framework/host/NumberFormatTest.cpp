@@ -34,6 +34,11 @@ void Check(T value, int& mismatches) {
     const std::string expected = Expected(value);
     if (printed != expected && ++mismatches <= 10)
         ADD_FAILURE() << "printed " << printed << ", expected " << expected;
+    // A row's run prints each number as well, after its separator.
+    char run[2 + zmhost::kNumberRoom];
+    const size_t length = zmhost::PrintSeparatedNumbers(&value, 1, ", ", run);
+    if (std::string(run, length) != ", " + expected && ++mismatches <= 10)
+        ADD_FAILURE() << "in a run printed " << std::string(run, length);
     if (std::isfinite(value)) {
         T back{};
         std::from_chars(printed.data(), printed.data() + printed.size(), back);
@@ -58,7 +63,8 @@ TEST(NumberFormat, EdgeAndRandomValuesPrintAsTheStandardConversion) {
                                  1.0 / 3,
                                  9007199254740993.0,
                                  123456789012345680.0,
-                                 1e23};
+                                 1e23,
+                                 2148999936.0};  // as a float "2.149e+09"
     for (int k = -330; k <= 310; ++k) {
         const double p = std::pow(10.0, k);
         for (double v : {p, std::nextafter(p, 0.0), std::nextafter(p, HUGE_VAL), 1.5 * p, 9.99 * p})
@@ -88,6 +94,31 @@ TEST(NumberFormat, EdgeAndRandomValuesPrintAsTheStandardConversion) {
             Check(v, mismatches);
         Check(anyFloat, mismatches);
         Check(static_cast<float>(unit(random)), mismatches);
+    }
+    EXPECT_EQ(mismatches, 0);
+}
+
+// Whole numbers take a path of their own: of every length, with and without trailing
+// zeros (where scientific notation may be the shorter), up to and past where the type
+// stops holding every integer.
+TEST(NumberFormat, WholeNumbersPrintAsTheStandardConversion) {
+    std::mt19937_64 random(53);
+    int mismatches = 0;
+    for (int i = 0; i < 1000000; ++i) {
+        const uint64_t bits = random();
+        const int digits = 1 + static_cast<int>(bits % 17);
+        const auto scale = static_cast<uint64_t>(std::pow(10.0, static_cast<int>(bits >> 8) % 8));
+        const uint64_t whole = (random() % static_cast<uint64_t>(std::pow(10.0, digits))) * scale;
+        const double sign = bits & 0x10000 ? -1.0 : 1.0;
+        const double d = sign * static_cast<double>(whole);
+        const double near53 = sign * static_cast<double>((uint64_t{1} << 53) - 64 + bits % 128);
+        const float f = static_cast<float>(sign * static_cast<double>(whole % 100000000));
+        const float near24 =
+            static_cast<float>(sign * static_cast<double>((1 << 24) - 64 + bits % 128));
+        for (double v : {d, near53})
+            Check(v, mismatches);
+        for (float v : {f, near24})
+            Check(v, mismatches);
     }
     EXPECT_EQ(mismatches, 0);
 }
