@@ -26,6 +26,10 @@ class PerCellSink : public zmpy::ColumnSheetSink {
     void SetNumbersDown(int col, int row, const double* values, size_t count) override {
         ReadSpreadSheetData::SetNumbersDown(col, row, values, count);
     }
+    void SetTextsAcross(int col, int row, const char* texts, const uint32_t* lengths,
+                        size_t count) override {
+        ReadSpreadSheetData::SetTextsAcross(col, row, texts, lengths, count);
+    }
 };
 
 void ExpectSameSheet(const zmpy::ColumnSheet& bulk, const zmpy::ColumnSheet& cells,
@@ -72,6 +76,22 @@ struct Pair {
         bulk.Set(col, row, value);
         cells.Set(col, row, value);
     }
+    void Typed() {
+        bulk.TypeTexts(true);
+        cells.TypeTexts(true);
+    }
+    // A row of fields as a CSV reader hands it over.
+    void Across(int col, int row, const std::vector<std::string>& fields) {
+        std::string texts;
+        std::vector<uint32_t> lengths;
+        for (const std::string& field : fields) {
+            texts += field;
+            texts += '\0';
+            lengths.push_back(static_cast<uint32_t>(field.size()));
+        }
+        bulk.SetTextsAcross(col, row, texts.data(), lengths.data(), fields.size());
+        cells.SetTextsAcross(col, row, texts.data(), lengths.data(), fields.size());
+    }
     void Down(int col, int row, const std::vector<double>& values) {
         bulk.SetNumbersDown(col, row, values.data(), values.size());
         cells.SetNumbersDown(col, row, values.data(), values.size());
@@ -101,6 +121,33 @@ TEST(ColumnSheetRuns, SameCellsAsPerCellStores) {
     EXPECT_TRUE(std::isnan(p.bulk.Sheet().NumberAt(2, 5)));
 }
 
+// Rows of texts, typed, give the cells that each text set on its own gives: plain and
+// other numbers, words, empty fields, short rows, rows out of order, rewritten cells and
+// rows outside the announced block (which then moves into columns).
+TEST(ColumnSheetRuns, RowsOfTextsGiveTheCellsOfTextsSetOneByOne) {
+    for (const bool typed : {true, false}) {
+        for (const bool beyond : {false, true}) {
+            Pair p;
+            if (typed)
+                p.Typed();
+            p.Size(4, 6);
+            p.Across(1, 1, {"id", "x", "", "name"});
+            p.Across(1, 2, {"1", "-2.50", "1e3", "alpha"});
+            p.Across(1, 4, {"3", "", " 7 ", "-"});
+            p.Across(2, 3, {".5", "1234567890123456", "beta"});
+            p.Across(1, 2, {"9", "", "nan"});
+            p.Across(1, 5, {"5"});
+            p.Across(1, 6, {"6", "0.0000000001", "-0", "alpha"});
+            if (beyond)
+                p.Across(3, 7, {"8", "9", "10"});
+            p.Across(1, 3, {"2"});
+            ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), typed ? "typed" : "as texts");
+            EXPECT_EQ(p.bulk.Sheet().KindAt(2, 2),
+                      typed ? zmpy::ColumnSheet::Kind::kNumber : zmpy::ColumnSheet::Kind::kText);
+        }
+    }
+}
+
 TEST(ColumnSheetRuns, RunBeyondTheAllowanceDropsWhatCellsWouldDrop) {
     Pair p;
     const int far = static_cast<int>(zmpy::ColumnSheet::kFreeSlots) + 1000;
@@ -125,13 +172,27 @@ class ColumnsSink : public PerCellSink {
     std::pair<int, int> announced;
 };
 
+// Reads a file into the block, in runs, and into columns of their own, cell by cell, and
+// expects the same cells; true when the read gave any.
+bool SameSheetBothWays(const std::vector<std::string>& files, int format, bool typed) {
+    zmpy::ColumnSheetSink bulk;
+    ColumnsSink cells;
+    bulk.TypeTexts(typed);
+    cells.TypeTexts(typed);
+    const zmhost::ReadOutcome a = zmhost::ReadIntoSink(format, files, nullptr, bulk);
+    const zmhost::ReadOutcome b = zmhost::ReadIntoSink(format, files, nullptr, cells);
+    cells.Finish();
+    EXPECT_EQ(a.ok, b.ok) << files[0];
+    ExpectSameSheet(bulk.Sheet(), cells.Sheet(), files[0] + (typed ? " typed" : ""));
+    return a.ok && bulk.Sheet().Columns() > 0;
+}
+
 // Every file of the fixtures and the corpus whose readers deliver numeric blocks, wide
-// rows or row-by-row text gives the same cells in the block, in runs, as in columns of
-// their own, cell by cell.
+// rows or rows of texts (CSV also typed) gives the same cells both ways.
 TEST(ColumnSheetRuns, FilesGiveTheSameSheetInBlocksAsInColumns) {
     int read = 0;
     for (const char* root : {ZM_TEST_DATA, ZM_CORPUS}) {
-        for (const char* family : {"mat", "netcdf", "csv", "spc", "xlsx"}) {
+        for (const std::string family : {"mat", "netcdf", "csv", "spc", "xlsx"}) {
             const std::filesystem::path dir = std::filesystem::path(root) / family;
             if (!std::filesystem::is_directory(dir))
                 continue;
@@ -140,14 +201,9 @@ TEST(ColumnSheetRuns, FilesGiveTheSameSheetInBlocksAsInColumns) {
                 const int format = zmhost::ChooseFormat(files);
                 if (!entry.is_regular_file() || format <= 0)
                     continue;
-                zmpy::ColumnSheetSink bulk;
-                ColumnsSink cells;
-                const zmhost::ReadOutcome a = zmhost::ReadIntoSink(format, files, nullptr, bulk);
-                const zmhost::ReadOutcome b = zmhost::ReadIntoSink(format, files, nullptr, cells);
-                cells.Finish();
-                ASSERT_EQ(a.ok, b.ok) << files[0];
-                ExpectSameSheet(bulk.Sheet(), cells.Sheet(), files[0]);
-                read += a.ok && bulk.Sheet().Columns() > 0;
+                read += SameSheetBothWays(files, format, false);
+                if (family == "csv")
+                    read += SameSheetBothWays(files, format, true);
             }
         }
     }
