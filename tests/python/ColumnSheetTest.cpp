@@ -77,17 +77,6 @@ struct Pair {
         bulk.Set(col, row, value);
         cells.Set(col, row, value);
     }
-    // A row of fields as a CSV reader hands it over.
-    void Across(int col, int row, const std::vector<std::string>& fields) {
-        std::string texts;
-        std::vector<uint32_t> lengths;
-        for (const std::string& field : fields) {
-            texts.append(field).push_back('\0');
-            lengths.push_back(static_cast<uint32_t>(field.size()));
-        }
-        bulk.SetTextsAcross(col, row, texts.data(), lengths.data(), fields.size());
-        cells.SetTextsAcross(col, row, texts.data(), lengths.data(), fields.size());
-    }
     void Down(int col, int row, const std::vector<double>& values) {
         bulk.SetNumbersDown(col, row, values.data(), values.size());
         cells.SetNumbersDown(col, row, values.data(), values.size());
@@ -115,24 +104,6 @@ TEST(ColumnSheetRuns, SameCellsAsPerCellStores) {
     EXPECT_EQ(p.bulk.Sheet().Rows(), 12);
     EXPECT_EQ(p.bulk.Sheet().TextAt(2, 2), "label");
     EXPECT_TRUE(std::isnan(p.bulk.Sheet().NumberAt(2, 5)));
-}
-
-// Typed rows of texts give the cells that each text set on its own gives: plain and other
-// numbers, words, empty fields, short rows, rows out of order, rewritten cells, then a row
-// outside the announced block (which moves it into columns).
-TEST(ColumnSheetRuns, RowsOfTextsGiveTheCellsOfTextsSetOneByOne) {
-    Pair p;
-    p.bulk.TypeTexts(true);
-    p.cells.TypeTexts(true);
-    p.Size(3, 4);
-    p.Across(1, 1, {"id", "", "x"});
-    p.Across(1, 3, {"1", "-2.50", "1e3"});
-    p.Across(2, 2, {".5", "1234567890123456"});
-    p.Across(1, 3, {"9", "", "nan"});
-    ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), "in the block");
-    EXPECT_EQ(p.bulk.Sheet().NumberAt(1, 3), 9.0);
-    p.Across(2, 5, {"8", "w"});
-    ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), "moved into columns");
 }
 
 TEST(ColumnSheetRuns, RunBeyondTheAllowanceDropsWhatCellsWouldDrop) {
