@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "platform/ZmExport.h"
@@ -50,6 +51,17 @@ class ZMIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
         for (size_t i = 0; i < count; ++i) {
             if (std::isfinite(values[i]))
                 Set(col + static_cast<int>(i), row, values[i]);
+        }
+    }
+    // The fields of a row as texts into consecutive cells from (`col`, `row`): `count`
+    // zero-terminated texts one after another from `texts`, the i-th `lengths[i]` bytes
+    // long before its terminator. By default each goes through the per-cell `Set`; a
+    // sink that types texts may take the row at once.
+    virtual void SetTextsAcross(int col, int row, const char* texts, const uint32_t* lengths,
+                                size_t count) {
+        for (size_t i = 0; i < count; ++i) {
+            Set(col + static_cast<int>(i), row, texts);
+            texts += lengths[i] + size_t{1};
         }
     }
     // The same for the sink's own 32-bit numbers (a spectrum's values, say).

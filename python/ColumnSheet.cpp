@@ -405,6 +405,25 @@ void ColumnSheetSink::SetNumbersAcross(int col, int row, const float* values, si
 
 void ColumnSheetSink::Set(int col, int row, const char* text) {
     progress.Tick(row, 0);
+    SetTyped(col, row, text);
+}
+
+void ColumnSheetSink::SetTextsAcross(int col, int row, const char* texts, const uint32_t* lengths,
+                                     size_t count) {
+    progress.TickMany(count);
+    const bool direct = typeTexts && sheet.InTallGrid(col, row, count);
+    for (size_t i = 0; i < count; ++i) {
+        const int at = col + static_cast<int>(i);
+        double number;
+        if (direct && zmhost::ParsePlainDecimal(texts, number))
+            sheet.SetGridNumber(at, row, number);
+        else
+            SetTyped(at, row, texts);
+        texts += lengths[i] + size_t{1};
+    }
+}
+
+void ColumnSheetSink::SetTyped(int col, int row, const char* text) {
     double number;
     if (!typeTexts) {
         sheet.SetText(col, row, text != nullptr ? text : "");

@@ -56,6 +56,25 @@ class ColumnSheet {
     // Numbers for columns `col` on of a row, with the same rule for values that are not
     // finite; a wide grid takes them at once, any other sheet cell by cell.
     void SetNumbersAcross(int col, int row, const double* values, size_t count);
+    // Whether cells `col`..`col`+count-1 of `row` lie in a tall grid (one block, column
+    // after column), where SetGridNumber may store them.
+    bool InTallGrid(int col, int row, size_t count) {
+        if (!gridTried)
+            MakeGrid();
+        return grid.block != nullptr && !grid.rowMajor && col >= 1 && row >= 1 &&
+               count <= grid.cols && static_cast<size_t>(col) - 1 <= grid.cols - count &&
+               static_cast<size_t>(row) <= grid.rows;
+    }
+    // SetNumber for a cell InTallGrid accepted, without looking for its place again.
+    [[gnu::always_inline]] void SetGridNumber(int col, int row, double value) {
+        const uint64_t bits = std::bit_cast<uint64_t>(value);
+        const uint64_t quiet = std::bit_cast<uint64_t>(std::numeric_limits<double>::quiet_NaN());
+        *GridSlots(static_cast<size_t>(col) - 1, static_cast<size_t>(row) - 1, 1) =
+            value == value ? bits : quiet;
+        ++cellsStored;
+        maxCol = std::max(maxCol, col);
+        maxRow = std::max(maxRow, row);
+    }
 
     // The extent: the announced size grown to every stored cell.
     int Columns() const;
@@ -297,10 +316,17 @@ class ColumnSheetSink : public zmhost::CommandSink {
     }
     // A spectrum's 32-bit values, each widened as a single float cell is.
     void SetNumbersAcross(int col, int row, const float* values, size_t count) override;
+    // A row of texts, typed as Set types each; the plain decimals of a row that lies in a
+    // tall grid go straight to their slots.
+    void SetTextsAcross(int col, int row, const char* texts, const uint32_t* lengths,
+                        size_t count) override;
 
     const ColumnSheet& Sheet() const { return sheet; }
 
   private:
+    // Set for a text, without the progress tick.
+    void SetTyped(int col, int row, const char* text);
+
     ColumnSheet sheet;
 };
 

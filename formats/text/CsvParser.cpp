@@ -494,13 +494,14 @@ void CsvParser::GetData(ReadSpreadSheetData& sink, int maxCols, int maxRowsWante
 
     const char* text = rows.Text();
     size_t field = 0;
+    // A row at a time: a sink that types texts stores a row's numbers without a call per
+    // cell.
     for (long long r = 0; r < rowCount; ++r) {
         const size_t fields = rows.FieldsInRow(static_cast<size_t>(r));
-        for (size_t f = 0; f < fields; ++f, ++field) {
-            if (static_cast<long long>(f) < cols) {
-                sink.Set(static_cast<int>(f + 1), static_cast<int>(r + 1), text);
-            }
+        const size_t taken = std::min(fields, static_cast<size_t>(cols));
+        if (taken != 0)
+            sink.SetTextsAcross(1, static_cast<int>(r + 1), text, rows.FieldLengths(field), taken);
+        for (size_t f = 0; f < fields; ++f, ++field)
             text += rows.FieldLength(field) + 1;
-        }
     }
 }

@@ -36,6 +36,8 @@ class CsvRows {
     size_t LongestRow() const { return longestRow; }
     size_t FieldsInRow(size_t row) const { return rowFields[row]; }
     uint32_t FieldLength(size_t field) const { return lengths[field]; }
+    // The lengths of the fields from `field` on, one after another.
+    const uint32_t* FieldLengths(size_t field) const { return lengths.Data() + field; }
     const char* Text() const { return text.Data(); }
 
   private:

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "formats/text/CsvFile.h"
 #include "framework/host/FormatChoice.h"
 #include "framework/host/ReaderSession.h"
 
@@ -25,6 +26,10 @@ class PerCellSink : public zmpy::ColumnSheetSink {
   public:
     void SetNumbersDown(int col, int row, const double* values, size_t count) override {
         ReadSpreadSheetData::SetNumbersDown(col, row, values, count);
+    }
+    void SetTextsAcross(int col, int row, const char* texts, const uint32_t* lengths,
+                        size_t count) override {
+        ReadSpreadSheetData::SetTextsAcross(col, row, texts, lengths, count);
     }
 };
 
@@ -152,6 +157,29 @@ TEST(ColumnSheetRuns, FilesGiveTheSameSheetInBlocksAsInColumns) {
         }
     }
     EXPECT_GE(read, 20);
+}
+
+// Every CSV file of the fixtures and the corpus, read by the CSV reader itself, gives the
+// same typed cells a row at a time as text by text.
+TEST(ColumnSheetRuns, CsvRowsGiveTheCellsOfTheirTextsOneByOne) {
+    int read = 0;
+    for (const char* root : {ZM_TEST_DATA, ZM_CORPUS}) {
+        const std::filesystem::path dir = std::filesystem::path(root) / "csv";
+        for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+            Pair p;
+            p.bulk.TypeTexts(true);
+            p.cells.TypeTexts(true);
+            for (ReadSpreadSheetData* sink : {static_cast<ReadSpreadSheetData*>(&p.bulk),
+                                              static_cast<ReadSpreadSheetData*>(&p.cells)}) {
+                CsvFile reader;
+                ASSERT_EQ(reader.Open(true, entry.path().c_str(), nullptr), 0);
+                ASSERT_EQ(reader.Read(sink), 0) << entry.path();
+            }
+            ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), entry.path());
+            read += p.bulk.Sheet().Rows() > p.bulk.Sheet().Columns();
+        }
+    }
+    EXPECT_GE(read, 10);
 }
 
 // A float's value in Python is its shortest text read as a double: every float of a
