@@ -2,6 +2,7 @@
 #include "python/ColumnSheet.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -542,26 +543,12 @@ bool ExactDecimal(const char* text, const char* end, double& out) {
 // always find a decimal until none fits, in exact integer arithmetic. False for the
 // other floats and for a tie between two decimals.
 bool ShortestDecimalWidened(float value, double& out) {
-    constexpr uint64_t kPowers[] = {1,
-                                    10,
-                                    100,
-                                    1000,
-                                    10000,
-                                    100000,
-                                    1000000,
-                                    10000000,
-                                    100000000,
-                                    1000000000,
-                                    10000000000,
-                                    100000000000,
-                                    1000000000000,
-                                    10000000000000,
-                                    100000000000000,
-                                    1000000000000000,
-                                    10000000000000000,
-                                    100000000000000000,
-                                    1000000000000000000,
-                                    10000000000000000000u};
+    constexpr auto kPowers = [] {
+        std::array<uint64_t, 20> powers{1};
+        for (size_t i = 1; i < powers.size(); ++i)
+            powers[i] = powers[i - 1] * 10;
+        return powers;
+    }();
     const uint32_t bits = std::bit_cast<uint32_t>(value);
     const int biased = static_cast<int>((bits >> 23) & 0xFF);
     const uint32_t fraction = bits & 0x7FFFFF;
