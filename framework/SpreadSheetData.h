@@ -71,6 +71,12 @@ class ZMIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
                 Set(col + static_cast<int>(i), row, values[i]);
         }
     }
+    // Headings across `row` from `col` on, one text per number: `prefix` followed by the
+    // number as zm::FormatG6 writes it, the "t 350.5" headings of a spectrum's x points.
+    // By default each text goes through the per-cell `Set`; a sink may keep the numbers
+    // and make the texts when they are asked for.
+    virtual void SetHeadingsAcross(int col, int row, const char* prefix, const float* values,
+                                   size_t count);
 };
 
 // Source of a write.

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "platform/ZmExport.h"
+
 namespace zm {
 
 // Writes `value` with six significant digits as printf's "%g" does in the C locale
@@ -10,6 +12,6 @@ namespace zm {
 // holds at least 32 characters, and ends it with a zero. Returns the length.
 // Headings of millions of columns are written this way: the float's shortest decimal
 // digits, rounded to six, are laid out directly.
-size_t FormatG6(float value, char* out);
+ZMIMPORT_API size_t FormatG6(float value, char* out);
 
 }  // namespace zm

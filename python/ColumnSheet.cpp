@@ -2,6 +2,7 @@
 #include "python/ColumnSheet.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -9,6 +10,7 @@
 
 #include "framework/host/FastNumbers.h"
 #include "framework/host/TextTyping.h"
+#include "platform/FloatText.h"
 
 namespace zmpy {
 
@@ -283,14 +285,73 @@ ColumnSheet::Kind ColumnSheet::KindAt(int col, int row) const {
     const uint64_t slot = SlotAt(col, row);
     if (slot == kMissingSlot)
         return Kind::kMissing;
-    return IsText(slot) ? Kind::kText : Kind::kNumber;
+    return IsText(slot) || IsHeading(slot) ? Kind::kText : Kind::kNumber;
 }
 
 std::string_view ColumnSheet::TextAt(int col, int row) const {
     const uint64_t slot = SlotAt(col, row);
+    if (IsHeading(slot))
+        return HeadingText(slot & kIndexMask);
     if (!IsText(slot))
         return {};
     return texts[slot & kIndexMask];
+}
+
+bool ColumnSheet::SetHeadingsAcross(int col, int row, std::string_view prefix, const float* x,
+                                    size_t count) {
+    if (count == 0)
+        return true;
+    if (!gridTried)
+        MakeGrid();
+    if (grid.block == nullptr || !grid.rowMajor || col < 1 ||
+        count > static_cast<size_t>(std::numeric_limits<int>::max() - col) + 1 ||
+        !InGrid(col + static_cast<int>(count - 1), row) || !InGrid(col, row))
+        return false;
+    const size_t first = headingX.Size();
+    headingRuns.push_back({first, std::string(prefix)});
+    headingX.Append(x, count);
+    const size_t line = LineOf(col, row), place = PlaceOf(col, row);
+    uint64_t* slots = GridSlots(line, place, count);
+    for (size_t i = 0; i < count; ++i)
+        slots[i] = (kHeadingTag << 48) | (first + i);
+    MarkOthers(line, place + count);
+    const int last = col + static_cast<int>(count - 1);
+    textCells.Resize(last, 0);
+    for (int c = col; c <= last; ++c)
+        textCells[c - 1] += textCells[c - 1] != std::numeric_limits<uint32_t>::max();
+    cellsStored += count;
+    maxCol = std::max(maxCol, last);
+    maxRow = std::max(maxRow, row);
+    return true;
+}
+
+std::string_view ColumnSheet::HeadingText(size_t index) const {
+    if (headingTexts.Empty()) {
+        // Room for the longest text of each run: "%g" of a float takes at most 13
+        // characters ("-1.17549e-38").
+        size_t room = 0;
+        for (size_t r = 0; r < headingRuns.size(); ++r) {
+            const size_t end =
+                r + 1 < headingRuns.size() ? headingRuns[r + 1].first : headingX.Size();
+            room += (end - headingRuns[r].first) * (headingRuns[r].prefix.size() + 14);
+        }
+        headingBytes.Reserve(room + 32);
+        char* out = headingBytes.Extend(room + 32);
+        headingTexts.Reserve(headingX.Size());
+        for (size_t r = 0; r < headingRuns.size(); ++r) {
+            const std::string& prefix = headingRuns[r].prefix;
+            const size_t end =
+                r + 1 < headingRuns.size() ? headingRuns[r + 1].first : headingX.Size();
+            for (size_t i = headingRuns[r].first; i < end; ++i) {
+                std::memcpy(out, prefix.data(), prefix.size());
+                const size_t length =
+                    prefix.size() + zm::FormatG6(headingX[i], out + prefix.size());
+                headingTexts.Push({out, length});
+                out += length;
+            }
+        }
+    }
+    return headingTexts[index];
 }
 
 bool ColumnSheet::NumbersOnlyFrom(int col, int first) const {
@@ -403,6 +464,16 @@ void ColumnSheetSink::SetNumbersAcross(int col, int row, const float* values, si
     }
 }
 
+void ColumnSheetSink::SetHeadingsAcross(int col, int row, const char* prefix, const float* x,
+                                        size_t count) {
+    const unsigned char lead = static_cast<unsigned char>(prefix[0]);
+    const bool staysText = (lead | 0x20) >= 'a' && (lead | 0x20) <= 'z';
+    if ((staysText || !typeTexts) && sheet.SetHeadingsAcross(col, row, prefix, x, count))
+        progress.TickMany(count);
+    else
+        CommandSink::SetHeadingsAcross(col, row, prefix, x, count);
+}
+
 void ColumnSheetSink::Set(int col, int row, const char* text) {
     progress.Tick(row, 0);
     SetTyped(col, row, text);
@@ -483,11 +554,75 @@ bool ExactDecimal(const char* text, const char* end, double& out) {
     return true;
 }
 
+// The double nearest to the shortest decimal that reads back as `value`, found without
+// text for the floats of everyday data: a non-integer of at least 2^-37 and below 2^24
+// whose significand is not a power of two. The decimal with the fewest digits among
+// those inside the float's rounding interval, the one nearest the float if two qualify,
+// is what the shortest text writes; the scale of ten is lowered from one fine enough to
+// always find a decimal until none fits, in exact integer arithmetic. False for the
+// other floats and for a tie between two decimals.
+bool ShortestDecimalWidened(float value, double& out) {
+    constexpr auto kPowers = [] {
+        std::array<uint64_t, 20> powers{1};
+        for (size_t i = 1; i < powers.size(); ++i)
+            powers[i] = powers[i - 1] * 10;
+        return powers;
+    }();
+    const uint32_t bits = std::bit_cast<uint32_t>(value);
+    const int biased = static_cast<int>((bits >> 23) & 0xFF);
+    const uint32_t fraction = bits & 0x7FFFFF;
+    // value = significand / 2^shift
+    const int shift = 150 - biased;
+    if (biased == 0 || fraction == 0 || shift < 1 || shift > 60)
+        return false;
+    const uint64_t significand = fraction | 0x800000;
+    const bool closed = (significand & 1) == 0;  // ties to even: the ends belong to it
+    const unsigned __int128 unit = static_cast<unsigned __int128>(1) << shift;
+    // 10^scale > 2^shift: decimals of that scale are closer together than the interval
+    // is wide.
+    int scale = std::min(shift * 30103 / 100000 + 1, 19);
+    uint64_t found = 0;
+    int foundScale = -1;
+    for (; scale >= 1; --scale) {
+        const uint64_t power = kPowers[scale];
+        const unsigned __int128 scaled = static_cast<unsigned __int128>(significand) * power;
+        const unsigned __int128 below = scaled & (unit - 1);  // value*10^scale - floor
+        const unsigned __int128 above = unit - below;
+        // Within half an ulp: 2 * distance against 10^scale, both in units of 2^-shift.
+        const auto fits = [&](unsigned __int128 distance) {
+            const unsigned __int128 twice = 2 * distance;
+            return twice < power || (closed && twice == power);
+        };
+        const bool low = below == 0 || fits(below), high = fits(above);
+        if (!low && !high)
+            break;
+        if (low && high && below != 0) {
+            if (below == above)
+                return false;
+            found = static_cast<uint64_t>(scaled >> shift) + (below > above);
+        } else {
+            found = static_cast<uint64_t>(scaled >> shift) + !low;
+        }
+        foundScale = scale;
+    }
+    if (foundScale < 0)
+        return false;
+    const double magnitude = static_cast<double>(found) / static_cast<double>(kPowers[foundScale]);
+    out = (bits >> 31) != 0 ? -magnitude : magnitude;
+    return true;
+}
+
 }  // namespace
 
 double Widened(float value) {
     if (!std::isfinite(value))
         return value;
+    // An integer below 2^24 is its own shortest text.
+    if (std::fabs(value) < 16777216.0f && std::trunc(value) == value)
+        return value;
+    double fast;
+    if (ShortestDecimalWidened(value, fast))
+        return fast;
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, value).ptr;
     double out = value;

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -75,6 +76,11 @@ class ColumnSheet {
         maxCol = std::max(maxCol, col);
         maxRow = std::max(maxRow, row);
     }
+    // Text cells `prefix` + the x as zm::FormatG6 writes it for columns `col` on of a
+    // row, kept as their numbers until a text is asked for: a chromatogram's millions of
+    // headings are mostly never read as texts. False, with nothing stored, unless a wide
+    // grid holds the run.
+    bool SetHeadingsAcross(int col, int row, std::string_view prefix, const float* x, size_t count);
 
     // The extent: the announced size grown to every stored cell.
     int Columns() const;
@@ -92,10 +98,14 @@ class ColumnSheet {
     // share one), and how many there are; -1 for a cell that is not text.
     long long TextIndexAt(int col, int row) const {
         const uint64_t slot = SlotAt(col, row);
+        if (IsHeading(slot))
+            return static_cast<long long>(texts.Size() + (slot & kIndexMask));
         return IsText(slot) ? static_cast<long long>(slot & kIndexMask) : -1;
     }
-    size_t TextCount() const { return texts.Size(); }
-    std::string_view TextOfIndex(size_t index) const { return texts[index]; }
+    size_t TextCount() const { return texts.Size() + headingX.Size(); }
+    std::string_view TextOfIndex(size_t index) const {
+        return index < texts.Size() ? texts[index] : HeadingText(index - texts.Size());
+    }
     // Whether the column holds no text cell from row `first` down. Answered from a count
     // when the only text is a heading above `first`, else by looking at each cell.
     bool NumbersOnlyFrom(int col, int first) const;
@@ -119,6 +129,7 @@ class ColumnSheet {
     static constexpr uint64_t kMissingSlot = 0x7FF0'0000'0000'0001;
     static constexpr uint64_t kTextTag = 0x7FF1;  // top 16 bits; the index below them
     static constexpr uint64_t kIndexMask = (uint64_t{1} << 48) - 1;
+    static constexpr uint64_t kHeadingTag = 0x7FF2;  // the index of the heading's x below
     // Entries of the table of recent texts.
     static constexpr size_t kRecentTexts = size_t{1} << 16;
     // What one column of its own costs, counted in slots against the allowance.
@@ -152,6 +163,11 @@ class ColumnSheet {
     bool IsText(uint64_t slot) const {
         return (slot >> 48) == kTextTag && (slot & kIndexMask) < texts.Size();
     }
+    bool IsHeading(uint64_t slot) const {
+        return (slot >> 48) == kHeadingTag && (slot & kIndexMask) < headingX.Size();
+    }
+    // The text of heading `index`; the first call makes every heading's text.
+    std::string_view HeadingText(size_t index) const;
     // FNV-1a over the text: labels are short, and the table takes the low bits.
     static uint64_t TextHash(std::string_view text) {
         uint64_t hash = 0xcbf29ce484222325;
@@ -257,6 +273,15 @@ class ColumnSheet {
     // largest count: never fewer than the column holds.
     zm::RawArray<uint32_t> textCells;
     zm::RawArray<std::string_view> texts;
+    // The x of each heading and where the runs of headings with one prefix begin.
+    struct HeadingRun {
+        size_t first;
+        std::string prefix;
+    };
+    zm::RawArray<float> headingX;
+    std::vector<HeadingRun> headingRuns;
+    mutable zm::RawArray<std::string_view> headingTexts;
+    mutable zm::RawArray<char> headingBytes;
     // The text last stored under each hash, 1 + its index (0: none), and the hash's top
     // bits: measurement tables repeat their labels, which then share one stored text (and
     // one Python string), while a sheet of distinct texts (a spectrum's headings) costs
@@ -320,6 +345,10 @@ class ColumnSheetSink : public zmhost::CommandSink {
     // tall grid go straight to their slots.
     void SetTextsAcross(int col, int row, const char* texts, const uint32_t* lengths,
                         size_t count) override;
+    // Headings that typing leaves texts (the prefix starts with a letter) are kept as
+    // their x values.
+    void SetHeadingsAcross(int col, int row, const char* prefix, const float* x,
+                           size_t count) override;
 
     const ColumnSheet& Sheet() const { return sheet; }
 

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include "platform/FloatText.h"
-
 SpectrumSheet::SpectrumSheet(ReadSpreadSheetData* sink, USDBase& constraints, int labelColumns,
                              int columns, bool skipNaN)
     : sink_(sink),
@@ -41,14 +39,9 @@ void SpectrumSheet::SetNameRows(const std::vector<std::string>& labels, const st
         sink_->Set(static_cast<int>(i) + 1, 1, labels[i].c_str());
     const int first = labelColumns_ + 1;
     if (xRow_ || textHeadings) {
-        // A chromatogram may have millions of columns: no formatter object or string
-        // per heading.
-        char heading[40] = {'t', ' '};
-        int col = first;
-        for (float x : keptX_) {
-            zm::FormatG6(x, heading + 2);
-            sink_->Set(col++, 1, heading);
-        }
+        // A chromatogram may have millions of columns: the sink takes their x values
+        // at once and may make the texts only when they are read.
+        sink_->SetHeadingsAcross(first, 1, "t ", keptX_.data(), keptX_.size());
     } else {
         zm::WriteNumbersAcross(sink_, first, 1, keptX_.data(), keptX_.size());
     }

@@ -12,6 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "formats/spectral/GalacticSPCFile.h"
+#include "formats/spectral/JCAMPFile.h"
+#include "formats/spectral/NetCDFFile.h"
 #include "formats/text/CsvFile.h"
 #include "framework/host/FormatChoice.h"
 #include "framework/host/ReaderSession.h"
@@ -20,8 +23,10 @@ namespace {
 
 const double kNan = std::numeric_limits<double>::quiet_NaN();
 const double kInf = std::numeric_limits<double>::infinity();
+const float kInfF = std::numeric_limits<float>::infinity();
 
-// Takes runs of numbers through the per-cell `Set`, as every sink did before runs.
+// Takes runs of numbers and headings through the per-cell `Set`, as every sink did
+// before runs.
 class PerCellSink : public zmpy::ColumnSheetSink {
   public:
     void SetNumbersDown(int col, int row, const double* values, size_t count) override {
@@ -30,6 +35,10 @@ class PerCellSink : public zmpy::ColumnSheetSink {
     void SetTextsAcross(int col, int row, const char* texts, const uint32_t* lengths,
                         size_t count) override {
         ReadSpreadSheetData::SetTextsAcross(col, row, texts, lengths, count);
+    }
+    void SetHeadingsAcross(int col, int row, const char* prefix, const float* x,
+                           size_t count) override {
+        ReadSpreadSheetData::SetHeadingsAcross(col, row, prefix, x, count);
     }
 };
 
@@ -52,6 +61,7 @@ void ExpectSameSheet(const zmpy::ColumnSheet& bulk, const zmpy::ColumnSheet& cel
                     << "col " << col << " row " << row;
             } else if (kind == zmpy::ColumnSheet::Kind::kText) {
                 ASSERT_EQ(bulk.TextAt(col, row), cells.TextAt(col, row));
+                ASSERT_EQ(bulk.TextOfIndex(bulk.TextIndexAt(col, row)), cells.TextAt(col, row));
             }
         }
         bulk.CopyNumbers(col, 1, rows, a.data());
@@ -81,6 +91,10 @@ struct Pair {
         bulk.SetNumbersDown(col, row, values.data(), values.size());
         cells.SetNumbersDown(col, row, values.data(), values.size());
     }
+    void Headings(int col, int row, const char* prefix, const std::vector<float>& x) {
+        bulk.SetHeadingsAcross(col, row, prefix, x.data(), x.size());
+        cells.SetHeadingsAcross(col, row, prefix, x.data(), x.size());
+    }
 };
 
 TEST(ColumnSheetRuns, SameCellsAsPerCellStores) {
@@ -104,6 +118,27 @@ TEST(ColumnSheetRuns, SameCellsAsPerCellStores) {
     EXPECT_EQ(p.bulk.Sheet().Rows(), 12);
     EXPECT_EQ(p.bulk.Sheet().TextAt(2, 2), "label");
     EXPECT_TRUE(std::isnan(p.bulk.Sheet().NumberAt(2, 5)));
+}
+
+// Headings kept as their x give the texts written cell by cell, in the grid and after a
+// cell outside it moves the cells into columns.
+TEST(ColumnSheetRuns, HeadingsReadAsTheTextsWrittenCellByCell) {
+    const std::vector<float> x = {350.5f, 1e-5f, -2.5e7f, 0.1f, kInfF, 123456789.0f};
+    for (const bool spill : {false, true}) {
+        Pair p;
+        p.Size(9, 2);
+        p.Text(1, 1, "Name");
+        p.Headings(2, 1, "t ", x);
+        p.Headings(8, 1, "x=", {7.0f});
+        p.Number(4, 2, 2.0);
+        if (spill)
+            p.Number(12, 3, 1.0);
+        ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), spill ? "moved" : "in the grid");
+        EXPECT_EQ(p.bulk.Sheet().TextAt(2, 1), "t 350.5");
+        EXPECT_EQ(p.bulk.Sheet().TextAt(8, 1), "x=7");
+        EXPECT_TRUE(p.bulk.Sheet().NumbersOnlyFrom(4, 2));
+        EXPECT_FALSE(p.bulk.Sheet().NumbersOnlyFrom(4, 1));
+    }
 }
 
 TEST(ColumnSheetRuns, RunBeyondTheAllowanceDropsWhatCellsWouldDrop) {
@@ -136,7 +171,8 @@ class ColumnsSink : public PerCellSink {
 TEST(ColumnSheetRuns, FilesGiveTheSameSheetInBlocksAsInColumns) {
     int read = 0;
     for (const char* root : {ZM_TEST_DATA, ZM_CORPUS}) {
-        for (const char* family : {"mat", "netcdf", "csv", "spc", "xlsx"}) {
+        for (const char* family :
+             {"mat", "netcdf", "csv", "spc", "xlsx", "jcamp", "opus", "chemstation"}) {
             const std::filesystem::path dir = std::filesystem::path(root) / family;
             if (!std::filesystem::is_directory(dir))
                 continue;
@@ -182,12 +218,60 @@ TEST(ColumnSheetRuns, CsvRowsGiveTheCellsOfTheirTextsOneByOne) {
     EXPECT_GE(read, 10);
 }
 
+// Reads a file with the reader itself, not through the C interface, so that the sink
+// takes the reader's runs and headings as they are made.
+template <typename Reader>
+bool ReadDirect(const std::string& path, zmpy::ColumnSheetSink& sink, bool announce) {
+    Reader reader;
+    if (reader.Open(true, path.c_str(), nullptr) != 0)
+        return false;
+    const int rows = reader.GetNumRows(), cols = reader.GetNumCols();
+    if (rows <= 0 || cols <= 0)
+        return false;
+    if (announce)
+        sink.SetDataSize(cols, rows);
+    const bool ok = reader.Read(&sink) == 0;
+    if (!announce)
+        sink.SetDataSize(cols, rows);
+    return ok;
+}
+
+// The spectral fixtures' "t" headings kept as numbers read as the texts written cell by
+// cell into columns of their own.
+TEST(ColumnSheetRuns, SpectraKeepTheirHeadingsAsTheTextsWrittenCellByCell) {
+    int compared = 0;
+    const auto compare = [&](auto read, const char* family) {
+        const std::filesystem::path dir = std::filesystem::path(ZM_TEST_DATA) / family;
+        for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+            const std::string path = entry.path().string();
+            zmpy::ColumnSheetSink bulk;
+            PerCellSink cells;
+            if (!read(path, bulk, true) || !read(path, cells, false))
+                continue;
+            ExpectSameSheet(bulk.Sheet(), cells.Sheet(), path);
+            compared += bulk.Sheet().TextAt(3, 1).starts_with("t ");
+        }
+    };
+    compare(ReadDirect<NetCDFFile>, "netcdf");
+    compare(ReadDirect<JCAMPFile>, "jcamp");
+    compare(ReadDirect<GalacticSPCFile>, "spc");
+    EXPECT_GE(compared, 5);
+}
+
 // A float's value in Python is its shortest text read as a double: every float of a
-// sweep over all exponents and many mantissas reads as the text does.
+// sweep over all exponents and many mantissas, of a run of consecutive floats and of
+// an axis in steps of 0.01 (short texts) reads as the text does.
 TEST(ColumnSheetFloats, WidenedIsTheShortestTextReadBack) {
     uint32_t bits = 0;
-    for (long long i = 0; i < 1'000'000; ++i) {
-        bits = i < 256 ? static_cast<uint32_t>(i) << 23 : bits * 2654435761u + 12345u;
+    for (long long i = 0; i < 1'400'000; ++i) {
+        if (i < 256)
+            bits = static_cast<uint32_t>(i) << 23;
+        else if (i < 1'000'000)
+            bits = bits * 2654435761u + 12345u;
+        else if (i < 1'200'000)
+            bits = std::bit_cast<uint32_t>(1000.0f) + static_cast<uint32_t>(i);
+        else
+            bits = std::bit_cast<uint32_t>(0.5f + 0.01f * static_cast<float>(i - 1'200'000));
         const float value = std::bit_cast<float>(bits);
         if (!std::isfinite(value))
             continue;
