@@ -106,8 +106,9 @@ TEST(BrimroseFile, RecognisesMagicOnlyWithAWholeMainHeader) {
                   mine ? SprFileFactory::kSurely : SprFileFactory::kNotMine);
         BrimroseFile reader;
         EXPECT_EQ(reader.Open(true, Fixture(name).c_str(), nullptr), mine ? 0 : 2822) << name;
-        if (!mine)
+        if (!mine) {
             EXPECT_EQ(Message(reader), "The file does not seem to be a valid Brimrose file.");
+        }
     }
     EXPECT_FALSE(BrimroseFile::IsBrimroseFile(nullptr));
     std::unique_ptr<SpreadsheetFile> made(SprFileFactory::GetSpreadsheetFile(1));
@@ -168,8 +169,9 @@ TEST(BrimroseFile, EveryCutPointGivesTheCodeOfThePartCut) {
         }
         const size_t complete = (length - 512) / record;
         EXPECT_EQ(code, (length - 512) % record < 128 ? 2819 : 2820) << length;
-        if (code != 0)
+        if (code != 0) {
             EXPECT_FALSE(Message(reader).empty()) << length;
+        }
         // Row 1 holds the names, so the last complete spectrum is row complete + 1.
         EXPECT_TRUE(sink.Has(1, static_cast<int>(complete) + 1)) << length;
         EXPECT_FALSE(sink.Has(1, static_cast<int>(complete) + 2)) << length;
