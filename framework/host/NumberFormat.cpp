@@ -199,23 +199,14 @@ template <typename T>
     const double magnitude = std::fabs(static_cast<double>(value));
     if (!(magnitude < kLimit))
         return nullptr;
-    uint32_t m = static_cast<uint32_t>(magnitude);
+    const auto m = static_cast<uint32_t>(magnitude);
     if (static_cast<double>(m) != magnitude || m % 100000 == 0)
         return nullptr;
     *p = '-';
     p += std::signbit(value);
-    char* const end = p + DigitCount(m);
-    char* q = end;
-    while (m >= 100) {
-        q -= 2;
-        std::memcpy(q, kDigitPairs + 2 * (m % 100), 2);
-        m /= 100;
-    }
-    if (m >= 10)
-        std::memcpy(q - 2, kDigitPairs + 2 * m, 2);
-    else
-        q[-1] = static_cast<char>('0' + m);
-    return end;
+    const int n = DigitCount(m);
+    WriteDigits(m, n, p);
+    return p + n;
 }
 
 template <typename T>
