@@ -23,12 +23,16 @@ target_link_libraries(zm_thirdparty INTERFACE
 add_library(zm_xerces INTERFACE)
 target_link_libraries(zm_xerces INTERFACE XercesC::XercesC)
 
-# The netCDF library is loaded by name the first time a netCDF file is opened: its
-# SONAME, read from the library found here.
-find_library(ZM_NETCDF_FILE NAMES netcdf HINTS ${NETCDF_LIBRARY_DIRS} REQUIRED)
-execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${ZM_NETCDF_FILE} OUTPUT_VARIABLE netcdf_headers)
-string(REGEX MATCH "SONAME +([^\n ]+)" netcdf_soname "${netcdf_headers}")
-if(NOT CMAKE_MATCH_1)
-  message(FATAL_ERROR "no SONAME in ${ZM_NETCDF_FILE}")
-endif()
-set(ZM_NETCDF_SONAME ${CMAKE_MATCH_1})
+# netCDF and libgsf are loaded by name the first time a file needs them: their SONAMEs,
+# read from the libraries found here, are compiled into the code that loads them.
+function(zm_soname variable name)
+  find_library(ZM_${variable}_FILE NAMES ${name} REQUIRED)
+  execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${ZM_${variable}_FILE} OUTPUT_VARIABLE headers)
+  string(REGEX MATCH "SONAME +([^\n ]+)" soname "${headers}")
+  if(NOT CMAKE_MATCH_1)
+    message(FATAL_ERROR "no SONAME in ${ZM_${variable}_FILE}")
+  endif()
+  set(ZM_${variable}_SONAME ${CMAKE_MATCH_1} PARENT_SCOPE)
+endfunction()
+zm_soname(NETCDF netcdf)
+zm_soname(GSF gsf-1)

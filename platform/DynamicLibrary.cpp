@@ -57,6 +57,10 @@ void* FindSymbol(void* module, const char* name) {
     return ObjectHolding(symbol) == own ? symbol : nullptr;
 }
 
+void* FindSymbolWithDependencies(void* module, const char* name) {
+    return module != nullptr && name != nullptr ? dlsym(module, name) : nullptr;
+}
+
 std::string SharedObjectProblem(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     if (!in)

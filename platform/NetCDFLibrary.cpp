@@ -4,46 +4,12 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
 
 #include "platform/DynamicLibrary.h"
 
 namespace zm {
 
 namespace {
-
-struct Loaded {
-    NetCdfFunctions functions;
-    bool complete = false;
-    std::string error;
-};
-
-const Loaded& LoadOnce() {
-    static Loaded loaded;
-    static std::once_flag once;
-    std::call_once(once, [] {
-        void* library = OpenModule(ZM_NETCDF_SONAME);
-        if (library == nullptr) {
-            loaded.error =
-                "the netCDF library (" ZM_NETCDF_SONAME ") could not be loaded: " + LastLoadError();
-            return;
-        }
-        NetCdfFunctions& f = loaded.functions;
-        std::string missing;
-#define ZM_NETCDF_FIND(name)                                       \
-    f.name = FindFunction<decltype(f.name)>(library, "nc_" #name); \
-    if (f.name == nullptr)                                         \
-        missing += missing.empty() ? "nc_" #name : ", nc_" #name;
-        ZM_NETCDF_FUNCTIONS(ZM_NETCDF_FIND)
-#undef ZM_NETCDF_FIND
-        if (!missing.empty()) {
-            loaded.error = "the netCDF library (" ZM_NETCDF_SONAME ") lacks " + missing;
-            return;
-        }
-        loaded.complete = true;
-    });
-    return loaded;
-}
 
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -52,12 +18,12 @@ struct FileCloser {
 }  // namespace
 
 const NetCdfFunctions* LoadNetCdf(std::string& error) {
-    const Loaded& loaded = LoadOnce();
-    if (!loaded.complete) {
-        error = loaded.error;
-        return nullptr;
-    }
-    return &loaded.functions;
+    const auto bind = [](void* module, NetCdfFunctions& f, std::string& missing) {
+#define ZM_NETCDF_BIND(name) BindFunction(module, "nc_" #name, f.name, missing);
+        ZM_NETCDF_FUNCTIONS(ZM_NETCDF_BIND)
+#undef ZM_NETCDF_BIND
+    };
+    return LoadLibraryOnce<NetCdfFunctions>(ZM_NETCDF_SONAME, bind, error);
 }
 
 bool MayBeNetCdf(const std::string& path, unsigned long long fileSize) {

@@ -171,9 +171,9 @@ bool Mapped(const char* name) {
     return false;
 }
 
-// xerces-c and netCDF (with HDF5 and the network libraries behind them) are loaded only
-// when a file needs them, so reads of other formats start without them.
-TEST_F(ForeignHost, LoadsTheXmlAndNetCdfLibrariesOnlyForFilesThatNeedThem) {
+// xerces-c, netCDF (with HDF5 and the network libraries behind them) and libgsf are loaded
+// only when a file needs them, so reads of other formats start without them.
+TEST_F(ForeignHost, LoadsTheXmlNetCdfAndOleLibrariesOnlyForFilesThatNeedThem) {
     const std::string spectra = Fixture("two-spectra.dat");
     for (int i = 1; i <= api.SizeFileFormatsSupported(); ++i)
         api.IsCorrectFileType(i, spectra.c_str());
@@ -181,6 +181,7 @@ TEST_F(ForeignHost, LoadsTheXmlAndNetCdfLibrariesOnlyForFilesThatNeedThem) {
     ASSERT_TRUE(ReadInto(spectra, sheet)) << lastError;
     EXPECT_FALSE(Mapped("libxerces-c"));
     EXPECT_FALSE(Mapped("libnetcdf"));
+    EXPECT_FALSE(Mapped("libgsf"));
 
     HostSheet workbook;
     const int excel = FormatNamed("Excel2007 File");
@@ -196,6 +197,13 @@ TEST_F(ForeignHost, LoadsTheXmlAndNetCdfLibrariesOnlyForFilesThatNeedThem) {
     ASSERT_TRUE(ReadInto(std::string(ZM_TEST_DATA) + "/netcdf/aia_run1.cdf", chromatogram, netcdf))
         << lastError;
     EXPECT_TRUE(Mapped("libnetcdf"));
+    EXPECT_FALSE(Mapped("libgsf"));
+
+    HostSheet biff;
+    ASSERT_TRUE(ReadInto(std::string(ZM_TEST_DATA) + "/xls/mixed-biff8.xls", biff,
+                         FormatNamed("Excel File")))
+        << lastError;
+    EXPECT_TRUE(Mapped("libgsf"));
 }
 
 }  // namespace
