@@ -114,10 +114,14 @@ int MatFile::ChooseData(ZmImportOpenOptions* options) {
     });
     if (outcome == zm::SheetChoice::Outcome::kBadOptions)
         return kStatusBadOptions;
-    // One matrix beside arrays that cannot be read is still named by the choice written
-    // back, so that "Sheets" counts as a setting of the file.
-    if (data.size() == 1 && options != nullptr && (options->size == 0 || options->data == nullptr))
-        choice.Write(options, 1);
+    // One matrix beside arrays that cannot be read: its record is still written back and
+    // read, so that "Sheets" is a setting of the file.
+    if (data.size() == 1 && options != nullptr) {
+        if (options->size == 0 || options->data == nullptr)
+            choice.Write(options, 1);
+        else if (zm::SheetChoice check; !check.Read(options, data))
+            return kStatusBadOptions;
+    }
     shown.clear();
     for (const std::string& name : choice.names) {
         for (int i = 0; i < GetNumberOfMatrices(); ++i) {
