@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "framework/SpreadSheetData.h"
@@ -32,6 +33,9 @@ struct ReadChoices {
     std::vector<std::string> available;  // every one, in file order
     std::vector<std::string> chosen;     // the ones this opening reads
     bool sideBySide = false;             // several are read side by side, not stacked
+    std::string labels;  // what names the rows and columns read, e.g. "rows labelled by OBSNAM"
+    // What the file holds that the reader cannot read: each one's name and kind.
+    std::vector<std::pair<std::string, std::string>> passedOver;
 };
 
 // One object per opened file. Calling order for reading: Open(true, ...) ->

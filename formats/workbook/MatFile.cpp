@@ -69,6 +69,7 @@ int MatFile::OpenRead(ZmImportOpenOptions* options) {
     matrices.clear();
     placements.clear();
     shown.clear();
+    passedOver.clear();
     warning.clear();
     choice = zm::SheetChoice();
     sizeEstablished = false;
@@ -100,6 +101,7 @@ void MatFile::Close() {
     matrices.clear();
     placements.clear();
     shown.clear();
+    passedOver.clear();
     choice = zm::SheetChoice();
     refusal.clear();
     warning.clear();
@@ -173,24 +175,15 @@ bool MatFile::IsComplex() const {
 bool MatFile::GetReadChoices(ReadChoices& choices) {
     // Level 4 reads one matrix, Level 5 the data matrices chosen side by side; a Level 4
     // file whose names and IDs go around its one data matrix offers no choice.
-    if (mode != kReadMode || (!level5 && idsPresent) || (level5 && shown.empty()))
+    if (mode != kReadMode || (!level5 && idsPresent))
         return false;
     choices = ReadChoices();
     choices.key = "Sheets";
     choices.noun = "matrix";
-    if (level5) {
-        for (const Matrix& m : matrices) {
-            if (m.name != "OBSNAM" && m.name != "OBSNUM" && m.name != "VARNAM" &&
-                m.name != "VARNUM")
-                choices.available.push_back(m.name);
-        }
-        for (const int i : shown)
-            choices.chosen.push_back(matrices[static_cast<size_t>(i)].name);
-        choices.sideBySide = true;
-    } else {
-        GetMatrixList(choices.available);
-        choices.chosen = {matrices[static_cast<size_t>(curMatrix)].name};
-    }
+    if (level5)
+        return Level5Choices(choices);
+    GetMatrixList(choices.available);
+    choices.chosen = {matrices[static_cast<size_t>(curMatrix)].name};
     return choices.available.size() > 1;
 }
 

@@ -26,7 +26,8 @@ struct Tag;
 // matrices ("OBSID1", "VARID1", ...) around it. Level 5: the numeric, logical, sparse
 // and character arrays chosen by "Sheets" (every one by default) go side by side, with
 // "OBSNAM"/"OBSNUM" as columns left of them and "VARNAM"/"VARNUM" as rows above them,
-// in whatever order the file stores them. The
+// in whatever order the file stores them; cells, structures and objects are passed over
+// and named in the read choices. The
 // zeros of a sparse matrix are 0. Writes Level 4: the data as "DATA", the ID columns and
 // header rows as "OBSID<n>" and "VARID<n>". Codes 1024-1034.
 class ZMIMPORT_API MatFile : public SpreadsheetFile {
@@ -109,11 +110,15 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     int OpenMatlab5(ZmImportOpenOptions* options);
     // Chooses the data matrices read, by the options or else all of them.
     int ChooseData(ZmImportOpenOptions* options);
+    // Refuses a file without data, naming the arrays in it that cannot be read.
+    [[noreturn]] void RefuseNoData() const;
     int OpenArray(const Matrix& m, zm::mat::ArrayHeader& header,
                   std::unique_ptr<zm::mat::Input>& input);
     int CheckArray(const zm::mat::ArrayHeader& array, Matrix& m);
     // Warns when fewer bytes than a tag, not all zero, follow the last element.
     void NoteCutTag(uint64_t position);
+    // What a Level 5 read offers, read and passed over (for GetReadChoices).
+    bool Level5Choices(ReadChoices& choices) const;
     int SetSheetSize();
     void SetSheetIndex(int nameColumns, int nameRows);
     void SetNames(int nameColumns, int nameRows, int64_t dataCols);
@@ -180,5 +185,7 @@ class ZMIMPORT_API MatFile : public SpreadsheetFile {
     };
     std::vector<Placement> placements;
     std::vector<int> shown;  // Level 5: the data matrices read, in the order chosen
+    // Level 5 arrays not read as data (cells, structures, objects): name and array class.
+    std::vector<std::pair<std::string, int>> passedOver;
     uint64_t bytesDone = 0, bytesToRead = 0;  // Level 5 progress: stored bytes of the matrices
 };

@@ -51,6 +51,40 @@ std::string NameList(const std::vector<std::string>& names) {
     return list;
 }
 
+std::string Article(const std::string& word) {
+    return !word.empty() && std::string("aeiou").find(word.front()) != std::string::npos ? "an "
+                                                                                         : "a ";
+}
+
+std::string PassedOverList(const std::vector<std::pair<std::string, std::string>>& passed) {
+    std::vector<std::string> named;
+    for (const auto& [name, kind] : passed)
+        named.push_back(name.empty() ? kind : name + " (" + kind + ")");
+    return NameList(named);
+}
+
+// What a read of several without a choice took, and what else there is.
+std::string WhatWasRead(const SheetOffer& offer) {
+    const size_t count = offer.available.size();
+    if (offer.readByDefault.size() == count) {
+        return "read all " + std::to_string(count) + " " + Plural(offer.noun) +
+               (offer.key == "Sheets" ? (offer.sideBySide ? ", side by side" : ", stacked") : "") +
+               " (" + NameList(offer.available) + ")";
+    }
+    std::string what;
+    for (size_t i = 0; i < offer.readByDefault.size() && i < kNamesShown; ++i)
+        what += (i > 0 ? ", \"" : "\"") + offer.readByDefault[i] + "\"";
+    const bool one = offer.readByDefault.size() == 1;
+    std::string position = std::to_string(offer.readByDefault.size());
+    if (one) {
+        const auto at =
+            std::find(offer.available.begin(), offer.available.end(), offer.readByDefault.front());
+        position = std::to_string(at - offer.available.begin() + 1);
+    }
+    return "read " + (one ? offer.noun : Plural(offer.noun)) + " " + what + " (" + position +
+           " of " + std::to_string(count) + ": " + NameList(offer.available) + ")";
+}
+
 std::string ChooseHint(const SheetOffer& offer) {
     return "--set " + offer.key + (offer.key == "DataBlocks" ? "=INDEX" : "=NAME");
 }
@@ -81,6 +115,8 @@ bool OfferOfOpened(SpreadsheetFile& reader, SheetOffer& offer) {
     offer.available = std::move(choices.available);
     offer.readByDefault = std::move(choices.chosen);
     offer.sideBySide = choices.sideBySide;
+    offer.labels = std::move(choices.labels);
+    offer.passedOver = std::move(choices.passedOver);
     return true;
 }
 
@@ -139,6 +175,12 @@ std::string CheckSheetChoice(const SheetOffer& offer, const SettingPairs& settin
                                               item) != offer.available.end();
         if (held)
             continue;
+        for (const auto& [name, kind] : offer.passedOver) {
+            if (!indexes && name == item)
+                return offer.noun + " \"" + item + "\" is " + Article(kind) + kind +
+                       ", which cannot be read (" + Plural(offer.noun) + ": " +
+                       NameList(offer.available) + ")";
+        }
         std::string text = "no " + offer.noun + " \"" + item + "\" in the file (" +
                            Plural(offer.noun) + ": " + NameList(offer.available);
         if (indexes)
@@ -150,26 +192,17 @@ std::string CheckSheetChoice(const SheetOffer& offer, const SettingPairs& settin
 
 std::string SheetNote(const SheetOffer& offer) {
     const size_t count = offer.available.size();
-    if (count < 2 || offer.readByDefault.empty())
+    if ((count < 2 && offer.passedOver.empty()) || offer.readByDefault.empty())
         return std::string();
-    const std::string choose = "choose with " + ChooseHint(offer);
-    if (offer.readByDefault.size() == count) {
-        return "read all " + std::to_string(count) + " " + Plural(offer.noun) +
-               (offer.key == "Sheets" ? (offer.sideBySide ? ", side by side" : ", stacked") : "") +
-               " (" + NameList(offer.available) + "); " + choose;
-    }
-    std::string what;
-    for (size_t i = 0; i < offer.readByDefault.size() && i < kNamesShown; ++i)
-        what += (i > 0 ? ", \"" : "\"") + offer.readByDefault[i] + "\"";
-    const bool one = offer.readByDefault.size() == 1;
-    std::string position = std::to_string(offer.readByDefault.size());
-    if (one) {
-        const auto at =
-            std::find(offer.available.begin(), offer.available.end(), offer.readByDefault.front());
-        position = std::to_string(at - offer.available.begin() + 1);
-    }
-    return "read " + (one ? offer.noun : Plural(offer.noun)) + " " + what + " (" + position +
-           " of " + std::to_string(count) + ": " + NameList(offer.available) + "); " + choose;
+    std::string note = count < 2 ? "read " + offer.noun + " \"" + offer.readByDefault.front() + "\""
+                                 : WhatWasRead(offer);
+    if (!offer.labels.empty())
+        note += ", " + offer.labels;
+    if (!offer.passedOver.empty())
+        note += "; not read: " + PassedOverList(offer.passedOver);
+    if (count > 1)
+        note += "; choose with " + ChooseHint(offer);
+    return note;
 }
 
 }  // namespace zmhost

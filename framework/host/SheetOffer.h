@@ -18,6 +18,9 @@ struct SheetOffer {
     std::vector<std::string> available;  // every choice, in file order
     std::vector<std::string> readByDefault;  // what a read without a choice takes
     bool sideBySide = false;                 // several are read side by side, not stacked
+    std::string labels;                      // what names the rows and columns read
+    // What the file holds that the reader cannot read: each one's name and kind.
+    std::vector<std::pair<std::string, std::string>> passedOver;
 };
 
 // True for a reader that tells what it offers once open (MAT, netCDF, JCAMP-DX), so
@@ -38,7 +41,7 @@ bool SettingsChoose(const SheetOffer& offer, const SettingPairs& settings);
 std::string CheckSheetChoice(const SheetOffer& offer, const SettingPairs& settings);
 
 // One line naming what a read without a choice took, what else there is and the --set
-// that chooses; "" when the file offers a single one.
+// that chooses; "" when the file offers a single one and holds nothing it cannot read.
 std::string SheetNote(const SheetOffer& offer);
 
 }  // namespace zmhost

@@ -19,6 +19,7 @@ TWO_SHEETS = os.path.join(DATA, "xlsx", "two-sheets.xlsx")
 TWO_MATRICES = os.path.join(DATA, "mat", "level4_two.mat")
 BIFF8 = os.path.join(DATA, "xls", "sheetjs-biff8.xls")
 NAMED_MATRICES = os.path.join(DATA, "mat", "level5_names.mat")
+PASSED_OVER = os.path.join(DATA, "mat", "level5_passed_over.mat")
 TWO_VARIABLES = os.path.join(DATA, "netcdf", "mva_two_variables.cdf")
 TWO_BLOCKS = os.path.join(DATA, "jcamp", "link-two-axes.jdx")
 CORPUS = os.environ.get("ZM_CORPUS", os.path.join(DATA, "..", "..", "..", "shared", "corpus"))
@@ -66,10 +67,20 @@ class SheetChoice(unittest.TestCase):
         self.assertIn('no matrix "C" in the file (matrices: A, B)', err)
 
     def test_matrices_and_variables_are_offered_as_sheets_are(self):
-        # Level 5 MAT: every data matrix side by side, names around them.
+        # Level 5 MAT: every data matrix side by side, names around them; arrays that are
+        # no matrices are named as not read, and cannot be chosen.
         status, _, err = run("read", NAMED_MATRICES)
-        self.assertEqual(err, "zmimport: %s: read all 2 matrices, side by side (X, Y); choose "
-                              "with --set Sheets=NAME\n" % NAMED_MATRICES)
+        self.assertEqual(err, "zmimport: %s: read all 2 matrices, side by side (X, Y), rows "
+                              "labelled by OBSNAM, columns labelled by VARNAM; choose with --set "
+                              "Sheets=NAME\n" % NAMED_MATRICES)
+        status, out, err = run("read", PASSED_OVER)
+        self.assertEqual((status, out), (0, "0.5,1.5\n10.5,11.5\n"))
+        self.assertEqual(err, 'zmimport: %s: read matrix "X"; not read: s (structure), c (cell '
+                              'array)\n' % PASSED_OVER)
+        self.assertEqual(run("read", "--set", "Sheets=X", PASSED_OVER), (0, out, ""))
+        status, out, err = run("read", "--set", "Sheets=c", PASSED_OVER)
+        self.assertEqual((status, out), (1, ""))
+        self.assertIn('matrix "c" is a cell array, which cannot be read (matrices: X)', err)
         status, out, err = run("read", "--set", "Sheets=Y", NAMED_MATRICES)
         self.assertEqual((status, out, err), (0, "o1,0.5\no2,10.5\n", ""))
         status, _, err = run("read", "--set", "Sheets=OBSNAM", NAMED_MATRICES)

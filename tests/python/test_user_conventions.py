@@ -28,6 +28,12 @@ def test_sheets_lists_what_the_file_offers():
 def test_matrices_and_variables_are_sheets_too():
     variables = DATA / "netcdf" / "mva_two_variables.cdf"
     assert zmimport.sheets(DATA / "mat" / "level5_names.mat") == ["X", "Y"]
+    passed_over = DATA / "mat" / "level5_passed_over.mat"
+    assert zmimport.sheets(passed_over) == ["X"]
+    with pytest.raises(ValueError, match=r'matrix "s" is a structure, which cannot be read'):
+        zmimport.read_frame(passed_over, sheet="s")
+    with pytest.raises(ValueError, match=r'no matrix "Z" in the file \(matrices: X, Y\)'):
+        zmimport.read(DATA / "mat" / "level5_names.mat", options={"Sheets": "Z"})
     assert zmimport.sheets(variables) == ["observation", "baseline"]
     assert zmimport.read_frame(variables, sheet="baseline").iloc[0, 2] == -10
     with pytest.raises(ValueError, match=r'no variable "base" in the file'):

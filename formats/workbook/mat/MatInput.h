@@ -23,7 +23,8 @@ struct Tag {
 // The header of a Level 5 array (miMATRIX): class, complex flag, dimensions, name, and
 // the tag of its first data element.
 struct ArrayHeader {
-    int arrayClass = 0;  // 0 when the element holds nothing read as data
+    int arrayClass = 0;   // 0 when the element holds nothing read as data
+    int passedClass = 0;  // then the class of an array that is not read (cell, structure, ...)
     bool complex = false;
     bool logical = false;
     std::vector<int64_t> dims;

@@ -94,28 +94,31 @@ bool IsText(int arrayClass, uint32_t type) {
            (arrayClass == kCharClass && (type == zm::mat::miUINT16 || type == zm::mat::miUTF8));
 }
 
-// The matrices that name the sheet's columns and rows rather than hold data.
-bool NamesVariables(const std::string& name) {
-    return name == "VARNAM" || name == "VARNUM";
-}
-bool NamesObservations(const std::string& name) {
-    return name == "OBSNAM" || name == "OBSNUM";
-}
-bool IsData(const MatFile::Matrix& m) {
-    return !NamesVariables(m.name) && !NamesObservations(m.name);
-}
-
-// Names or numbers in a names matrix: one per row of a text, else one per value.
-int64_t Entries(const MatFile::Matrix& m) {
-    return m.text ? m.rows : m.rows * m.cols;
-}
-
 // Characters per row of a character array: the product of every dimension but the first.
 int64_t CharColumns(const ArrayHeader& array) {
     int64_t cols = 1;
     for (size_t i = 1; i < array.dims.size(); ++i)
         cols *= array.dims[i];
     return cols;
+}
+
+// The name of an array that is not read as data, for telling the user what was passed
+// over: after the dimensions, or (an opaque object) right after the flags. "" when the
+// element does not hold one where expected; a broken name is no reason to refuse the file.
+std::string PassedOverName(Input& s, bool swap, int arrayClass) {
+    constexpr int kOpaqueClass = 17;
+    Tag tag;
+    std::vector<uint8_t> bytes;
+    if (arrayClass != kOpaqueClass &&
+        (!ReadTag(s, swap, tag) || tag.bytes > 4096 || zm::mat::NumberSize(tag.type) != 4 ||
+         !ReadData(s, tag, bytes)))
+        return std::string();
+    if (!ReadTag(s, swap, tag) || (tag.type != zm::mat::miINT8 && tag.type != zm::mat::miUINT8) ||
+        tag.bytes > 256 || !ReadData(s, tag, bytes))
+        return std::string();
+    std::string name(bytes.begin(), bytes.end());
+    name.resize(std::strlen(name.c_str()));
+    return name;
 }
 
 }  // namespace
@@ -149,7 +152,9 @@ int MatFile::OpenArray(const Matrix& m, ArrayHeader& header, std::unique_ptr<Inp
     header.logical = (flags & kLogicalFlag) != 0;
     if (!(header.arrayClass == kCharClass || header.arrayClass == kSparseClass ||
           (header.arrayClass >= kFirstNumberClass && header.arrayClass <= kLastNumberClass))) {
+        header.passedClass = header.arrayClass;
         header.arrayClass = 0;
+        header.name = PassedOverName(s, bigEndian, header.passedClass);
         return 0;
     }
     if (!ReadTag(s, bigEndian, tag) || tag.bytes < 8 || tag.bytes > 4096 ||
@@ -211,16 +216,19 @@ int MatFile::OpenMatlab5(ZmImportOpenOptions* options) {
         std::unique_ptr<Input> input;
         if (int code = OpenArray(m, array, input); code != 0)
             return code;
-        if (array.arrayClass == 0)
+        if (array.arrayClass == 0) {
+            if (array.passedClass != 0)
+                passedOver.emplace_back(array.name, array.passedClass);
             continue;
+        }
         if (int code = CheckArray(array, m); code != 0)
             return code;
         matrices.push_back(m);
     }
     NoteCutTag(position);
     if (matrices.empty())
-        Refuse("No data found.");
-    if (matrices.size() > 1) {
+        RefuseNoData();
+    if (matrices.size() > 1 || !passedOver.empty()) {
         if (int code = ChooseData(options); code != 0)
             return code;
     }
@@ -278,129 +286,6 @@ int MatFile::CheckArray(const ArrayHeader& array, Matrix& m) {
     if (m.text)
         m.cols = m.cols > 0 ? 1 : 0;  // one text per row
     return 0;
-}
-
-int MatFile::ChooseData(ZmImportOpenOptions* options) {
-    // The data matrices are the choice; names and numbers go around whichever are read.
-    // Without a choice every one is read, side by side.
-    std::vector<std::string> data;
-    for (const Matrix& m : matrices) {
-        if (IsData(m))
-            data.push_back(m.name);
-    }
-    if (data.empty())
-        Refuse("No data found.");
-    choice.layout = zm::SheetChoice::kSideBySide;
-    const auto outcome = choice.Choose(data, options, [&] {
-        choice.names = data;
-        return true;
-    });
-    if (outcome == zm::SheetChoice::Outcome::kBadOptions)
-        return kStatusBadOptions;
-    shown.clear();
-    for (const std::string& name : choice.names) {
-        for (int i = 0; i < GetNumberOfMatrices(); ++i) {
-            if (IsData(matrices[i]) && matrices[i].name == name &&
-                std::find(shown.begin(), shown.end(), i) == shown.end()) {
-                shown.push_back(i);
-                break;
-            }
-        }
-    }
-    return 0;
-}
-
-int MatFile::SetSheetSize() {
-    placements.clear();
-    if (matrices.size() == 1) {
-        placements.push_back({0, 1, 1, CellCursor::kGrid});
-        numRows = static_cast<int>(matrices[0].rows);
-        numCols = static_cast<int>(matrices[0].cols);
-        return 0;
-    }
-    // The data matrices read go side by side; observation names and numbers are columns
-    // left of them and variable names and numbers rows above them, whatever the file's
-    // order.
-    int64_t cols = 0, rows = 0;
-    for (const int i : shown) {
-        cols += matrices[i].cols;
-        rows = std::max(rows, matrices[i].rows);
-        if (cols > INT_MAX - 4)
-            return kBadMatrix;
-    }
-    if (shown.empty())
-        Refuse("No data found.");
-    // Names that do not fit all the data make the file inconsistent; names that do not
-    // fit a choice of some data matrices are left out.
-    const bool all = static_cast<size_t>(std::count_if(matrices.begin(), matrices.end(), IsData)) ==
-                     shown.size();
-    if (all && !CheckDimensions(cols))
-        return kBadMatrix;
-    int nameColumns = 0, nameRows = 0;
-    for (const char* name : {"OBSNAM", "OBSNUM"})
-        nameColumns += NamesShown(name, cols) >= 0 ? 1 : 0;
-    for (const char* name : {"VARNAM", "VARNUM"})
-        nameRows += NamesShown(name, cols) >= 0 ? 1 : 0;
-    if (rows > INT_MAX - 4)
-        return kBadMatrix;
-    numCols = static_cast<int>(cols) + nameColumns;
-    numRows = static_cast<int>(rows) + nameRows;
-    SetSheetIndex(nameColumns, nameRows);
-    SetNames(nameColumns, nameRows, cols);
-    return 0;
-}
-
-void MatFile::SetSheetIndex(int nameColumns, int nameRows) {
-    // The data matrices side by side in the order chosen, right of the name columns and
-    // below the name rows, each from the first data row.
-    int col = nameColumns + 1;
-    for (const int i : shown) {
-        placements.push_back({i, col, nameRows + 1, CellCursor::kGrid});
-        col += static_cast<int>(matrices[i].cols);
-    }
-}
-
-void MatFile::SetNames(int nameColumns, int nameRows, int64_t dataCols) {
-    // Observation names go down the first column and their numbers down the next one;
-    // variable names across the first row and their numbers across the next one.
-    int col = 1;
-    for (const char* name : {"OBSNAM", "OBSNUM"}) {
-        if (const int i = NamesShown(name, dataCols); i >= 0)
-            placements.push_back({i, col++, nameRows + 1, CellCursor::kDown});
-    }
-    int row = 1;
-    for (const char* name : {"VARNAM", "VARNUM"}) {
-        if (const int i = NamesShown(name, dataCols); i >= 0)
-            placements.push_back({i, nameColumns + 1, row++, CellCursor::kAcross});
-    }
-}
-
-int MatFile::NamesShown(const char* name, int64_t dataCols) const {
-    for (int i = 0; i < GetNumberOfMatrices(); ++i) {
-        if (matrices[i].name == name)
-            return NamesFit(matrices[i], dataCols) ? i : -1;
-    }
-    return -1;
-}
-
-bool MatFile::NamesFit(const Matrix& names, int64_t dataCols) const {
-    // Variable names: one per column of the data read. Observation names: one per row of
-    // every data matrix read.
-    if (NamesVariables(names.name))
-        return Entries(names) == dataCols;
-    for (const int i : shown) {
-        if (matrices[i].rows != Entries(names))
-            return false;
-    }
-    return true;
-}
-
-bool MatFile::CheckDimensions(int64_t dataCols) const {
-    for (const Matrix& m : matrices) {
-        if (!IsData(m) && !NamesFit(m, dataCols))
-            return false;
-    }
-    return true;
 }
 
 int MatFile::ReadMatlab5(ReadSpreadSheetData* sink) {

@@ -64,3 +64,7 @@ save("level5_names.mat", {
     "Y": grid(2, 1),
 })
 save("level5_unicode.mat", {"word": np.array(["\u00e9t\u00e9 \u65e5"])})
+# Arrays that are no matrices beside one that is: a structure and a cell array.
+cells = np.empty((1, 2), dtype=object)
+cells[0, 0], cells[0, 1] = grid(1, 1), "text"
+save("level5_passed_over.mat", {"X": grid(2, 2), "s": {"a": grid(1, 1)}, "c": cells})

@@ -242,6 +242,8 @@ TEST(MatFileFixtures, Level5OffersItsDataMatricesWithTheNamesThatFitThem) {
     EXPECT_EQ(choices.available, (std::vector<std::string>{"X", "Y"}));
     EXPECT_EQ(choices.chosen, choices.available);
     EXPECT_TRUE(choices.sideBySide);
+    EXPECT_EQ(choices.labels, "rows labelled by OBSNAM, columns labelled by VARNAM");
+    EXPECT_TRUE(choices.passedOver.empty());
     reader.Close();
 
     // Chosen: in the order named; the three variable names fit X and Y together only.
@@ -256,9 +258,17 @@ TEST(MatFileFixtures, Level5OffersItsDataMatricesWithTheNamesThatFitThem) {
     // The record written back by the read without a choice reads the same sheet.
     EXPECT_EQ(Sheet(ReadFile(Fixture("level5_names.mat"), &empty.options).sink), Sheet(all));
 
-    // One data matrix offers no choice.
+    // One data matrix offers no choice, unless arrays beside it were passed over.
     ASSERT_EQ(zmtest::ReadAll(reader, Fixture("level5_unicode.mat"), all), 0);
     EXPECT_FALSE(reader.GetReadChoices(choices));
+    reader.Close();
+    zmtest::RecordingSink beside;
+    ASSERT_EQ(zmtest::ReadAll(reader, Fixture("level5_passed_over.mat"), beside), 0);
+    EXPECT_EQ(Sheet(beside), (Lines{"0.5|1.5", "10.5|11.5"}));
+    ASSERT_TRUE(reader.GetReadChoices(choices));
+    EXPECT_EQ(choices.available, (std::vector<std::string>{"X"}));
+    EXPECT_EQ(choices.passedOver, (std::vector<std::pair<std::string, std::string>>{
+                                      {"s", "structure"}, {"c", "cell array"}}));
 }
 
 TEST(MatFileLevel4, ByteOrderTextSparseAndMatrixCount) {
@@ -321,7 +331,12 @@ TEST(MatFileRefusals, HeadersElementsAndNamesThatDoNotFit) {
         {h + Array(5, {2, 2, 2}, "s", Element(5, U32(0))), 0,
          "A sparse matrix can not have more than two dimensions."},
         {h + Array(5, {1, 1}, "t", sparseText), 0, "Text matrices can not be sparse."},
-        {h + Array(2, {1, 1}, "s", Element(14, "")), 0, "No data found."},
+        {h + Array(2, {1, 1}, "s", Element(14, "")), 0, "No data found. Not read: s (structure)."},
+        // An object of the class system names itself right after its flags; a name not
+        // where it belongs leaves the kind alone.
+        {h + Element(14, Element(6, U32(17) + U32(0)) + Element(1, "str") + Element(1, "MCOS")) +
+             Array(17, {1, 1}, "x", ""),
+         0, "No data found. Not read: str (object), object."},
         {h, 0, "No data found."},
         {h + Array(6, {1, 1}, "q", Element(18, "abcd")), MatFile::kUnknownType, ""},
         // A character array in UTF-32 cannot be interpreted.
