@@ -24,6 +24,7 @@
 #include "formats/process/BrooksideXMLDtd.h"
 #include "formats/process/BrooksideXMLInternal.h"
 #include "platform/FileNames.h"
+#include "platform/ReadMeter.h"
 #include "platform/XmlSafety.h"
 
 using namespace xercesc;
@@ -300,6 +301,7 @@ void BrooksideXML::Open(const char* files) {
         if (document == nullptr)
             throw zm::Exception("XML node '{1}' not found", {"FDCRequest"});
         ReadDOM(document, parser.sections, names[i], static_cast<int>(i));
+        zm::ReadMeter::Finished(names[i]);
     }
 }
 
