@@ -39,9 +39,13 @@ void ReadMeter::Advanced(const std::string& path, uint64_t bytes) {
 }
 
 void ReadMeter::Note(const std::string& path, uint64_t position, bool add) {
-    if (lastFile >= files.size() || files[lastFile].path != path) {
-        const auto found = std::find_if(files.begin(), files.end(),
-                                        [&](const File& file) { return file.path == path; });
+    // A name given twice is read twice: a report goes to the first of its files that is
+    // not yet read to its end.
+    const auto open = [&](const File& file) {
+        return file.path == path && file.reached < file.size;
+    };
+    if (lastFile >= files.size() || !open(files[lastFile])) {
+        const auto found = std::find_if(files.begin(), files.end(), open);
         if (found == files.end())
             return;
         lastFile = static_cast<size_t>(found - files.begin());
