@@ -26,9 +26,6 @@ class ZMIMPORT_API ReadMeter {
     ReadMeter(const ReadMeter&) = delete;
     ReadMeter& operator=(const ReadMeter&) = delete;
 
-    uint64_t Done() const { return done; }
-    uint64_t Total() const { return total; }
-
     // Told by an input layer: `path` has been read up to `position` bytes from its start.
     // A file that is not one of the read's (a helper file, a sniff before the read) and a
     // position behind one told before change nothing; without a meter it costs one test.
