@@ -1,4 +1,4 @@
-// How far a read is through its files, and which of several files a failed read names.
+// How far a read is through its files, counted in bytes.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -9,7 +9,6 @@
 #include "framework/host/FormatChoice.h"
 #include "framework/host/ReaderSession.h"
 #include "framework/host/SheetSink.h"
-#include "tests/support/TextTestSupport.h"
 
 namespace {
 
@@ -48,26 +47,6 @@ TEST(ReadProgress, ReadsTellTheBytesOfAllTheirFiles) {
             EXPECT_GE(sink.reports[i].first, i > 0 ? sink.reports[i - 1].first : 1) << files[0];
         }
         EXPECT_EQ(sink.reports.back().first == size, !files[0].ends_with(".xlsx")) << files[0];
-    }
-}
-
-// Of several files merged into one sheet, the one cut short is named, first or second.
-TEST(ReadProgress, AFailedReadOfSeveralFilesNamesTheFileCutShort) {
-    zmtest::ScratchDir scratch;
-    for (const char* fixture : {"spc/merge-400.spc", "jcamp/bands-sqz.jdx", "netcdf/aia_run1.cdf",
-                                "chemstation/v130-differences.ch",
-                                "opus/absorbance-and-single-channel.0", "fdc/two-wafers.xml"}) {
-        const std::string bytes = zmtest::Slurp(Data(fixture));
-        const std::string name = std::filesystem::path(fixture).filename().string();
-        const std::string whole = scratch.Write("whole-" + name, bytes);
-        const std::string cut = scratch.Write("cut-" + name, bytes.substr(0, bytes.size() / 2));
-        for (const auto& files : {std::vector{whole, cut}, std::vector{cut, whole}}) {
-            zmhost::SheetSink sink;
-            const zmhost::ReadOutcome outcome =
-                zmhost::ReadIntoSink(zmhost::ChooseFormat({whole}), files, nullptr, sink);
-            EXPECT_FALSE(outcome.ok) << fixture;
-            EXPECT_EQ(outcome.file, cut) << fixture << ": " << outcome.error;
-        }
     }
 }
 

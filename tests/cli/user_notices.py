@@ -102,18 +102,24 @@ class SheetChoice(unittest.TestCase):
             self.assertEqual((status, out), (1, ""), bad)
             self.assertTrue(err.startswith("zmimport: %s: " % bad), err)
             self.assertNotIn(good, err)
-        # A file cut short after a whole one: the cut one is named.
+        # A file cut short, after a whole one or before it (then its content chooses no
+        # format: the format is named): the cut one is named.
         folder = self.enterContext(tempfile.TemporaryDirectory())
-        for fixture in ("spc/merge-400.spc", "chemstation/v130-differences.ch",
-                        "opus/absorbance-and-single-channel.0", "fdc/two-wafers.xml"):
+        for fixture, format in (("spc/merge-400.spc", "GalacticSPC File"),
+                                ("jcamp/bands-sqz.jdx", "JCAMP-DX File"),
+                                ("netcdf/aia_run1.cdf", "NetCDF Files"),
+                                ("chemstation/v130-differences.ch", "HPLC ChemStation File"),
+                                ("opus/absorbance-and-single-channel.0", "Bruker OPUS File"),
+                                ("fdc/two-wafers.xml", "Brookside Ver. 2.6 XML File")):
             good, cut = os.path.join(DATA, fixture), os.path.join(folder, os.path.basename(fixture))
             with open(good, "rb") as f:
                 data = f.read()
             with open(cut, "wb") as f:
                 f.write(data[:len(data) // 2])
-            status, out, err = run("read", good, cut)
-            self.assertEqual((status, out), (1, ""), cut)
-            self.assertTrue(err.startswith("zmimport: %s: " % cut), err)
+            for files in ((good, cut), (cut, good)):
+                status, out, err = run("read", "--format", format, *files)
+                self.assertEqual((status, out), (1, ""), files)
+                self.assertTrue(err.startswith("zmimport: %s: " % cut), err)
 
     def test_convert_says_the_same(self):
         with tempfile.TemporaryDirectory() as folder:
