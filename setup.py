@@ -33,9 +33,10 @@ class CMakeBuild(build_ext):
         if len(modules) != 1:
             raise RuntimeError("the CMake build made no single module: %r" % modules)
         shutil.copyfile(os.path.join(build, "python", modules[0]), target)
-        # The module finds the library beside itself.
-        shutil.copyfile(os.path.join(build, "bin", "libzmimport.so.0"),
-                        os.path.join(os.path.dirname(target), "libzmimport.so.0"))
+        # The module finds the library beside itself, and the library its XML module.
+        for library in ("libzmimport.so.0", "libzmimport_xml.so.0"):
+            shutil.copyfile(os.path.join(build, "bin", library),
+                            os.path.join(os.path.dirname(target), library))
         shutil.copyfile(os.path.join(ROOT, "python", "zmimport.pyi"),
                         os.path.join(os.path.dirname(target), "zmimport.pyi"))
 

@@ -15,5 +15,20 @@ add_library(zm_thirdparty INTERFACE)
 target_include_directories(zm_thirdparty INTERFACE ${ZIPIOS_INCLUDE_DIR})
 target_link_libraries(zm_thirdparty INTERFACE
   Boost::locale Boost::filesystem Boost::system Boost::date_time Boost::iostreams Boost::thread
-  XercesC::XercesC ZLIB::ZLIB fmt::fmt-header-only PkgConfig::ICU PkgConfig::GSF PkgConfig::NETCDF
+  ZLIB::ZLIB fmt::fmt-header-only PkgConfig::ICU PkgConfig::GSF PkgConfig::NETCDF
   ${ZIPIOS_LIBRARY} Threads::Threads ${CMAKE_DL_LIBS})
+
+# xerces-c is linked only by the library's XML module (and by programs built from all of
+# the library's objects), so that the library itself starts without it.
+add_library(zm_xerces INTERFACE)
+target_link_libraries(zm_xerces INTERFACE XercesC::XercesC)
+
+# The netCDF library is loaded by name the first time a netCDF file is opened: its
+# SONAME, read from the library found here.
+find_library(ZM_NETCDF_FILE NAMES netcdf HINTS ${NETCDF_LIBRARY_DIRS} REQUIRED)
+execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${ZM_NETCDF_FILE} OUTPUT_VARIABLE netcdf_headers)
+string(REGEX MATCH "SONAME +([^\n ]+)" netcdf_soname "${netcdf_headers}")
+if(NOT CMAKE_MATCH_1)
+  message(FATAL_ERROR "no SONAME in ${ZM_NETCDF_FILE}")
+endif()
+set(ZM_NETCDF_SONAME ${CMAKE_MATCH_1})

@@ -5,6 +5,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS zmimport EXPORT zmimportTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmimport)
+install(TARGETS zmimport_xml LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(TARGET zmimport_cli)
   install(TARGETS zmimport_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

@@ -2,7 +2,6 @@
 #include "platform/NetCDF.h"
 
 #include <fcntl.h>
-#include <netcdf.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -21,11 +20,19 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/Log.h"
 #include "platform/NetCDFHeader.h"
+#include "platform/NetCDFLibrary.h"
 
 namespace zm {
 
 namespace {
+
+// The library's functions; only asked for once a file has opened, so loaded by then.
+const NetCdfFunctions& Nc() {
+    std::string error;
+    return *LoadNetCdf(error);
+}
 
 // The deflate filter cannot shrink data by more than about 1032 to 1.
 constexpr uint64_t kBestCompression = 1100;
@@ -70,7 +77,7 @@ bool HasHDF5Signature(const std::string& path) {
 // 32 MB and eight times the file's size, whichever is more, but never past 256 MB.
 void SizeChunkCaches(int id, uint64_t fileSize) {
     int variables = 0;
-    if (nc_inq_nvars(id, &variables) != NC_NOERR)
+    if (Nc().inq_nvars(id, &variables) != NC_NOERR)
         return;
     const uint64_t cap = std::min<uint64_t>(std::max<uint64_t>(uint64_t{32} << 20, 8 * fileSize),
                                             uint64_t{256} << 20);
@@ -81,15 +88,15 @@ void SizeChunkCaches(int id, uint64_t fileSize) {
         size_t size = 0;
         int storage = 0;
         size_t chunks[NC_MAX_VAR_DIMS] = {};
-        if (nc_inq_var(id, v, nullptr, &type, &dims, dimIds, nullptr) != NC_NOERR || dims < 1 ||
-            nc_inq_type(id, type, nullptr, &size) != NC_NOERR || size == 0 ||
-            nc_inq_var_chunking(id, v, &storage, chunks) != NC_NOERR || storage != NC_CHUNKED)
+        if (Nc().inq_var(id, v, nullptr, &type, &dims, dimIds, nullptr) != NC_NOERR || dims < 1 ||
+            Nc().inq_type(id, type, nullptr, &size) != NC_NOERR || size == 0 ||
+            Nc().inq_var_chunking(id, v, &storage, chunks) != NC_NOERR || storage != NC_CHUNKED)
             continue;
         uint64_t bytes = size * std::max<size_t>(chunks[0], 1);
         uint64_t count = 1;
         for (int d = 1; d < dims && bytes <= cap; ++d) {
             size_t length = 0;
-            if (nc_inq_dimlen(id, dimIds[d], &length) != NC_NOERR || chunks[d] == 0)
+            if (Nc().inq_dimlen(id, dimIds[d], &length) != NC_NOERR || chunks[d] == 0)
                 break;
             const uint64_t across = (length + chunks[d] - 1) / chunks[d];
             bytes *= std::max<uint64_t>(across, 1) * chunks[d];
@@ -97,9 +104,9 @@ void SizeChunkCaches(int id, uint64_t fileSize) {
         }
         if (bytes <= (uint64_t{1} << 20))
             continue;  // the library's own cache holds it
-        nc_set_var_chunk_cache(id, v, static_cast<size_t>(std::min(bytes, cap)),
-                               static_cast<size_t>(std::min<uint64_t>(count * 4 + 1, 100003)),
-                               0.75f);
+        Nc().set_var_chunk_cache(id, v, static_cast<size_t>(std::min(bytes, cap)),
+                                 static_cast<size_t>(std::min<uint64_t>(count * 4 + 1, 100003)),
+                                 0.75f);
     }
 }
 
@@ -113,20 +120,20 @@ void TouchEverything(int id, uint64_t fileSize) {
     const uint64_t mostBytes = fileSize * kBestCompression;
     std::vector<unsigned char> block(kBlockBytes);
     int variables = 0;
-    if (nc_inq_nvars(id, &variables) != NC_NOERR)
+    if (Nc().inq_nvars(id, &variables) != NC_NOERR)
         return;
     for (int v = NC_GLOBAL; v < variables; ++v) {
         int attributes = 0;
-        nc_inq_varnatts(id, v, &attributes);
+        Nc().inq_varnatts(id, v, &attributes);
         for (int a = 0; a < attributes; ++a) {
             char name[NC_MAX_NAME + 1] = {};
             nc_type type = 0;
             size_t length = 0, size = 0;
-            if (nc_inq_attname(id, v, a, name) == NC_NOERR &&
-                nc_inq_att(id, v, name, &type, &length) == NC_NOERR && type >= NC_BYTE &&
-                type < NC_STRING && nc_inq_type(id, type, nullptr, &size) == NC_NOERR &&
+            if (Nc().inq_attname(id, v, a, name) == NC_NOERR &&
+                Nc().inq_att(id, v, name, &type, &length) == NC_NOERR && type >= NC_BYTE &&
+                type < NC_STRING && Nc().inq_type(id, type, nullptr, &size) == NC_NOERR &&
                 size != 0 && length <= kBlockBytes / size)
-                nc_get_att(id, v, name, block.data());
+                Nc().get_att(id, v, name, block.data());
         }
         if (v == NC_GLOBAL)
             continue;
@@ -134,9 +141,9 @@ void TouchEverything(int id, uint64_t fileSize) {
         int dims = 0;
         int dimIds[NC_MAX_VAR_DIMS] = {};
         size_t size = 0;
-        if (nc_inq_var(id, v, nullptr, &type, &dims, dimIds, nullptr) != NC_NOERR ||
+        if (Nc().inq_var(id, v, nullptr, &type, &dims, dimIds, nullptr) != NC_NOERR ||
             type < NC_BYTE || type >= NC_STRING ||
-            nc_inq_type(id, type, nullptr, &size) != NC_NOERR || size == 0)
+            Nc().inq_type(id, type, nullptr, &size) != NC_NOERR || size == 0)
             continue;
         // Whole rows of the first dimension at a time; a variable whose row alone is larger
         // than the block is left out.
@@ -145,7 +152,7 @@ void TouchEverything(int id, uint64_t fileSize) {
         size_t rowValues = 1;
         bool fits = true;
         for (int d = 0; d < dims; ++d) {
-            if (nc_inq_dimlen(id, dimIds[d], &count[d]) != NC_NOERR)
+            if (Nc().inq_dimlen(id, dimIds[d], &count[d]) != NC_NOERR)
                 fits = false;
             if (d > 0 && count[d] != 0 && rowValues > kBlockBytes / size / count[d])
                 fits = false;
@@ -157,7 +164,7 @@ void TouchEverything(int id, uint64_t fileSize) {
         if (!fits)
             continue;
         if (dims == 0) {
-            nc_get_var(id, v, block.data());
+            Nc().get_var(id, v, block.data());
             continue;
         }
         const size_t rows = count[0];
@@ -166,7 +173,7 @@ void TouchEverything(int id, uint64_t fileSize) {
         for (size_t row = 0; row < rows && rowValues != 0; row += step) {
             start[0] = row;
             count[0] = std::min(step, rows - row);
-            nc_get_vara(id, v, start, count, block.data());
+            Nc().get_vara(id, v, start, count, block.data());
         }
     }
 }
@@ -208,10 +215,10 @@ bool OpensInAChild(const std::string& path, uint64_t fileSize) {
             dup2(quiet, STDERR_FILENO);
         }
         int id = -1;
-        if (nc_open(path.c_str(), NC_NOWRITE, &id) == NC_NOERR) {
+        if (Nc().open(path.c_str(), NC_NOWRITE, &id) == NC_NOERR) {
             SizeChunkCaches(id, fileSize);
             TouchEverything(id, fileSize);
-            nc_close(id);
+            Nc().close(id);
             const char yes = 'Y';
             while (write(fds[1], &yes, 1) < 0 && errno == EINTR) {
             }
@@ -269,15 +276,22 @@ NetCDF::NetCDF(const std::string& path) {
     if (ec)
         return;
     fileSize_ = size;
+    if (!MayBeNetCdf(path, size))
+        return;
+    std::string error;
+    if (LoadNetCdf(error) == nullptr) {
+        WriteMessage("NetCDF", "Load", LogLevel::kError, error);
+        return;
+    }
     // The library sizes its lists by the header's counts before reading them.
     if (!ClassicHeaderFits(path, size) || (HasHDF5Signature(path) && !TrialOpens(path, size)))
         return;
     int id = -1;
-    if (nc_open(path.c_str(), NC_NOWRITE, &id) != NC_NOERR)
+    if (Nc().open(path.c_str(), NC_NOWRITE, &id) != NC_NOERR)
         return;
     id_ = id;
     int format = 0;
-    if (nc_inq_format(id_, &format) == NC_NOERR)
+    if (Nc().inq_format(id_, &format) == NC_NOERR)
         hdf5_ = format == NC_FORMAT_NETCDF4 || format == NC_FORMAT_NETCDF4_CLASSIC;
     if (hdf5_)
         SizeChunkCaches(id_, fileSize_);
@@ -285,7 +299,7 @@ NetCDF::NetCDF(const std::string& path) {
 
 NetCDF::~NetCDF() {
     if (id_ >= 0)
-        nc_close(id_);
+        Nc().close(id_);
 }
 
 bool NetCDF::CouldHold(uint64_t count, uint64_t valueSize) const {
@@ -297,14 +311,14 @@ bool NetCDF::CouldHold(uint64_t count, uint64_t valueSize) const {
 
 int NetCDF::FindDimension(const char* name) const {
     int dimension = -1;
-    if (id_ < 0 || nc_inq_dimid(id_, name, &dimension) != NC_NOERR)
+    if (id_ < 0 || Nc().inq_dimid(id_, name, &dimension) != NC_NOERR)
         return -1;
     return dimension;
 }
 
 long long NetCDF::DimensionLength(int dimension) const {
     size_t length = 0;
-    if (id_ < 0 || dimension < 0 || nc_inq_dimlen(id_, dimension, &length) != NC_NOERR)
+    if (id_ < 0 || dimension < 0 || Nc().inq_dimlen(id_, dimension, &length) != NC_NOERR)
         return -1;
     return static_cast<long long>(length);
 }
@@ -315,7 +329,7 @@ long long NetCDF::DimensionLength(const char* name) const {
 
 int NetCDF::FindVariable(const char* name) const {
     int variable = -1;
-    if (id_ < 0 || nc_inq_varid(id_, name, &variable) != NC_NOERR)
+    if (id_ < 0 || Nc().inq_varid(id_, name, &variable) != NC_NOERR)
         return -1;
     return variable;
 }
@@ -327,7 +341,7 @@ bool NetCDF::VariableShape(int variable, std::vector<size_t>& lengths) const {
         return false;
     for (int dimension : dimensions) {
         size_t length = 0;
-        if (nc_inq_dimlen(id_, dimension, &length) != NC_NOERR)
+        if (Nc().inq_dimlen(id_, dimension, &length) != NC_NOERR)
             return false;
         lengths.push_back(length);
     }
@@ -336,14 +350,14 @@ bool NetCDF::VariableShape(int variable, std::vector<size_t>& lengths) const {
 
 int NetCDF::VariableCount() const {
     int count = 0;
-    if (id_ < 0 || nc_inq_nvars(id_, &count) != NC_NOERR)
+    if (id_ < 0 || Nc().inq_nvars(id_, &count) != NC_NOERR)
         return 0;
     return count;
 }
 
 std::string NetCDF::VariableName(int variable) const {
     char name[NC_MAX_NAME + 1] = {};
-    if (id_ < 0 || variable < 0 || nc_inq_varname(id_, variable, name) != NC_NOERR)
+    if (id_ < 0 || variable < 0 || Nc().inq_varname(id_, variable, name) != NC_NOERR)
         return std::string();
     return name;
 }
@@ -351,16 +365,16 @@ std::string NetCDF::VariableName(int variable) const {
 bool NetCDF::VariableDimensions(int variable, std::vector<int>& dimensions) const {
     dimensions.clear();
     int rank = 0;
-    if (id_ < 0 || variable < 0 || nc_inq_varndims(id_, variable, &rank) != NC_NOERR || rank < 0 ||
-        rank > NC_MAX_VAR_DIMS)
+    if (id_ < 0 || variable < 0 || Nc().inq_varndims(id_, variable, &rank) != NC_NOERR ||
+        rank < 0 || rank > NC_MAX_VAR_DIMS)
         return false;
     dimensions.resize(static_cast<size_t>(rank));
-    return rank == 0 || nc_inq_vardimid(id_, variable, dimensions.data()) == NC_NOERR;
+    return rank == 0 || Nc().inq_vardimid(id_, variable, dimensions.data()) == NC_NOERR;
 }
 
 bool NetCDF::IsNumeric(int variable) const {
     nc_type type = NC_NAT;
-    if (id_ < 0 || variable < 0 || nc_inq_vartype(id_, variable, &type) != NC_NOERR)
+    if (id_ < 0 || variable < 0 || Nc().inq_vartype(id_, variable, &type) != NC_NOERR)
         return false;
     return type != NC_CHAR && type != NC_STRING && type >= NC_BYTE && type <= NC_UINT64;
 }
@@ -368,7 +382,7 @@ bool NetCDF::IsNumeric(int variable) const {
 int NetCDF::FindAttribute(int variable, const char* name) const {
     int number = -1;
     const int owner = variable == kGlobal ? NC_GLOBAL : variable;
-    if (id_ < 0 || nc_inq_attid(id_, owner, name, &number) != NC_NOERR)
+    if (id_ < 0 || Nc().inq_attid(id_, owner, name, &number) != NC_NOERR)
         return -1;
     return number;
 }
@@ -376,7 +390,7 @@ int NetCDF::FindAttribute(int variable, const char* name) const {
 long long NetCDF::AttributeLength(int variable, const char* name) const {
     size_t length = 0;
     const int owner = variable == kGlobal ? NC_GLOBAL : variable;
-    if (id_ < 0 || nc_inq_attlen(id_, owner, name, &length) != NC_NOERR)
+    if (id_ < 0 || Nc().inq_attlen(id_, owner, name, &length) != NC_NOERR)
         return -1;
     return static_cast<long long>(length);
 }
@@ -386,7 +400,7 @@ bool NetCDF::AttributeText(int variable, const char* name, std::string& text) co
     const int owner = variable == kGlobal ? NC_GLOBAL : variable;
     nc_type type = NC_NAT;
     size_t length = 0;
-    if (id_ < 0 || nc_inq_att(id_, owner, name, &type, &length) != NC_NOERR)
+    if (id_ < 0 || Nc().inq_att(id_, owner, name, &type, &length) != NC_NOERR)
         return false;
     if (type == NC_CHAR) {
         // The header holding the attribute was read whole, so its length is real; the
@@ -394,7 +408,7 @@ bool NetCDF::AttributeText(int variable, const char* name, std::string& text) co
         if (!CouldHold(length, 1))
             return false;
         text.resize(length);
-        if (length > 0 && nc_get_att_text(id_, owner, name, text.data()) != NC_NOERR)
+        if (length > 0 && Nc().get_att_text(id_, owner, name, text.data()) != NC_NOERR)
             return false;
         TrimText(text);
         return true;
@@ -403,16 +417,16 @@ bool NetCDF::AttributeText(int variable, const char* name, std::string& text) co
         return false;
     if (type == NC_STRING) {
         std::vector<char*> strings(length, nullptr);
-        if (nc_get_att_string(id_, owner, name, strings.data()) != NC_NOERR)
+        if (Nc().get_att_string(id_, owner, name, strings.data()) != NC_NOERR)
             return false;
         if (strings[0] != nullptr)
             text.assign(strings[0]);
-        nc_free_string(length, strings.data());
+        Nc().free_string(length, strings.data());
         TrimText(text);
         return true;
     }
     std::vector<double> values(length);
-    if (!Succeeded(nc_get_att_double(id_, owner, name, values.data())))
+    if (!Succeeded(Nc().get_att_double(id_, owner, name, values.data())))
         return false;
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%.17g", values[0]);
@@ -429,31 +443,31 @@ bool NetCDF::ReadFirstValue(int variable, double& value) const {
             return false;
     }
     const std::vector<size_t> index(shape.size() + 1, 0);
-    return Succeeded(nc_get_var1_double(id_, variable, index.data(), &value));
+    return Succeeded(Nc().get_var1_double(id_, variable, index.data(), &value));
 }
 
 bool NetCDF::Read(int variable, const size_t* start, const size_t* count, float* out) const {
-    return id_ >= 0 && Succeeded(nc_get_vara_float(id_, variable, start, count, out));
+    return id_ >= 0 && Succeeded(Nc().get_vara_float(id_, variable, start, count, out));
 }
 
 bool NetCDF::Read(int variable, const size_t* start, const size_t* count, double* out) const {
-    return id_ >= 0 && Succeeded(nc_get_vara_double(id_, variable, start, count, out));
+    return id_ >= 0 && Succeeded(Nc().get_vara_double(id_, variable, start, count, out));
 }
 
 bool NetCDF::Read(int variable, const size_t* start, const size_t* count, int32_t* out) const {
-    return id_ >= 0 && Succeeded(nc_get_vara_int(id_, variable, start, count, out));
+    return id_ >= 0 && Succeeded(Nc().get_vara_int(id_, variable, start, count, out));
 }
 
 bool NetCDF::Read(int variable, const size_t* start, const size_t* count, int16_t* out) const {
-    return id_ >= 0 && Succeeded(nc_get_vara_short(id_, variable, start, count, out));
+    return id_ >= 0 && Succeeded(Nc().get_vara_short(id_, variable, start, count, out));
 }
 
 bool NetCDF::Read(int variable, const size_t* start, const size_t* count, uint8_t* out) const {
-    return id_ >= 0 && Succeeded(nc_get_vara_uchar(id_, variable, start, count, out));
+    return id_ >= 0 && Succeeded(Nc().get_vara_uchar(id_, variable, start, count, out));
 }
 
 bool NetCDF::Read(int variable, const size_t* start, const size_t* count, char* out) const {
-    return id_ >= 0 && nc_get_vara_text(id_, variable, start, count, out) == NC_NOERR;
+    return id_ >= 0 && Nc().get_vara_text(id_, variable, start, count, out) == NC_NOERR;
 }
 
 bool NetCDF::ReadTextRow(int variable, size_t index, std::string& text) const {
@@ -461,7 +475,7 @@ bool NetCDF::ReadTextRow(int variable, size_t index, std::string& text) const {
     std::vector<size_t> shape;
     nc_type type = NC_NAT;
     if (!VariableShape(variable, shape) || shape.size() != 2 || index >= shape[0] ||
-        nc_inq_vartype(id_, variable, &type) != NC_NOERR || type != NC_CHAR)
+        Nc().inq_vartype(id_, variable, &type) != NC_NOERR || type != NC_CHAR)
         return false;
     const size_t start[2] = {index, 0};
     const size_t count[2] = {1, std::min(shape[1], kLongestText)};

@@ -4,13 +4,15 @@
 #include <boost/format.hpp>
 #include <string>
 
+#include "platform/ZmExport.h"
+
 namespace zm {
 
 // Looks `text` up in the message catalogue of the current global locale; without an
 // installed catalogue the English text comes back as it stands.
-std::string Translate(const char* text);
+ZMIMPORT_API std::string Translate(const char* text);
 // The same, within a message context that tells translators what the text means.
-std::string Translate(const char* context, const char* text);
+ZMIMPORT_API std::string Translate(const char* context, const char* text);
 
 // Fills a "%1%"-style template positionally. A template whose placeholders do not match
 // the arguments yields the template itself rather than throwing.

@@ -30,32 +30,6 @@ XERCES_CPP_NAMESPACE::SecurityManager& Limits() {
 
 }  // namespace
 
-bool HasDocumentTypeDeclaration(std::string_view xml) {
-    // Walk the prolog: the XML declaration, processing instructions, comments and blanks
-    // may stand before the root element; a "<!DOCTYPE" among them is a declaration.
-    size_t i = 0;
-    while (i < xml.size()) {
-        const size_t lt = xml.find('<', i);
-        if (lt == std::string_view::npos || lt + 1 >= xml.size())
-            return false;
-        const std::string_view rest = xml.substr(lt);
-        if (rest.substr(0, 4) == "<!--") {
-            const size_t end = xml.find("-->", lt + 4);
-            if (end == std::string_view::npos)
-                return false;
-            i = end + 3;
-        } else if (rest.substr(0, 2) == "<?") {
-            const size_t end = xml.find("?>", lt + 2);
-            if (end == std::string_view::npos)
-                return false;
-            i = end + 2;
-        } else {
-            return rest.substr(0, 2) == "<!";
-        }
-    }
-    return false;
-}
-
 void HardenParser(XERCES_CPP_NAMESPACE::AbstractDOMParser& parser) {
     parser.setSecurityManager(&Limits());
     parser.setDisableDefaultEntityResolution(true);

@@ -1,6 +1,5 @@
-// Limits every XML parser of the library applies to documents from outside: no entity
-// is fetched from a file or the network, entity expansion is capped, and elements nest
-// no deeper than kXmlMaxDepth.
+// The library's limits set on xerces-c parsers: no entity is fetched from a file or the
+// network, entity expansion is capped, and elements nest no deeper than kXmlMaxDepth.
 #pragma once
 
 #include <xercesc/parsers/XercesDOMParser.hpp>
@@ -8,6 +7,7 @@
 
 #include <string_view>
 
+#include "platform/XmlLimits.h"
 #include "platform/ZmExport.h"
 
 XERCES_CPP_NAMESPACE_BEGIN
@@ -16,19 +16,6 @@ class SAX2XMLReader;
 XERCES_CPP_NAMESPACE_END
 
 namespace zm {
-
-// The most entity expansions a document may cause. Real documents of the formats read
-// here declare no entities of their own; a handful of references is plenty.
-constexpr unsigned kXmlEntityExpansionLimit = 1000;
-
-// The deepest nesting of elements a document may have. The documents read here nest a
-// few levels; a parser's memory grows with every open element.
-constexpr unsigned kXmlMaxDepth = 256;
-
-// True when the text declares a document type before its root element. Documents that
-// have no business carrying one (settings, workbook parts) are refused on sight, which
-// also refuses every internal entity they could declare.
-ZMIMPORT_API bool HasDocumentTypeDeclaration(std::string_view xml);
 
 // Caps entity expansion and turns off fetching of external entities and DTDs.
 ZMIMPORT_API void HardenParser(XERCES_CPP_NAMESPACE::AbstractDOMParser& parser);

@@ -1,7 +1,5 @@
-// FDC XML reader: opening, status codes and texts, the host's accessors, registration.
+// FDC XML reader: opening, status codes and texts, the host's accessors.
 #include "formats/process/BrooksideXML.h"
-
-#include <new>
 
 #include "formats/process/BrooksideXMLInternal.h"
 #include "platform/ErrorText.h"
@@ -171,19 +169,3 @@ std::string BrooksideXML::GetAttribute(const std::string& name) const {
     const auto it = logistics_.find(name);
     return it != logistics_.end() ? it->second : std::string();
 }
-
-BrooksideXMLFactory::BrooksideXMLFactory()
-    : SprFileFactory("Brookside Ver. 2.6 XML File", "Brookside Ver. 2.6 XML Files (*.xml)", nullptr,
-                     1, ".xml\0", 0, 1, 1, 1, 0, 1) {}
-
-SprFileFactory::MyKindOfFile BrooksideXMLFactory::IsMyKindOfFile(const char* file) {
-    return BrooksideXML::IsMyKindOfFile(file) ? kSurely : kNotMine;
-}
-
-SpreadsheetFile* BrooksideXMLFactory::GetSpreadsheetFile() {
-    return new (std::nothrow) BrooksideXML;
-}
-
-namespace {
-BrooksideXMLFactory theBrooksideXMLFactory;
-}  // namespace

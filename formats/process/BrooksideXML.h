@@ -188,13 +188,3 @@ class ZMIMPORT_API BrooksideXML : public SpreadsheetFile {
     std::vector<bool> delivered_;
     std::string warning_;
 };
-
-// Registers the FDC XML format and recognises its files by validation.
-class BrooksideXMLFactory : public SprFileFactory {
-  public:
-    BrooksideXMLFactory();
-
-  protected:
-    MyKindOfFile IsMyKindOfFile(const char* file) override;
-    SpreadsheetFile* GetSpreadsheetFile() override;
-};

@@ -95,17 +95,26 @@ class ForeignHost : public ::testing::Test {
     }
     void SetUp() override { ASSERT_NE(library, nullptr); }
 
-    // Opens, sizes and reads `file` as the first format; returns whether the read succeeded.
-    bool ReadInto(const std::string& file, HostSheet& sheet) {
+    // Opens, sizes and reads `file` as format `format` (the first unless named); returns
+    // whether the read succeeded.
+    bool ReadInto(const std::string& file, HostSheet& sheet, int format = 1) {
         void* handle = nullptr;
-        EXPECT_TRUE(api.Open(1, file.c_str(), true, &handle, nullptr));
+        EXPECT_TRUE(api.Open(format, file.c_str(), true, &handle, nullptr));
         int rows = 0, cols = 0;
-        EXPECT_TRUE(api.EstablishSize(1, handle, &rows, &cols));
+        EXPECT_TRUE(api.EstablishSize(format, handle, &rows, &cols));
         sheet.SetSize(rows, cols);  // the host sizes its sheet before the cells arrive
-        const bool read = api.Read(1, handle, &sheet);
-        lastError = api.GetLastError(1, handle);
-        api.Close(1, handle);
+        const bool read = api.Read(format, handle, &sheet);
+        lastError = api.GetLastError(format, handle);
+        api.Close(format, handle);
         return read;
+    }
+
+    static int FormatNamed(const char* name) {
+        for (int i = 1; i <= api.SizeFileFormatsSupported(); ++i) {
+            if (std::strcmp(api.GetFileFormatInfo(i)->name, name) == 0)
+                return i;
+        }
+        return 0;
     }
 
     static inline void* library = nullptr;
@@ -150,6 +159,43 @@ TEST_F(ForeignHost, DamagedFilesFailWithTheFormatsOwnText) {
         api.Close(1, handle);
     }
     EXPECT_STREQ(api.GetLastError(0, nullptr), "");
+}
+
+// True when a library whose file name holds `name` is mapped into this process.
+bool Mapped(const char* name) {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(name) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+// xerces-c and netCDF (with HDF5 and the network libraries behind them) are loaded only
+// when a file needs them, so reads of other formats start without them.
+TEST_F(ForeignHost, LoadsTheXmlAndNetCdfLibrariesOnlyForFilesThatNeedThem) {
+    const std::string spectra = Fixture("two-spectra.dat");
+    for (int i = 1; i <= api.SizeFileFormatsSupported(); ++i)
+        api.IsCorrectFileType(i, spectra.c_str());
+    HostSheet sheet;
+    ASSERT_TRUE(ReadInto(spectra, sheet)) << lastError;
+    EXPECT_FALSE(Mapped("libxerces-c"));
+    EXPECT_FALSE(Mapped("libnetcdf"));
+
+    HostSheet workbook;
+    const int excel = FormatNamed("Excel2007 File");
+    ASSERT_TRUE(ReadInto(std::string(ZM_TEST_DATA) + "/xlsx/two-sheets.xlsx", workbook, excel))
+        << lastError;
+    EXPECT_FALSE(workbook.cells.empty());
+    EXPECT_TRUE(Mapped("libzmimport_xml.so"));
+    EXPECT_TRUE(Mapped("libxerces-c"));
+    EXPECT_FALSE(Mapped("libnetcdf"));
+
+    HostSheet chromatogram;
+    const int netcdf = FormatNamed("NetCDF Files");
+    ASSERT_TRUE(ReadInto(std::string(ZM_TEST_DATA) + "/netcdf/aia_run1.cdf", chromatogram, netcdf))
+        << lastError;
+    EXPECT_TRUE(Mapped("libnetcdf"));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/Exception.h"
+#include "platform/XmlLimits.h"
 #include "platform/XmlReader.h"
 
 namespace {
@@ -92,6 +93,23 @@ TEST(XmlSafety, TheDomParserCapsNestingAndRefusesItsOwnEntities) {
               "The entity 'p' declared in the document is not read.");
     // A document type that declares no entity is fine.
     EXPECT_EQ(Dom("<!DOCTYPE e [<!ELEMENT e ANY>]><e>a</e>"), "");
+}
+
+}  // namespace
+
+namespace {
+
+// Only files that cannot be XML in any encoding are told apart without a parser.
+TEST(XmlSafety, OnlyFilesThatCannotBeXmlAreToldApartWithoutTheParser) {
+    using namespace std::string_literals;
+    for (const std::string& head :
+         {"<?xml version=\"1.0\"?><a/>"s, " \r\n\t<a/>"s, "\xEF\xBB\xBF<a/>"s, "\xFF\xFE<\0a\0"s,
+          "\xFE\xFF\0<\0a"s, "\0<\0?\0x"s, "<\0?\0x\0"s, "\0\0\0<"s, "\x4C\x6F\xA7\x94"s, ""s,
+          "   "s})
+        EXPECT_TRUE(zm::MayBeXml(head)) << head;
+    for (const std::string& head :
+         {"a,b\n1,2\n"s, "##TITLE=x\n"s, "\x89HDF\r\n"s, " x<a/>"s, "\xEF\xBB<a/>"s, "CDF\x01"s})
+        EXPECT_FALSE(zm::MayBeXml(head)) << head;
 }
 
 }  // namespace

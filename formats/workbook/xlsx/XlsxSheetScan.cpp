@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/XmlReader.h"
-#include "platform/XmlSafety.h"
+#include "platform/XmlLimits.h"
 
 namespace zm::xlsx {
 

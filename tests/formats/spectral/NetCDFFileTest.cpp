@@ -26,6 +26,7 @@
 #include "platform/Log.h"
 #include "platform/NetCDF.h"
 #include "platform/NetCDFHeader.h"
+#include "platform/NetCDFLibrary.h"
 #include "platform/Translate.h"
 #include "tests/support/BoundedTest.h"
 #include "tests/support/RecordingSink.h"
@@ -377,6 +378,20 @@ TEST(NetCDF, HeaderCountsMustFitTheFileBeforeTheLibraryOpensIt) {
     // fuzzer): refused, and this process lives on.
     EXPECT_FALSE(zm::NetCDF(Fixture("damaged-hdf5-crashes-library.nc")).IsOpen());
     EXPECT_TRUE(zm::NetCDF(Fixture("mva_double.nc")).IsOpen());
+
+    // The library is loaded only for files that begin like classic or HDF5 files, the
+    // HDF5 signature standing at the start or after a user block of 512 bytes or more.
+    const auto mayBe = [&](const std::string& bytes) {
+        std::ofstream(scratch, std::ios::binary) << bytes;
+        return zm::MayBeNetCdf(scratch, bytes.size());
+    };
+    const std::string hdf5("\x89HDF\r\n\x1A\n", 8);
+    EXPECT_TRUE(mayBe(whole));
+    EXPECT_TRUE(mayBe(hdf5 + std::string(100, '\0')));
+    EXPECT_TRUE(mayBe(std::string(2048, 'u') + hdf5));
+    EXPECT_FALSE(mayBe(std::string(1000, 'u') + hdf5));
+    EXPECT_FALSE(mayBe("a,b\n1,2\n"));
+    EXPECT_FALSE(mayBe("CD"));
     std::remove(scratch.c_str());
 }
 
