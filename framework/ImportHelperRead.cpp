@@ -9,6 +9,7 @@
 #include "framework/ImportOptionsHelper.h"
 #include "framework/SpreadsheetFile.h"
 #include "platform/FileNames.h"
+#include "platform/ReadMeter.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -83,7 +84,13 @@ bool ImportHelperBase::ReadSpreadsheetFile(const std::vector<std::string>& files
 
     ImportOptionsHelper::OpenOptions working;
     CopyOpenOptions(&working, options);
-    reader->Open(true, OpenName(files, formatIndex).c_str(), &working);
+    const std::string openName = OpenName(files, formatIndex);
+    // The input layers tell the data object how far into the files the reader is, from
+    // the opening on, for the host's progress bar.
+    const zm::ReadMeter meter(zm::SplitFileNames(openName), [data](uint64_t done, uint64_t total) {
+        data->ReportBytesRead(done, total);
+    });
+    reader->Open(true, openName.c_str(), &working);
     if (importSpec != nullptr)
         reader->SetImportSpec(importSpec);
 

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 
+#include "platform/ReadMeter.h"
 #include "platform/TextStreamImpl.h"
 
 namespace zm {
@@ -64,6 +65,7 @@ bool TextStream::Impl::OpenForReading(const std::string& fileName,
     file = std::fopen(fileName.c_str(), "rb");
     if (file == nullptr)
         return false;
+    this->fileName = fileName;
     struct stat info {};
     if (fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode))
         byteSize = static_cast<uint64_t>(info.st_size);
@@ -134,6 +136,7 @@ size_t TextStream::Impl::ReadBlock(char* to) {
     errno = 0;
     const size_t got = std::fread(to, 1, kTextBlockSize, file);
     bytesRead += got;
+    ReadMeter::Reached(fileName, bytesRead);
     if (got < kTextBlockSize && std::ferror(file) != 0 && readError == 0)
         readError = errno != 0 ? errno : EIO;
     return got;

@@ -92,6 +92,7 @@ struct TextStream::Impl {
     int readError = 0;       // errno of the first failed read
     uint64_t bytesRead = 0;  // of the file, converted or not
     uint64_t byteSize = 0;   // of the file when it is a regular one, else 0
+    std::string fileName;    // read from, for the read's meter
     bool converterFlushed = false;
     ByteBuffer text;
     size_t textPos = 0, textEnd = 0;

@@ -14,6 +14,7 @@
 #include <zlib.h>
 
 #include "platform/InputFile.h"
+#include "platform/ReadMeter.h"
 #include "platform/TextCase.h"
 
 namespace zm {
@@ -29,12 +30,23 @@ struct Expected {
     bool pastSizeIsDamage = false;  // the limit is the declared size itself
 };
 
+// The package file an entry lies in and its compressed size, so that what has come out
+// of it tells the read's meter how much of the file has been taken in.
+struct Placement {
+    std::string path;
+    uint64_t compressedSize = 0;
+};
+
 // Passes an inflating stream on, fails once more than `limit` bytes came out, and at the
 // end of the entry compares what came out with the directory's CRC-32 and size.
 class LimitedBuffer : public std::streambuf {
   public:
-    LimitedBuffer(std::unique_ptr<std::istream> source, uint64_t limit, Expected expected)
-        : source(std::move(source)), left(limit), expected(expected) {}
+    LimitedBuffer(std::unique_ptr<std::istream> source, uint64_t limit, Expected expected,
+                  Placement placement)
+        : source(std::move(source)),
+          left(limit),
+          expected(expected),
+          placement(std::move(placement)) {}
 
     bool overran = false;
     bool damaged = false;
@@ -60,6 +72,7 @@ class LimitedBuffer : public std::streambuf {
         left -= got;
         total += got;
         crc = crc32_z(crc, reinterpret_cast<const Bytef*>(buffer), static_cast<size_t>(got));
+        TellMeter();
         if (source->bad() || (!*source && !source->eof()))
             Fail();
         if (source->eof()) {
@@ -74,6 +87,21 @@ class LimitedBuffer : public std::streambuf {
     }
 
   private:
+    // The compressed bytes behind what came out, in proportion to the declared size:
+    // the parts of a package are read in no order of their places in the file, so the
+    // meter is told how many more bytes were taken in, not where.
+    void TellMeter() {
+        if (!expected.sizeKnown || expected.size == 0 || placement.path.empty())
+            return;
+        const double part = static_cast<double>(std::min(total, expected.size)) /
+                            static_cast<double>(expected.size);
+        const auto taken =
+            static_cast<uint64_t>(part * static_cast<double>(placement.compressedSize));
+        if (taken > told)
+            ReadMeter::Advanced(placement.path, taken - told);
+        told = std::max(told, taken);
+    }
+
     [[noreturn]] void Fail() {
         damaged = true;
         throw std::runtime_error("zip entry does not match its checksum or size");
@@ -82,6 +110,8 @@ class LimitedBuffer : public std::streambuf {
     std::unique_ptr<std::istream> source;
     uint64_t left;
     Expected expected;
+    Placement placement;
+    uint64_t told = 0;  // compressed bytes the meter was told of
     uint64_t total = 0;
     uLong crc = crc32_z(0, nullptr, 0);
     bool ended = false;
@@ -91,8 +121,9 @@ class LimitedBuffer : public std::streambuf {
 // The stream handed out: it owns its buffer and turns an overrun into a failure.
 class LimitedStream : public std::istream {
   public:
-    LimitedStream(std::unique_ptr<std::istream> source, uint64_t limit, Expected expected)
-        : std::istream(nullptr), buffer(std::move(source), limit, expected) {
+    LimitedStream(std::unique_ptr<std::istream> source, uint64_t limit, Expected expected,
+                  Placement placement)
+        : std::istream(nullptr), buffer(std::move(source), limit, expected, std::move(placement)) {
         rdbuf(&buffer);
     }
     bool Overran() const { return buffer.overran; }
@@ -176,7 +207,8 @@ std::unique_ptr<std::istream> ZipPackage::OpenStream(std::string_view name, uint
         const bool pastSizeIsDamage = sizeKnown && bound == entry->size;
         return std::make_unique<LimitedStream>(
             std::move(source), bound,
-            Expected{entry->size, sizeKnown, entry->crc, pastSizeIsDamage});
+            Expected{entry->size, sizeKnown, entry->crc, pastSizeIsDamage},
+            Placement{impl->path, entry->compressedSize});
     } catch (...) {
         return nullptr;
     }

@@ -461,9 +461,12 @@ PYBIND11_MODULE(zmimport, m) {
         .def_readonly("cells", &zmhost::ProgressState::cells, "Cells delivered so far.")
         .def_readonly("cells_total", &zmhost::ProgressState::cellsTotal,
                       "Cells the reader announced; 0 when it did not.")
-        .def_readonly("bytes_read", &zmhost::ProgressState::bytes, "Bytes of the input read.")
+        .def_readonly("bytes_read", &zmhost::ProgressState::bytes,
+                      "Bytes of the files read so far (of a workbook package, its parts' "
+                      "compressed bytes), counted from the opening of the files on.")
         .def_readonly("bytes_total", &zmhost::ProgressState::bytesTotal,
-                      "Bytes of the input; 0 when the reader does not tell its position.")
+                      "The sizes of all the files of the read added up; 0 when the reader "
+                      "does not tell how far it is.")
         .def_readonly("seconds", &zmhost::ProgressState::seconds, "Seconds the read has run.")
         .def_property_readonly(
             "seconds_left",
@@ -574,9 +577,10 @@ PYBIND11_MODULE(zmimport, m) {
           "value that does not parse or a sheet the file lacks raises ValueError. "
           "`progress(cells, total)` is called a few times a second once a read has run a "
           "second (total is 0 when the reader does not know it); a callback of one argument "
-          "gets a Progress instead (bytes_read of bytes_total where the reader tells them, "
-          "seconds_left, and str() the command line's progress line). Raises ReadError (with "
-          "`filename`, `code` and `format`) when the file cannot be read.");
+          "gets a Progress instead (bytes_read of bytes_total, the sizes of all the files, "
+          "where the reader tells them; seconds_left; and str() the command line's progress "
+          "line). Raises ReadError (with `filename`, `code` and `format`) when the file "
+          "cannot be read; of several files, `filename` is the one that failed.");
     m.def(
         "sheets", &Sheets, py::arg("path"),
         "The names of the sheets (matrices, blocks, variables) the file offers to choose with the "

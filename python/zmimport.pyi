@@ -27,11 +27,11 @@ class Sheet:
 
 class Progress:
     """How far a read is; str() gives the command line's progress line."""
-    cells: int
-    cells_total: int
-    bytes_read: int
-    bytes_total: int
-    seconds: float
+    cells: int  # cells delivered so far
+    cells_total: int  # cells the reader announced; 0 when it did not
+    bytes_read: int  # bytes of the files read so far, from their opening on
+    bytes_total: int  # the sizes of all the files of the read; 0 when not told
+    seconds: float  # seconds the read has run
     @property
     def seconds_left(self) -> Optional[float]: ...
 

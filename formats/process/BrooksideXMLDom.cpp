@@ -24,6 +24,7 @@
 #include "formats/process/BrooksideXMLDtd.h"
 #include "formats/process/BrooksideXMLInternal.h"
 #include "platform/FileNames.h"
+#include "platform/ReadMeter.h"
 #include "platform/XmlSafety.h"
 
 using namespace xercesc;
@@ -289,6 +290,7 @@ void BrooksideXML::Open(const char* files) {
     if (names.empty())
         throw zm::Exception("No file name was given.");
     for (size_t i = 0; i < names.size(); ++i) {
+        failedFile = names[i];  // the one to name should it fail
         // The parser owns the tree; it goes at the end of each turn. The raw texts never
         // enter it: they are taken in UTF-8 while the file is scanned.
         RawDataParser parser(true);
@@ -300,7 +302,9 @@ void BrooksideXML::Open(const char* files) {
         if (document == nullptr)
             throw zm::Exception("XML node '{1}' not found", {"FDCRequest"});
         ReadDOM(document, parser.sections, names[i], static_cast<int>(i));
+        zm::ReadMeter::Finished(names[i]);
     }
+    failedFile.clear();
 }
 
 const DOMElement* BrooksideXML::FindNode(const DOMNode* parent, const char16_t* name, bool required,

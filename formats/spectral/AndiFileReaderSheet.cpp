@@ -5,6 +5,7 @@
 #include "formats/spectral/SpectrumSheet.h"
 #include "platform/FileNames.h"
 #include "platform/NetCDF.h"
+#include "platform/ReadMeter.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -43,6 +44,7 @@ int AndiFileReader::ReadSheet(ReadSpreadSheetData* sink) {
         sink->Set(2, row, name.c_str());
         if (ReadNetCDFFile(cdf, file, sheet) != 0)
             return status;
+        zm::ReadMeter::Finished(file.name);
         ++row;
     }
     return status;

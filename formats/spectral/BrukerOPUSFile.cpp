@@ -72,8 +72,10 @@ void BrukerOPUSFile::Close() {
     SpectrumFile::Close();
 }
 
-int BrukerOPUSFile::Fail(int code, const std::string& detail) {
+int BrukerOPUSFile::Fail(int code, const std::string& detail, const std::string& file) {
     detail_ = detail;
+    if (status == 0)
+        failedFile = file;
     return SetStatus(code);
 }
 
@@ -82,9 +84,9 @@ int BrukerOPUSFile::LoadFile(const std::string& name, std::vector<uint8_t>& byte
         case zm::WholeFile::kRead:
             return 0;
         case zm::WholeFile::kTooLarge:
-            return Fail(kFileTooLarge, name);
+            return Fail(kFileTooLarge, name, name);
         default:
-            return Fail(kOpenFailed, name);
+            return Fail(kOpenFailed, name, name);
     }
 }
 
@@ -97,9 +99,9 @@ int BrukerOPUSFile::OpenFiles(const char* names, ZmImportOpenOptions* options) {
         record.name = name;
         const int code = CodeOf(zm::opus::ParseLayout(bytes_.data(), bytes_.size(), record.layout));
         if (code != 0)
-            return Fail(code, name);
+            return Fail(code, name, name);
         if (record.layout.spectra.empty())
-            return Fail(kNoSpectrum, name);
+            return Fail(kNoSpectrum, name, name);
         files_.push_back(std::move(record));
     }
     bytes_.clear();
@@ -122,9 +124,9 @@ int BrukerOPUSFile::ChooseBlocks() {
     for (FileRecord& record : files_) {
         record.block = FindBlock(record.layout, chosen_);
         if (record.block == nullptr)
-            return Fail(kMissingBlock, chosen_ + ", " + record.name);
+            return Fail(kMissingBlock, chosen_ + ", " + record.name, record.name);
         if (record.block->series)
-            return Fail(kSeriesBlock, chosen_ + ", " + record.name);
+            return Fail(kSeriesBlock, chosen_ + ", " + record.name, record.name);
     }
     const zm::opus::SpectrumBlock& first = *files_.front().block;
     gridX_.resize(static_cast<size_t>(first.points));
@@ -136,7 +138,7 @@ int BrukerOPUSFile::ChooseBlocks() {
         const zm::opus::SpectrumBlock& block = *record.block;
         if (block.points != first.points || !zm::SpectralValuesEqual(block.firstX, first.firstX) ||
             !zm::SpectralValuesEqual(block.lastX, first.lastX))
-            return Fail(kDifferentGrids, files_.front().name + ", " + record.name);
+            return Fail(kDifferentGrids, files_.front().name + ", " + record.name, record.name);
     }
     return 0;
 }

@@ -125,7 +125,8 @@ class ZMIMPORT_API BrukerOPUSFile : public SpectrumFile, public USDBase {
     int ChooseBlocks();
     int SetFileRow(SpectrumSheet& sheet, ReadSpreadSheetData* sink, const FileRecord& record,
                    int row);
-    int Fail(int code, const std::string& detail);
+    // Keeps `detail` for the message and, of several files, the `file` that failed.
+    int Fail(int code, const std::string& detail, const std::string& file = "");
 
     bool interpolate_;
     std::vector<FileRecord> files_;

@@ -49,10 +49,10 @@ int BrukerOPUSFile::SetFileRow(SpectrumSheet& sheet, ReadSpreadSheetData* sink,
             block = &candidate;
     }
     if (error != zm::opus::LayoutError::kNone || block == nullptr)
-        return Fail(kMissingBlock, chosen_ + ", " + record.name);
+        return Fail(kMissingBlock, chosen_ + ", " + record.name, record.name);
     std::vector<double> y;
     if (!zm::opus::ReadSpectrum(bytes_.data(), bytes_.size(), *block, y))
-        return Fail(kBadPointCount, record.name);
+        return Fail(kBadPointCount, record.name, record.name);
     const size_t n = gridX_.size();
     if (interpolate_ && &record != &files_.front()) {
         std::vector<double> x(y.size());
@@ -64,7 +64,7 @@ int BrukerOPUSFile::SetFileRow(SpectrumSheet& sheet, ReadSpreadSheetData* sink,
         }
         y = zm::InterpolateVector(x, y, gridX_);
     } else if (y.size() != n) {
-        return Fail(kDifferentGrids, files_.front().name + ", " + record.name);
+        return Fail(kDifferentGrids, files_.front().name + ", " + record.name, record.name);
     }
     sheet.BeginRow(row);
     sink->Set(2, row, zm::FileTitle(record.name).c_str());

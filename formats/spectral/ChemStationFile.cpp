@@ -51,8 +51,10 @@ void ChemStationFile::Close() {
     SpectrumFile::Close();
 }
 
-int ChemStationFile::Fail(int code, const std::string& detail) {
+int ChemStationFile::Fail(int code, const std::string& detail, const std::string& file) {
     detail_ = detail;
+    if (status == 0)
+        failedFile = file;
     return SetStatus(code);
 }
 
@@ -62,12 +64,12 @@ int ChemStationFile::OpenFiles(const char* names, ZmImportOpenOptions* options) 
     for (const std::string& name : zm::SplitFileNames(names != nullptr ? names : "")) {
         const zm::WholeFile read = zm::ReadWholeFile(name, bytes);
         if (read != zm::WholeFile::kRead)
-            return Fail(read == zm::WholeFile::kTooLarge ? kFileTooLarge : kOpenFailed, name);
+            return Fail(read == zm::WholeFile::kTooLarge ? kFileTooLarge : kOpenFailed, name, name);
         FileRecord record;
         record.name = name;
         const int code = CodeOf(zm::chemstation::ParseRun(bytes.data(), bytes.size(), record.run));
         if (code != 0)
-            return Fail(code, name);
+            return Fail(code, name, name);
         files_.push_back(std::move(record));
     }
     if (files_.empty())
@@ -79,7 +81,7 @@ int ChemStationFile::OpenFiles(const char* names, ZmImportOpenOptions* options) 
         if (times.size() != times_.size() ||
             !std::equal(times.begin(), times.end(), times_.begin(),
                         [](double a, double b) { return a == b || zm::SpectralValuesEqual(a, b); }))
-            return Fail(kDifferentTimes, files_.front().name + ", " + record.name);
+            return Fail(kDifferentTimes, files_.front().name + ", " + record.name, record.name);
     }
     pointX_.resize(times_.size());
     for (size_t i = 0; i < times_.size(); ++i)

@@ -83,7 +83,8 @@ class ZMIMPORT_API ChemStationFile : public SpectrumFile, public USDBase {
     int OpenFiles(const char* names, ZmImportOpenOptions* options) override;
     int ReadSheet(ReadSpreadSheetData* sink) override;
     std::string StatusText() override;
-    int Fail(int code, const std::string& detail);
+    // Keeps `detail` for the message and, of several files, the `file` that failed.
+    int Fail(int code, const std::string& detail, const std::string& file = "");
 
     std::vector<FileRecord> files_;
     std::vector<double> times_;  // the first file's retention times

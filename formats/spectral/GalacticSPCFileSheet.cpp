@@ -7,6 +7,7 @@
 #include "formats/spectral/GalacticSPCFile.h"
 #include "formats/spectral/SpectrumSheet.h"
 #include "platform/FileNames.h"
+#include "platform/ReadMeter.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -240,6 +241,7 @@ int GalacticSPCFile::SetFileRows(SpectrumSheet& sheet, ReadSpreadSheetData* sink
         SetDateCell(sink, row, multiSpectrum);
         sheet.AddPoints(values_.data(), static_cast<size_t>(std::max(points, 0)));
     }
+    zm::ReadMeter::Finished(record.name);
     return 0;
 }
 

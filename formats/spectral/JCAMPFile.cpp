@@ -25,6 +25,7 @@
 #include "platform/ErrorText.h"
 #include "platform/FileNames.h"
 #include "platform/Log.h"
+#include "platform/ReadMeter.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -150,6 +151,7 @@ bool AppendFile(const std::string& name, size_t files, zm::RawArray<char>& text)
     }
     text.Truncate(start + got);
     ::close(fd);
+    zm::ReadMeter::Reached(name, got);
     return ok;
 }
 

@@ -7,6 +7,7 @@
 #include "formats/spectral/MvaCDFFileReader.h"
 #include "formats/spectral/SpectrumSheet.h"
 #include "platform/NetCDF.h"
+#include "platform/ReadMeter.h"
 #include "platform/Translate.h"
 
 namespace {
@@ -90,6 +91,7 @@ int MvaCDFFileReader::ReadSheet(ReadSpreadSheetData* sink) {
             SetHeadings(cdf, sink);
         if (ReadObservations(cdf, files_[i], sink, row) != 0)
             return status;
+        zm::ReadMeter::Finished(files_[i].name);
     }
     return status;
 }

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "platform/ErrorText.h"
+#include "platform/ReadMeter.h"
 #include "platform/Translate.h"
 
 void CopyStatusText(SpreadsheetFile& reader, const std::function<std::string()>& text, char* buffer,
@@ -92,5 +93,6 @@ zm::WholeFile zm::ReadWholeFile(const std::string& name, std::vector<uint8_t>& b
         return WholeFile::kNotOpened;
     bytes.resize(static_cast<size_t>(size));
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+    zm::ReadMeter::Reached(name, bytes.size());
     return WholeFile::kRead;
 }

@@ -42,7 +42,7 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
         }
         // A file that cannot be opened parses as no rows: hosts check files before
         // reading them, and the sink then simply receives nothing.
-        const CsvParser parser(dialect, fileName, options.GetEncoding(), INT_MAX, sink);
+        const CsvParser parser(dialect, fileName, options.GetEncoding(), INT_MAX);
         // A failed read is no end of the file: what came before it is not all of it.
         if (parser.ReadError() != 0)
             return SetReadError(parser.ReadError());

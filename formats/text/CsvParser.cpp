@@ -107,10 +107,10 @@ char32_t NextCodePoint(const unsigned char*& p, const unsigned char* end) {
 }  // namespace
 
 CsvParser::CsvParser(const CsvDialect& dialect_, const std::filesystem::path& path,
-                     const std::string& encoding, int maxRows_, ReadSpreadSheetData* progress)
+                     const std::string& encoding, int maxRows_)
     : dialect(dialect_), maxRows(maxRows_) {
     BuildScanTables();
-    ParseFile(path, encoding, progress);
+    ParseFile(path, encoding);
     Finish();
 }
 
@@ -168,8 +168,7 @@ bool CsvParser::CanScanBytes() const {
            (dialect.quoteChar < 0x80 || !dialect.quoting);
 }
 
-void CsvParser::ParseFile(const std::filesystem::path& path, const std::string& encoding,
-                          ReadSpreadSheetData* progress) {
+void CsvParser::ParseFile(const std::filesystem::path& path, const std::string& encoding) {
     zm::TextStream stream(path.string(), encoding, zm::TextStream::Mode::kRead);
     if (stream.Failed()) {
         streamFailed = true;
@@ -187,20 +186,14 @@ void CsvParser::ParseFile(const std::filesystem::path& path, const std::string& 
     if (CanScanBytes()) {
         // The stream hands out UTF-8 in blocks that end at character boundaries.
         std::string_view chunk;
-        while (!stopped && stream.ReadChunk(chunk)) {
+        while (!stopped && stream.ReadChunk(chunk))
             ProcessScannable(chunk);
-            if (progress != nullptr)
-                progress->ReportBytesRead(stream.BytesRead(), stream.ByteSize());
-        }
         readError = stream.ReadError();
         return;
     }
     char32_t c = 0;
-    for (uint64_t characters = 0; !stopped && stream.GetChar(c);) {
+    while (!stopped && stream.GetChar(c))
         ProcessCodePoint(ReplaceNul(c));
-        if (progress != nullptr && (++characters & 0xFFFF) == 0)
-            progress->ReportBytesRead(stream.BytesRead(), stream.ByteSize());
-    }
     readError = stream.ReadError();
 }
 

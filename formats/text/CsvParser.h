@@ -19,9 +19,8 @@ class ZMIMPORT_API CsvParser {
   public:
     // Reads the file through a text stream in `encoding` (a key of the encoding table;
     // empty for the local code page). Parsing stops once `maxRows` rows are finished.
-    // `progress`, when given, is told the bytes read as the parse goes.
     CsvParser(const CsvDialect& dialect, const std::filesystem::path& path,
-              const std::string& encoding, int maxRows, ReadSpreadSheetData* progress = nullptr);
+              const std::string& encoding, int maxRows);
     // Parses UTF-8 text held in memory. `byCodePoint` forces the one-character-at-a-time
     // route even where the dialect allows the faster byte scanning.
     CsvParser(const CsvDialect& dialect, std::string_view utf8, int maxRows,
@@ -46,8 +45,7 @@ class ZMIMPORT_API CsvParser {
     size_t LongestRow() const { return rows.LongestRow(); }
 
   private:
-    void ParseFile(const std::filesystem::path& path, const std::string& encoding,
-                   ReadSpreadSheetData* progress);
+    void ParseFile(const std::filesystem::path& path, const std::string& encoding);
     void ParseUtf8(std::string_view utf8, bool byCodePoint);
     void BuildScanTables();
     // Whether every special character is ASCII and the input can be scanned as UTF-8

@@ -316,7 +316,6 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
     int row = 0;
     bool badRecord = false;
     bool sinkStopped = false;
-    uint64_t bytesReported = 0;
     for (;;) {
         const int kind = ReadDIFRecord();
         if (kind == kBadRecord) {
@@ -326,10 +325,6 @@ int DIFFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow,
         if (kind == kEndOfData)
             break;
         if (kind == kBeginTuple) {
-            if (stream->BytesRead() != bytesReported) {
-                bytesReported = stream->BytesRead();
-                sink->ReportBytesRead(bytesReported, stream->ByteSize());
-            }
             wanted = sink->MapRow(row);
             column = 0;
             if (wanted < 0) {

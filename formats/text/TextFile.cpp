@@ -219,12 +219,7 @@ int TextFile::Read(ReadSpreadSheetData* sink, int lastCol, int lastRow, int firs
     char* line = nullptr;
     size_t length = 0;
     int lineNumber = 0;
-    uint64_t reported = 0;
     for (;;) {
-        if (stream.BytesRead() != reported) {
-            reported = stream.BytesRead();
-            sink->ReportBytesRead(reported, stream.ByteSize());
-        }
         const int wanted = sink->MapRow(lineNumber);
         if (wanted < 0)
             return 0;

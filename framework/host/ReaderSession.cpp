@@ -11,6 +11,7 @@
 #include "framework/host/EncodingKeys.h"
 #include "framework/host/LoaderFormats.h"
 #include "platform/FileNames.h"
+#include "platform/ReadMeter.h"
 #include "platform/Settings.h"
 
 namespace zmhost {
@@ -131,6 +132,10 @@ ReadOutcome ReadIntoSink(int formatIndex, const std::vector<std::string>& files,
             outcome.file = file != nullptr ? file : "";
             return outcome;
         };
+        // The input layers tell how far into the files the reader is, from its opening
+        // on: a workbook's sheets and a set of spectra are parsed before a cell is set.
+        const zm::ReadMeter meter(
+            files, [&sink](uint64_t done, uint64_t total) { sink.ReportBytesRead(done, total); });
         const std::string joined = zm::JoinFileNames(files);
         if (reader->RefuseIrregularInput(joined.c_str()) != 0 ||
             reader->Open(true, joined.c_str(), options) != 0)

@@ -14,11 +14,12 @@ namespace zmhost {
 
 namespace {
 
-// How long a read runs before its progress shows: a second, or what the environment's
-// ZMIMPORT_PROGRESS_AFTER_MS says (tests show it at once).
-std::chrono::milliseconds ProgressDelay() {
-    const char* text = std::getenv("ZMIMPORT_PROGRESS_AFTER_MS");
-    long long value = 1000;
+// Milliseconds from the environment variable `name`, else `value`. How long a read runs
+// before its progress shows (ZMIMPORT_PROGRESS_AFTER_MS, a second) and how often it is
+// shown again (ZMIMPORT_PROGRESS_EVERY_MS, four times a second) can so be set: tests show
+// every report at once.
+std::chrono::milliseconds EnvironmentMilliseconds(const char* name, long long value) {
+    const char* text = std::getenv(name);
     if (text != nullptr) {
         const char* end = text + std::strlen(text);
         long long parsed = 0;
@@ -83,7 +84,8 @@ std::string ProgressText(const ProgressState& state) {
 void ProgressLine::Update() {
     using namespace std::chrono;
     const auto now = steady_clock::now();
-    if (now - start < ProgressDelay() || now - lastShown < milliseconds(250))
+    if (now - start < EnvironmentMilliseconds("ZMIMPORT_PROGRESS_AFTER_MS", 1000) ||
+        now - lastShown < EnvironmentMilliseconds("ZMIMPORT_PROGRESS_EVERY_MS", 250))
         return;
     lastShown = now;
     ProgressState state;

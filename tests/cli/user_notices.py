@@ -113,6 +113,24 @@ class SheetChoice(unittest.TestCase):
             self.assertEqual((status, out), (1, ""), bad)
             self.assertTrue(err.startswith("zmimport: %s: " % bad), err)
             self.assertNotIn(good, err)
+        # A file cut short, after a whole one or before it (then its content chooses no
+        # format: the format is named): the cut one is named.
+        folder = self.enterContext(tempfile.TemporaryDirectory())
+        for fixture, format in (("spc/merge-400.spc", "GalacticSPC File"),
+                                ("jcamp/bands-sqz.jdx", "JCAMP-DX File"),
+                                ("netcdf/aia_run1.cdf", "NetCDF Files"),
+                                ("chemstation/v130-differences.ch", "HPLC ChemStation File"),
+                                ("opus/absorbance-and-single-channel.0", "Bruker OPUS File"),
+                                ("fdc/two-wafers.xml", "Brookside Ver. 2.6 XML File")):
+            good, cut = os.path.join(DATA, fixture), os.path.join(folder, os.path.basename(fixture))
+            with open(good, "rb") as f:
+                data = f.read()
+            with open(cut, "wb") as f:
+                f.write(data[:len(data) // 2])
+            for files in ((good, cut), (cut, good)):
+                status, out, err = run("read", "--format", format, *files)
+                self.assertEqual((status, out), (1, ""), files)
+                self.assertTrue(err.startswith("zmimport: %s: " % cut), err)
 
     def test_convert_says_the_same(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -304,6 +322,12 @@ class PipesAndProgress(unittest.TestCase):
         status, err = self.progress_output("read", matrix)
         self.assertEqual(status, 0)
         self.assertRegex(err, r"\rreading cells 4096/20000 \(20%\), \d+ cells/s, \d+ s left")
+        # A read of several files counts the bytes of all of them: the first of two
+        # spectra of 556 bytes each is read.
+        status, err = self.progress_output("read", os.path.join(DATA, "spc", "merge-400.spc"),
+                                           os.path.join(DATA, "spc", "merge-400-00001.spc"))
+        self.assertEqual(status, 0)
+        self.assertRegex(err, r"^\rreading 0\.6 kB of 1\.1 kB \(50%\), ")
         # The line is wiped at the end: the last thing written is a carriage return.
         self.assertTrue(err.endswith("\r"))
         self.assertEqual(self.progress_output("read", "--quiet", big), (0, ""))

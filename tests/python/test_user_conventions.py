@@ -103,12 +103,17 @@ def test_read_error_names_the_file(tmp_path):
     assert raised.value.format == "Excel2007 File"
 
 
-def test_a_read_of_several_files_names_the_one_that_failed():
+def test_a_read_of_several_files_names_the_one_that_failed(tmp_path):
     good, bad = DATA / "netcdf" / "aia_run1.cdf", DATA / "netcdf" / "aia_delay.cdf"
-    with pytest.raises(zmimport.ReadError) as raised:
-        zmimport.read([good, bad])
-    assert raised.value.filename == str(bad)
-    assert str(raised.value).startswith(str(bad) + ": ")
+    # A file cut short, after or before a whole one.
+    cut = tmp_path / "cut.ch"
+    cut.write_bytes((DATA / "chemstation" / "v130-differences.ch").read_bytes()[:3000])
+    whole = DATA / "chemstation" / "v130-differences.ch"
+    for files, failed in (([good, bad], bad), ([whole, cut], cut), ([cut, whole], cut)):
+        with pytest.raises(zmimport.ReadError) as raised:
+            zmimport.read(files)
+        assert raised.value.filename == str(failed)
+        assert str(raised.value).startswith(str(failed) + ": ")
 
 
 def test_sheets_pickle_whole():
@@ -144,6 +149,22 @@ def test_a_progress_callback_of_one_argument_gets_bytes_and_time_left(tmp_path, 
     assert by_bytes and by_bytes[0].bytes_total == path.stat().st_size
     assert 0 < by_bytes[0].bytes_read and by_bytes[0].seconds_left is not None
     assert str(by_bytes[0]).startswith("reading ") and " of 1.2 MB (" in str(by_bytes[0])
+
+
+def test_progress_counts_the_bytes_of_every_file_and_of_a_workbook_being_opened(monkeypatch):
+    # Every report shown, so that reads of a few kilobytes report too.
+    monkeypatch.setenv("ZMIMPORT_PROGRESS_AFTER_MS", "0")
+    monkeypatch.setenv("ZMIMPORT_PROGRESS_EVERY_MS", "0")
+    spectra = [DATA / "netcdf" / "aia_run1.cdf", DATA / "netcdf" / "aia_run2.cdf"]
+    calls = []
+    zmimport.read(spectra, progress=calls.append)
+    total = sum(path.stat().st_size for path in spectra)
+    assert [(p.bytes_read, p.bytes_total) for p in calls if p.bytes_read < total] == [
+        (spectra[0].stat().st_size, total)]
+    # A workbook's sheets are parsed as it is opened, before a cell is delivered.
+    calls = []
+    zmimport.read(DATA / "xlsx" / "gnumeric.xlsx", progress=calls.append)
+    assert any(p.cells == 0 and 0 < p.bytes_read < p.bytes_total for p in calls)
 
 
 def test_date_texts_become_datetime64_unless_parse_dates_is_off():
