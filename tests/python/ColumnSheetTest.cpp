@@ -5,6 +5,7 @@
 
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -258,10 +259,12 @@ TEST(ColumnSheetRuns, SpectraKeepTheirHeadingsAsTheTextsWrittenCellByCell) {
     EXPECT_GE(compared, 5);
 }
 
-// A float's value in Python is its shortest text read as a double: every float of a
-// sweep over all exponents and many mantissas, of a run of consecutive floats and of
-// an axis in steps of 0.01 (short texts) reads as the text does.
+// A float's value in Python is its shortest text read as a double. Floats of a sweep
+// over all exponents and many mantissas, of a run of consecutive floats, of an axis in
+// steps of 0.01 (short texts), and those around every power of ten and of two (where
+// the digits, the interval or the text's form change) read as the text does.
 TEST(ColumnSheetFloats, WidenedIsTheShortestTextReadBack) {
+    std::vector<float> floats;
     uint32_t bits = 0;
     for (long long i = 0; i < 1'400'000; ++i) {
         if (i < 256)
@@ -272,7 +275,17 @@ TEST(ColumnSheetFloats, WidenedIsTheShortestTextReadBack) {
             bits = std::bit_cast<uint32_t>(1000.0f) + static_cast<uint32_t>(i);
         else
             bits = std::bit_cast<uint32_t>(0.5f + 0.01f * static_cast<float>(i - 1'200'000));
-        const float value = std::bit_cast<float>(bits);
+        floats.push_back(std::bit_cast<float>(bits));
+    }
+    for (int e = -45; e <= 38; ++e) {
+        const uint32_t ten =
+            std::bit_cast<uint32_t>(std::strtof(("1e" + std::to_string(e)).c_str(), nullptr));
+        const uint32_t two = std::bit_cast<uint32_t>(std::ldexp(1.0f, e * 3));
+        for (uint32_t d = 0; d < 128; ++d)
+            floats.insert(floats.end(), {std::bit_cast<float>(ten + d - 64),
+                                         std::bit_cast<float>(two + d % 8 - 4)});
+    }
+    for (const float value : floats) {
         if (!std::isfinite(value))
             continue;
         char text[32];
