@@ -435,13 +435,13 @@ void ColumnSheet::CopyAll(int first, size_t rows, size_t cols, bool rowMajor, do
     }
 }
 
-std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedNumbers() const {
+std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedNumbers() {
     if (grid.block == nullptr || static_cast<size_t>(Columns()) != grid.cols ||
         static_cast<size_t>(Rows()) != grid.rows)
         return nullptr;
     for (size_t line = 0; line < grid.filled.size(); ++line) {
-        if (grid.filled[line] != grid.length || grid.othersEnd[line] != 0)
-            return nullptr;
+        if (grid.filled[line] != grid.length)
+            GridSlots(line, grid.length, 0);
     }
     return grid.block;
 }
