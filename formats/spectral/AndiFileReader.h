@@ -7,6 +7,7 @@
 
 #include "formats/spectral/SpectrumFile.h"
 #include "formats/spectral/USDBase.h"
+#include "platform/RawArray.h"
 #include "platform/ZmExport.h"
 
 namespace zm {
@@ -105,6 +106,8 @@ class ZMIMPORT_API AndiFileReader : public SpectrumFile, public USDBase {
     float rangeMaximum_ = 0;
     long long points_ = 0;
     std::string retentionUnit_ = "seconds";
-    std::vector<float> gridX_;  // the retention time of every grid point
+    // The retention time of every grid point: a long chromatogram's millions, kept in
+    // memory the next read may reuse.
+    zm::RawArray<float> gridX_;
     std::vector<float> chunk_;
 };

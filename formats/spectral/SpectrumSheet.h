@@ -82,6 +82,9 @@ class ZMIMPORT_API SpectrumSheet {
     bool xRow_;
     const float* x_ = nullptr;
     size_t points_ = 0;
+    // The x of the kept points: the caller's own when every point is kept, else keptX_.
+    const float* kept_ = nullptr;
+    size_t keptCount_ = 0;
     std::vector<float> keptX_;
     // Where the row being written stands: its number, next column and next point.
     int row_ = 0;
