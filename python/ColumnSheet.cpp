@@ -456,8 +456,7 @@ void ColumnSheetSink::SetNumbersAcross(int col, int row, const float* values, si
     double wide[kChunk];
     while (count > 0) {
         const size_t n = std::min(count, kChunk);
-        for (size_t i = 0; i < n; ++i)
-            wide[i] = std::isfinite(values[i]) ? Widened(values[i]) : values[i];
+        WidenFloats(values, n, wide);
         SetNumbersAcross(col, row, wide, n);
         col += static_cast<int>(n);
         values += n;

@@ -365,5 +365,7 @@ class ColumnSheetSink : public zmhost::CommandSink {
 
 // A float as the command line prints it, its shortest decimal text, read back as a double.
 double Widened(float value);
+// Widened of each of `count` floats.
+void WidenFloats(const float* in, size_t count, double* out);
 
 }  // namespace zmpy

@@ -285,15 +285,39 @@ TEST(ColumnSheetFloats, WidenedIsTheShortestTextReadBack) {
             floats.insert(floats.end(), {std::bit_cast<float>(ten + d - 64),
                                          std::bit_cast<float>(two + d % 8 - 4)});
     }
-    for (const float value : floats) {
-        if (!std::isfinite(value))
+    // A run is widened as its floats one by one, the odd lengths and the lanes left to the
+    // one-by-one route included.
+    std::vector<double> run(floats.size());
+    zmpy::WidenFloats(floats.data(), floats.size() - 3, run.data());
+    for (size_t i = 0; i + 3 < floats.size(); ++i) {
+        const float value = floats[i];
+        if (!std::isfinite(value)) {
+            ASSERT_EQ(std::bit_cast<uint64_t>(run[i]),
+                      std::bit_cast<uint64_t>(static_cast<double>(value)));
             continue;
+        }
         char text[32];
         const auto end = std::to_chars(text, text + sizeof text, value).ptr;
         double expected = 0;
         std::from_chars(text, end, expected);
         ASSERT_EQ(std::bit_cast<uint64_t>(zmpy::Widened(value)), std::bit_cast<uint64_t>(expected))
             << std::string(text, end);
+        ASSERT_EQ(std::bit_cast<uint64_t>(run[i]), std::bit_cast<uint64_t>(expected))
+            << std::string(text, end);
+    }
+    // Every 509th float of all 2^32, a run at a time, as one by one.
+    std::vector<float> sweep(1 << 16);
+    for (uint64_t first = 0; first < (uint64_t{1} << 32); first += sweep.size() * 509) {
+        for (size_t i = 0; i < sweep.size(); ++i)
+            sweep[i] = std::bit_cast<float>(static_cast<uint32_t>(first + i * 509));
+        run.resize(sweep.size());
+        zmpy::WidenFloats(sweep.data(), sweep.size(), run.data());
+        for (size_t i = 0; i < sweep.size(); ++i) {
+            const double one = zmpy::Widened(sweep[i]);
+            ASSERT_TRUE(std::bit_cast<uint64_t>(run[i]) == std::bit_cast<uint64_t>(one) ||
+                        (std::isnan(one) && std::isnan(run[i])))
+                << std::bit_cast<uint32_t>(sweep[i]);
+        }
     }
 }
 
