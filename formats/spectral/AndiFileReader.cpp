@@ -217,12 +217,15 @@ int AndiFileReader::SetOptions(ZmImportOpenOptions* options) {
     return ApplyOptions(options, &constraints) ? status : SetStatus(kStatusBadOptions);
 }
 
-float AndiFileReader::GridPoint(long long i) const {
-    const double position =
-        static_cast<double>(rangeMinimum_) + static_cast<double>(i) * samplingInterval_;
-    return position > 3.4e38    ? INFINITY
-           : position < -3.4e38 ? -INFINITY
-                                : static_cast<float>(position);
+void AndiFileReader::GridPoints(float* out, size_t count) const {
+    // Without a branch per point: a chromatogram has millions.
+    for (size_t i = 0; i < count; ++i) {
+        const double position =
+            static_cast<double>(rangeMinimum_) + static_cast<double>(i) * samplingInterval_;
+        float point = static_cast<float>(position);
+        point = position > 3.4e38 ? INFINITY : point;
+        out[i] = position < -3.4e38 ? -INFINITY : point;
+    }
 }
 
 int AndiFileReader::EstablishSize() {

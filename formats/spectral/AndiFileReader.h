@@ -98,8 +98,9 @@ class ZMIMPORT_API AndiFileReader : public SpectrumFile, public USDBase {
     int ReadSheet(ReadSpreadSheetData* sink) override;
     std::string StatusText() override;
     const FileInfo* FirstSelected() const;
-    // The retention time of grid point i, the same way GetNumCol works it out.
-    float GridPoint(long long i) const;
+    // The retention times of grid points 0..count-1, the same way GetNumCol works them
+    // out.
+    void GridPoints(float* out, size_t count) const;
 
     float samplingInterval_ = 0;
     float rangeMinimum_ = 0;

@@ -24,8 +24,7 @@ int AndiFileReader::ReadSheet(ReadSpreadSheetData* sink) {
     SpectrumSheet sheet(sink, *this, 2, numCols);
     gridX_.Truncate(0);
     float* grid = gridX_.Extend(static_cast<size_t>(points_));
-    for (size_t i = 0; i < gridX_.Size(); ++i)
-        grid[i] = GridPoint(static_cast<long long>(i));
+    GridPoints(grid, gridX_.Size());
     sheet.SetPoints(grid, gridX_.Size());
     sheet.SetNameRows({zm::Translate("Primary ID"), zm::Translate("Name")},
                       zm::FormatMessage(zm::Translate("Retention Time(%1%)"), retentionUnit_),
