@@ -41,6 +41,26 @@ namespace {
 // has), so whether the ends belong to it never matters. A float half way between two
 // decimals of its level takes the even one, as the shortest text does. The double nearest
 // to digits / 10^k is one division.
+constexpr int kNearest = _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC;
+
+// The nearest decimal of level `at` - 1 to |f| = `v`, where it lies within `half` of it:
+// `level` and `digits` move to it in the lanes of `lanes`, whose mask it returns. Level 0
+// never holds one for a float that is not whole, so lanes at level 1 stay.
+[[ZM_WIDEN_TARGET, gnu::always_inline]] inline __mmask8 Coarser(__m512d v, __m512d half, __m256i at,
+                                                                __mmask8 lanes, __m256i& level,
+                                                                __m512d& digits) {
+    lanes &= _mm256_cmpgt_epi32_mask(at, _mm256_set1_epi32(1));
+    const __m256i next = _mm256_sub_epi32(at, _mm256_set1_epi32(1));
+    const __m512d power = Ten(next);
+    const __m512d y = _mm512_mul_pd(v, power);
+    const __m512d m = _mm512_roundscale_pd(y, kNearest);
+    const __m512d distance = _mm512_abs_pd(_mm512_sub_pd(y, m));
+    lanes &= _mm512_cmp_pd_mask(distance, _mm512_mul_pd(half, power), _CMP_LT_OQ);
+    level = _mm256_mask_mov_epi32(level, lanes, next);
+    digits = _mm512_mask_mov_pd(digits, lanes, m);
+    return lanes;
+}
+
 [[ZM_WIDEN_TARGET]] __mmask8 WidenEight(const float* in, double* out) {
     const __m256i bits = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in));
     const __m256i biased = _mm256_and_si256(_mm256_srli_epi32(bits, 23), _mm256_set1_epi32(0xFF));
@@ -63,23 +83,17 @@ namespace {
     level = _mm256_maskz_mov_epi32(fast, level);  // lanes left out compute harmlessly
     const __m512d half = _mm512_castsi512_pd(_mm512_slli_epi64(
         _mm512_cvtepi32_epi64(_mm256_add_epi32(biased, _mm256_set1_epi32(1023 - 151))), 52));
-    constexpr int kNearest = _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC;
     __m512d digits = _mm512_roundscale_pd(_mm512_mul_pd(v, Ten(level)), kNearest);
-    // Lanes whose next coarser level may still hold a decimal inside; level 0 never does
-    // for a float that is not whole.
-    __mmask8 active = fast & _mm256_cmpgt_epi32_mask(level, _mm256_set1_epi32(1));
-    while (active != 0) {
-        const __m256i coarser = _mm256_sub_epi32(level, _mm256_set1_epi32(1));
-        const __m512d power = Ten(coarser);
-        const __m512d y = _mm512_mul_pd(v, power);
-        const __m512d m = _mm512_roundscale_pd(y, kNearest);
-        const __m512d distance = _mm512_abs_pd(_mm512_sub_pd(y, m));
-        const __m512d limit = _mm512_mul_pd(half, power);
-        const __mmask8 inside = active & _mm512_cmp_pd_mask(distance, limit, _CMP_LT_OQ);
-        level = _mm256_mask_mov_epi32(level, inside, coarser);
-        digits = _mm512_mask_mov_pd(digits, inside, m);
-        active = inside & _mm256_cmpgt_epi32_mask(level, _mm256_set1_epi32(1));
-    }
+    // Three levels down at once (a level that holds one has every finer level hold one),
+    // then one at a time for the lanes that went down all three.
+    const __m256i top = level;
+    const __m256i one = _mm256_set1_epi32(1);
+    Coarser(v, half, top, fast, level, digits);
+    Coarser(v, half, _mm256_sub_epi32(top, one), fast, level, digits);
+    __mmask8 active =
+        Coarser(v, half, _mm256_sub_epi32(_mm256_sub_epi32(top, one), one), fast, level, digits);
+    while (active != 0)
+        active = Coarser(v, half, level, active, level, digits);
     __m512d wide = _mm512_div_pd(digits, Ten(level));
     // The sign back: the float's own, copied onto the magnitude.
     const __m512d sign = _mm512_and_pd(value, _mm512_set1_pd(-0.0));
