@@ -309,7 +309,7 @@ bool ColumnSheet::SetHeadingsAcross(int col, int row, std::string_view prefix, c
         !InGrid(col + static_cast<int>(count - 1), row) || !InGrid(col, row))
         return false;
     const size_t first = headingX.Size();
-    headingRuns.push_back({first, std::string(prefix)});
+    headingRuns.push_back({first, std::string(prefix), col, row});
     headingX.Append(x, count);
     const size_t line = LineOf(col, row), place = PlaceOf(col, row);
     uint64_t* slots = GridSlots(line, place, count);
@@ -317,9 +317,6 @@ bool ColumnSheet::SetHeadingsAcross(int col, int row, std::string_view prefix, c
         slots[i] = (kHeadingTag << 48) | (first + i);
     MarkOthers(line, place + count);
     const int last = col + static_cast<int>(count - 1);
-    textCells.Resize(last, 0);
-    for (int c = col; c <= last; ++c)
-        textCells[c - 1] += textCells[c - 1] != std::numeric_limits<uint32_t>::max();
     cellsStored += count;
     maxCol = std::max(maxCol, last);
     maxRow = std::max(maxRow, row);
@@ -355,10 +352,21 @@ std::string_view ColumnSheet::HeadingText(size_t index) const {
     return headingTexts[index];
 }
 
+size_t ColumnSheet::HeadingsIn(int col) const {
+    size_t count = 0;
+    for (size_t r = 0; r < headingRuns.size(); ++r) {
+        const size_t end = r + 1 < headingRuns.size() ? headingRuns[r + 1].first : headingX.Size();
+        const HeadingRun& run = headingRuns[r];
+        count += col >= run.col && static_cast<size_t>(col - run.col) < end - run.first;
+    }
+    return count;
+}
+
 bool ColumnSheet::NumbersOnlyFrom(int col, int first) const {
-    if (col < 1 || static_cast<size_t>(col) > textCells.Size())
+    if (col < 1)
         return true;
-    const size_t counted = textCells[col - 1];
+    const size_t counted =
+        (static_cast<size_t>(col) <= textCells.Size() ? textCells[col - 1] : 0) + HeadingsIn(col);
     if (counted == 0)
         return true;
     size_t above = 0;

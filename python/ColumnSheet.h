@@ -276,11 +276,17 @@ class ColumnSheet {
     // largest count: never fewer than the column holds.
     zm::RawArray<uint32_t> textCells;
     zm::RawArray<std::string_view> texts;
-    // The x of each heading and where the runs of headings with one prefix begin.
+    // The x of each heading and where the runs of headings with one prefix begin: at
+    // heading `first`, in cell (`col`, `row`) and the cells to its right. Headings are
+    // counted as text cells of their columns through their runs.
     struct HeadingRun {
         size_t first;
         std::string prefix;
+        int col;
+        int row;
     };
+    // Headings stored in a column, counting a rewritten cell again.
+    size_t HeadingsIn(int col) const;
     zm::RawArray<float> headingX;
     std::vector<HeadingRun> headingRuns;
     mutable zm::RawArray<std::string_view> headingTexts;

@@ -65,6 +65,8 @@ void ExpectSameSheet(const zmpy::ColumnSheet& bulk, const zmpy::ColumnSheet& cel
                 ASSERT_EQ(bulk.TextOfIndex(bulk.TextIndexAt(col, row)), cells.TextAt(col, row));
             }
         }
+        for (int first = 1; first <= 3; ++first)
+            ASSERT_EQ(bulk.NumbersOnlyFrom(col, first), cells.NumbersOnlyFrom(col, first)) << col;
         bulk.CopyNumbers(col, 1, rows, a.data());
         cells.CopyNumbers(col, 1, rows, b.data());
         for (int i = 0; i < rows; ++i)
