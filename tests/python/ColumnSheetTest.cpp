@@ -16,6 +16,7 @@
 #include "formats/spectral/GalacticSPCFile.h"
 #include "formats/spectral/JCAMPFile.h"
 #include "formats/spectral/NetCDFFile.h"
+#include "formats/spectral/SpectrumSheet.h"
 #include "formats/text/CsvFile.h"
 #include "framework/host/FormatChoice.h"
 #include "framework/host/ReaderSession.h"
@@ -121,6 +122,29 @@ TEST(ColumnSheetRuns, SameCellsAsPerCellStores) {
     EXPECT_EQ(p.bulk.Sheet().Rows(), 12);
     EXPECT_EQ(p.bulk.Sheet().TextAt(2, 2), "label");
     EXPECT_TRUE(std::isnan(p.bulk.Sheet().NumberAt(2, 5)));
+}
+
+// A spectrum's row goes to the sink in runs of finite values, each other value on its own
+// (a NaN not at all when skipped), as if written value by value.
+TEST(ColumnSheetRuns, SpectrumRowsAsWrittenValueByValue) {
+    std::vector<float> y(70);
+    for (size_t i = 0; i < y.size(); ++i)
+        y[i] = 0.25f * static_cast<float>(i) - 3.1f;
+    y[20] = kInfF;
+    y[37] = std::numeric_limits<float>::quiet_NaN();
+    y[69] = -kInfF;
+    for (const bool skipNaN : {false, true}) {
+        Pair p;
+        p.Size(72, 2);
+        zm::WriteNumbersAcross(&p.bulk, 2, 2, y.data(), y.size(), skipNaN);
+        for (size_t i = 0; i < y.size(); ++i) {
+            if (!(skipNaN && std::isnan(y[i])))
+                p.cells.Set(2 + static_cast<int>(i), 2, y[i]);
+        }
+        ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), skipNaN ? "NaN skipped" : "NaN kept");
+        EXPECT_EQ(p.bulk.Sheet().KindAt(39, 2),
+                  skipNaN ? zmpy::ColumnSheet::Kind::kMissing : zmpy::ColumnSheet::Kind::kNumber);
+    }
 }
 
 // Headings kept as their x give the texts written cell by cell, in the grid and after a
