@@ -11,6 +11,7 @@
 #include "framework/host/FastNumbers.h"
 #include "framework/host/TextTyping.h"
 #include "platform/FloatText.h"
+#include "platform/ShortestDecimal.h"
 
 namespace zmpy {
 
@@ -308,7 +309,7 @@ bool ColumnSheet::SetHeadingsAcross(int col, int row, std::string_view prefix, c
         !InGrid(col + static_cast<int>(count - 1), row) || !InGrid(col, row))
         return false;
     const size_t first = headingX.Size();
-    headingRuns.push_back({first, std::string(prefix)});
+    headingRuns.push_back({first, std::string(prefix), col, row});
     headingX.Append(x, count);
     const size_t line = LineOf(col, row), place = PlaceOf(col, row);
     uint64_t* slots = GridSlots(line, place, count);
@@ -316,9 +317,6 @@ bool ColumnSheet::SetHeadingsAcross(int col, int row, std::string_view prefix, c
         slots[i] = (kHeadingTag << 48) | (first + i);
     MarkOthers(line, place + count);
     const int last = col + static_cast<int>(count - 1);
-    textCells.Resize(last, 0);
-    for (int c = col; c <= last; ++c)
-        textCells[c - 1] += textCells[c - 1] != std::numeric_limits<uint32_t>::max();
     cellsStored += count;
     maxCol = std::max(maxCol, last);
     maxRow = std::max(maxRow, row);
@@ -354,10 +352,21 @@ std::string_view ColumnSheet::HeadingText(size_t index) const {
     return headingTexts[index];
 }
 
+size_t ColumnSheet::HeadingsIn(int col) const {
+    size_t count = 0;
+    for (size_t r = 0; r < headingRuns.size(); ++r) {
+        const size_t end = r + 1 < headingRuns.size() ? headingRuns[r + 1].first : headingX.Size();
+        const HeadingRun& run = headingRuns[r];
+        count += col >= run.col && static_cast<size_t>(col - run.col) < end - run.first;
+    }
+    return count;
+}
+
 bool ColumnSheet::NumbersOnlyFrom(int col, int first) const {
-    if (col < 1 || static_cast<size_t>(col) > textCells.Size())
+    if (col < 1)
         return true;
-    const size_t counted = textCells[col - 1];
+    const size_t counted =
+        (static_cast<size_t>(col) <= textCells.Size() ? textCells[col - 1] : 0) + HeadingsIn(col);
     if (counted == 0)
         return true;
     size_t above = 0;
@@ -434,13 +443,13 @@ void ColumnSheet::CopyAll(int first, size_t rows, size_t cols, bool rowMajor, do
     }
 }
 
-std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedNumbers() const {
+std::shared_ptr<ColumnSheet::Block> ColumnSheet::SharedNumbers() {
     if (grid.block == nullptr || static_cast<size_t>(Columns()) != grid.cols ||
         static_cast<size_t>(Rows()) != grid.rows)
         return nullptr;
     for (size_t line = 0; line < grid.filled.size(); ++line) {
-        if (grid.filled[line] != grid.length || grid.othersEnd[line] != 0)
-            return nullptr;
+        if (grid.filled[line] != grid.length)
+            GridSlots(line, grid.length, 0);
     }
     return grid.block;
 }
@@ -455,8 +464,7 @@ void ColumnSheetSink::SetNumbersAcross(int col, int row, const float* values, si
     double wide[kChunk];
     while (count > 0) {
         const size_t n = std::min(count, kChunk);
-        for (size_t i = 0; i < n; ++i)
-            wide[i] = std::isfinite(values[i]) ? Widened(values[i]) : values[i];
+        WidenFloats(values, n, wide);
         SetNumbersAcross(col, row, wide, n);
         col += static_cast<int>(n);
         values += n;
@@ -518,117 +526,73 @@ void ColumnSheetSink::SetTyped(int col, int row, const char* text) {
 
 namespace {
 
-// The double nearest to a decimal as a float's shortest text writes it ("123.25",
-// "1.5e-07"), when its digits and its power of ten are both exact doubles: one division
-// or multiplication then rounds as reading the whole text would. False otherwise.
-bool ExactDecimal(const char* text, const char* end, double& out) {
-    constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                  1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-    const bool negative = text != end && *text == '-';
-    text += negative;
-    uint64_t digits = 0;
-    int count = 0, scale = 0;
-    bool point = false;
-    for (; text != end && *text != 'e'; ++text) {
-        if (*text == '.') {
-            point = true;
-            continue;
-        }
-        digits = digits * 10 + static_cast<uint64_t>(*text - '0');
-        scale -= point;
-        if (digits != 0 && ++count > 18)
-            return false;
-    }
-    if (text != end) {
-        int exponent = 0;
-        if (std::from_chars(text + 1 + (text[1] == '+'), end, exponent).ptr != end)
-            return false;
-        scale += exponent;
-    }
-    if (scale < -22 || scale > 22 || digits > (uint64_t{1} << 53))
-        return false;
-    const double m = static_cast<double>(digits);
-    out = scale < 0 ? m / kPowers[-scale] : m * kPowers[scale];
-    out = negative ? -out : out;
-    return true;
-}
+// Exact powers of ten as doubles.
+constexpr auto kTens = [] {
+    std::array<double, 23> powers{1};
+    for (size_t i = 1; i < powers.size(); ++i)
+        powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
+constexpr auto kIntTens = [] {
+    std::array<uint64_t, 20> powers{1};
+    for (size_t i = 1; i < powers.size(); ++i)
+        powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
 
-// The double nearest to the shortest decimal that reads back as `value`, found without
-// text for the floats of everyday data: a non-integer of at least 2^-37 and below 2^24
-// whose significand is not a power of two. The decimal with the fewest digits among
-// those inside the float's rounding interval, the one nearest the float if two qualify,
-// is what the shortest text writes; the scale of ten is lowered from one fine enough to
-// always find a decimal until none fits, in exact integer arithmetic. False for the
-// other floats and for a tie between two decimals.
-bool ShortestDecimalWidened(float value, double& out) {
-    constexpr auto kPowers = [] {
-        std::array<uint64_t, 20> powers{1};
-        for (size_t i = 1; i < powers.size(); ++i)
-            powers[i] = powers[i - 1] * 10;
-        return powers;
-    }();
-    const uint32_t bits = std::bit_cast<uint32_t>(value);
-    const int biased = static_cast<int>((bits >> 23) & 0xFF);
-    const uint32_t fraction = bits & 0x7FFFFF;
-    // value = significand / 2^shift
-    const int shift = 150 - biased;
-    if (biased == 0 || fraction == 0 || shift < 1 || shift > 60)
-        return false;
-    const uint64_t significand = fraction | 0x800000;
-    const bool closed = (significand & 1) == 0;  // ties to even: the ends belong to it
-    const unsigned __int128 unit = static_cast<unsigned __int128>(1) << shift;
-    // 10^scale > 2^shift: decimals of that scale are closer together than the interval
-    // is wide.
-    int scale = std::min(shift * 30103 / 100000 + 1, 19);
-    uint64_t found = 0;
-    int foundScale = -1;
-    for (; scale >= 1; --scale) {
-        const uint64_t power = kPowers[scale];
-        const unsigned __int128 scaled = static_cast<unsigned __int128>(significand) * power;
-        const unsigned __int128 below = scaled & (unit - 1);  // value*10^scale - floor
-        const unsigned __int128 above = unit - below;
-        // Within half an ulp: 2 * distance against 10^scale, both in units of 2^-shift.
-        const auto fits = [&](unsigned __int128 distance) {
-            const unsigned __int128 twice = 2 * distance;
-            return twice < power || (closed && twice == power);
-        };
-        const bool low = below == 0 || fits(below), high = fits(above);
-        if (!low && !high)
-            break;
-        if (low && high && below != 0) {
-            if (below == above)
-                return false;
-            found = static_cast<uint64_t>(scaled >> shift) + (below > above);
-        } else {
-            found = static_cast<uint64_t>(scaled >> shift) + !low;
-        }
-        foundScale = scale;
-    }
-    if (foundScale < 0)
-        return false;
-    const double magnitude = static_cast<double>(found) / static_cast<double>(kPowers[foundScale]);
-    out = (bits >> 31) != 0 ? -magnitude : magnitude;
-    return true;
+// Whether the shortest text of a whole float of at least 2^24 is its exact digits: the
+// fixed form, as long as the exponent form's "d.ddde+XX" is not shorter.
+bool FixedIsShorter(float magnitude, zm::ShortestDecimal decimal) {
+    if (magnitude >= 18446744073709551616.0f)
+        return false;  // 20 digits or more: longer than any exponent form
+    const auto whole = static_cast<uint64_t>(magnitude);
+    const auto digitsOf = [](uint64_t n) {
+        size_t count = 1;
+        while (count < kIntTens.size() && n >= kIntTens[count])
+            ++count;
+        return count;
+    };
+    const size_t significant = digitsOf(decimal.significand);
+    return digitsOf(whole) <= significant + (significant > 1) + 4;
 }
 
 }  // namespace
 
+// The double nearest to the text std::to_chars writes for a float, read back, without the
+// text: the text holds the float's shortest digits, except that a whole number written
+// without an exponent is written exactly.
 double Widened(float value) {
     if (!std::isfinite(value))
         return value;
-    // An integer below 2^24 is its own shortest text.
-    if (std::fabs(value) < 16777216.0f && std::trunc(value) == value)
+    const float magnitude = std::fabs(value);
+    // A whole number below 2^24 is its own shortest text.
+    if (magnitude < 16777216.0f && std::trunc(value) == value)
         return value;
-    double fast;
-    if (ShortestDecimalWidened(value, fast))
-        return fast;
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    double out = value;
-    if (!ExactDecimal(text, end, out))
+    const zm::ShortestDecimal decimal = zm::ShortestDecimalOf(magnitude);
+    if (magnitude >= 16777216.0f && FixedIsShorter(magnitude, decimal))
+        return value;
+    // At most nine digits, an exact double: times or over an exact power of ten, one
+    // rounding gives what reading the whole text would.
+    auto digits = static_cast<double>(decimal.significand);
+    int exponent = decimal.exponent;
+    if (exponent > 22 && decimal.significand <= (uint64_t{1} << 53) / kIntTens[exponent - 22]) {
+        digits *= kTens[exponent - 22];  // still exact
+        exponent = 22;
+    }
+    double wide;
+    if (exponent >= 0 && exponent <= 22) {
+        wide = digits * kTens[exponent];
+    } else if (exponent < 0 && exponent >= -22) {
+        wide = digits / kTens[-exponent];
+    } else {
+        // Beyond the exact powers: the text itself, read back.
+        char text[32];
+        const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+        double out = value;
         std::from_chars(text, end, out);
-    return out;
+        return out;
+    }
+    return std::signbit(value) ? -wide : wide;
 }
 
 }  // namespace zmpy

@@ -18,9 +18,11 @@
 
 namespace zmpy {
 
-// Cells are 64-bit slots: a number as its double, or a NaN whose payload marks a missing
-// cell or indexes the sheet's texts. Numbers that are NaN are stored as the plain quiet
-// NaN, so they never look like a marker.
+// Cells are 64-bit slots: a number as its double, or a quiet NaN whose payload marks a
+// missing cell or indexes the sheet's texts. Numbers that are NaN are stored as the plain
+// quiet NaN, so they never look like a marker; the markers being quiet NaNs, an array
+// over the slots reads every cell that is not a number as NaN, without a floating-point
+// exception.
 //
 // When the reader announces an extent that fits the free slots, every cell of it lives in
 // one block (the grid): column by column for a tall sheet, row by row for a wide one (one
@@ -118,18 +120,19 @@ class ColumnSheet {
     // cells: row after row when `rowMajor`, else column after column.
     void CopyAll(int first, size_t rows, size_t cols, bool rowMajor, double* out) const;
     // The block of the whole sheet, for an array that shares it, when the grid holds
-    // every cell of the extent and each is a number; null otherwise. Slots written
-    // through such an array are read back as the cells they then encode.
-    std::shared_ptr<Block> SharedNumbers() const;
+    // every cell of the extent (cells never set are marked missing first); null
+    // otherwise. Slots written through such an array are read back as the cells they
+    // then encode.
+    std::shared_ptr<Block> SharedNumbers();
     // The block holding rows first..Rows() of a column one after another, and where they
     // start, when each of them is a number; null otherwise.
     std::shared_ptr<Block> SharedColumn(int col, int first, const double*& start) const;
 
   private:
-    static constexpr uint64_t kMissingSlot = 0x7FF0'0000'0000'0001;
-    static constexpr uint64_t kTextTag = 0x7FF1;  // top 16 bits; the index below them
+    static constexpr uint64_t kMissingSlot = 0x7FF8'0000'0000'0001;
+    static constexpr uint64_t kTextTag = 0x7FF9;  // top 16 bits; the index below them
     static constexpr uint64_t kIndexMask = (uint64_t{1} << 48) - 1;
-    static constexpr uint64_t kHeadingTag = 0x7FF2;  // the index of the heading's x below
+    static constexpr uint64_t kHeadingTag = 0x7FFA;  // the index of the heading's x below
     // Entries of the table of recent texts.
     static constexpr size_t kRecentTexts = size_t{1} << 16;
     // What one column of its own costs, counted in slots against the allowance.
@@ -273,11 +276,17 @@ class ColumnSheet {
     // largest count: never fewer than the column holds.
     zm::RawArray<uint32_t> textCells;
     zm::RawArray<std::string_view> texts;
-    // The x of each heading and where the runs of headings with one prefix begin.
+    // The x of each heading and where the runs of headings with one prefix begin: at
+    // heading `first`, in cell (`col`, `row`) and the cells to its right. Headings are
+    // counted as text cells of their columns through their runs.
     struct HeadingRun {
         size_t first;
         std::string prefix;
+        int col;
+        int row;
     };
+    // Headings stored in a column, counting a rewritten cell again.
+    size_t HeadingsIn(int col) const;
     zm::RawArray<float> headingX;
     std::vector<HeadingRun> headingRuns;
     mutable zm::RawArray<std::string_view> headingTexts;
@@ -351,6 +360,7 @@ class ColumnSheetSink : public zmhost::CommandSink {
                            size_t count) override;
 
     const ColumnSheet& Sheet() const { return sheet; }
+    std::shared_ptr<ColumnSheet::Block> SharedNumbers() { return sheet.SharedNumbers(); }
 
   private:
     // Set for a text, without the progress tick.
@@ -361,5 +371,7 @@ class ColumnSheetSink : public zmhost::CommandSink {
 
 // A float as the command line prints it, its shortest decimal text, read back as a double.
 double Widened(float value);
+// Widened of each of `count` floats.
+void WidenFloats(const float* in, size_t count, double* out);
 
 }  // namespace zmpy

@@ -137,8 +137,9 @@ class PySheet {
         return rows;
     }
 
-    // Rows from `firstRow` on as float64, NaN for missing and text cells. A sheet of
-    // numbers only hands its own block to the array, which keeps it alive.
+    // Rows from `firstRow` on as float64, NaN for missing and text cells. A sheet kept in
+    // one block hands the block to the array, which keeps it alive: its markers of
+    // missing and text cells are NaNs.
     py::array_t<double> Numbers(int firstRow) const {
         const int rows = std::max(0, Sheet().Rows() - firstRow + 1);
         const int cols = Sheet().Columns();
@@ -148,7 +149,7 @@ class PySheet {
             rowMajor ? std::vector<py::ssize_t>{kSize * cols, kSize}
                      : std::vector<py::ssize_t>{kSize, kSize * rows};
         if (firstRow == 1) {
-            if (auto shared = Sheet().SharedNumbers()) {
+            if (auto shared = sink->SharedNumbers()) {
                 const double* data = reinterpret_cast<const double*>(shared->Data());
                 auto* held = new std::shared_ptr<zmpy::ColumnSheet::Block>(std::move(shared));
                 py::capsule owner(held, [](void* p) {

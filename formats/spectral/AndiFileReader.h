@@ -7,6 +7,7 @@
 
 #include "formats/spectral/SpectrumFile.h"
 #include "formats/spectral/USDBase.h"
+#include "platform/RawArray.h"
 #include "platform/ZmExport.h"
 
 namespace zm {
@@ -97,14 +98,17 @@ class ZMIMPORT_API AndiFileReader : public SpectrumFile, public USDBase {
     int ReadSheet(ReadSpreadSheetData* sink) override;
     std::string StatusText() override;
     const FileInfo* FirstSelected() const;
-    // The retention time of grid point i, the same way GetNumCol works it out.
-    float GridPoint(long long i) const;
+    // The retention times of grid points 0..count-1, the same way GetNumCol works them
+    // out.
+    void GridPoints(float* out, size_t count) const;
 
     float samplingInterval_ = 0;
     float rangeMinimum_ = 0;
     float rangeMaximum_ = 0;
     long long points_ = 0;
     std::string retentionUnit_ = "seconds";
-    std::vector<float> gridX_;  // the retention time of every grid point
+    // The retention time of every grid point: a long chromatogram's millions, kept in
+    // memory the next read may reuse.
+    zm::RawArray<float> gridX_;
     std::vector<float> chunk_;
 };

@@ -23,10 +23,10 @@ int AndiFileReader::ReadSheet(ReadSpreadSheetData* sink) {
     // The sink may take no second name row: the retention times then stay in the
     // headings, which are "t" headings either way.
     SpectrumSheet sheet(sink, *this, 2, numCols);
-    gridX_.resize(static_cast<size_t>(points_));
-    for (size_t i = 0; i < gridX_.size(); ++i)
-        gridX_[i] = GridPoint(static_cast<long long>(i));
-    sheet.SetPoints(gridX_.data(), gridX_.size());
+    gridX_.Truncate(0);
+    float* grid = gridX_.Extend(static_cast<size_t>(points_));
+    GridPoints(grid, gridX_.Size());
+    sheet.SetPoints(grid, gridX_.Size());
     sheet.SetNameRows({zm::Translate("Primary ID"), zm::Translate("Name")},
                       zm::FormatMessage(zm::Translate("Retention Time(%1%)"), retentionUnit_),
                       true);

@@ -24,11 +24,19 @@ void SpectrumSheet::SetPoints(const float* x, size_t count) {
     keptX_.clear();
     constraints_.Reset();
     const size_t room = static_cast<size_t>(std::max(columns_ - labelColumns_, 0));
+    if (constraints_.KeepsEveryPoint()) {
+        // The caller's points as they are: no copy of a long axis.
+        kept_ = x;
+        keptCount_ = std::min(count, room);
+        return;
+    }
     for (size_t i = 0; i < count && keptX_.size() < room; ++i) {
         float kept = x[i];
         if (constraints_.IsValid(kept))
             keptX_.push_back(kept);
     }
+    kept_ = keptX_.data();
+    keptCount_ = keptX_.size();
 }
 
 void SpectrumSheet::SetNameRows(const std::vector<std::string>& labels, const std::string& xLabel,
@@ -41,15 +49,15 @@ void SpectrumSheet::SetNameRows(const std::vector<std::string>& labels, const st
     if (xRow_ || textHeadings) {
         // A chromatogram may have millions of columns: the sink takes their x values
         // at once and may make the texts only when they are read.
-        sink_->SetHeadingsAcross(first, 1, "t ", keptX_.data(), keptX_.size());
+        sink_->SetHeadingsAcross(first, 1, "t ", kept_, keptCount_);
     } else {
-        zm::WriteNumbersAcross(sink_, first, 1, keptX_.data(), keptX_.size());
+        zm::WriteNumbersAcross(sink_, first, 1, kept_, keptCount_);
     }
     if (!xRow_)
         return;
     sink_->Set(1, 2, 1);
     sink_->Set(2, 2, xLabel.c_str());
-    zm::WriteNumbersAcross(sink_, first, 2, keptX_.data(), keptX_.size());
+    zm::WriteNumbersAcross(sink_, first, 2, kept_, keptCount_);
 }
 
 void SpectrumSheet::BeginRow(int row) {

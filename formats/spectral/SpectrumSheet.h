@@ -4,7 +4,10 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "formats/spectral/USDBase.h"
@@ -19,9 +22,25 @@ namespace zm {
 template <typename T>
 void WriteNumbersAcross(ReadSpreadSheetData* sink, int col, int row, const T* values, size_t count,
                         bool skipNaN = false) {
+    // Spectra rarely hold a value that is not finite: blocks of them are looked at whole,
+    // without a branch per value.
+    constexpr size_t kBlock = 16;
+    using Bits = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+    constexpr Bits kExponent = static_cast<Bits>(sizeof(T) == 4 ? 0x7F800000 : 0x7FF0000000000000);
+    const auto blockFinite = [kExponent](const T* block) {
+        Bits infinite = 0;  // an exponent of all ones: infinity or NaN
+        for (size_t k = 0; k < kBlock; ++k) {
+            Bits bits;
+            std::memcpy(&bits, block + k, sizeof bits);
+            infinite |= (bits & kExponent) == kExponent;
+        }
+        return infinite == 0;
+    };
     size_t i = 0;
     while (i < count) {
         size_t end = i;
+        while (count - end >= kBlock && blockFinite(values + end))
+            end += kBlock;
         while (end < count && std::isfinite(values[end]))
             ++end;
         if (end > i)
@@ -82,6 +101,9 @@ class ZMIMPORT_API SpectrumSheet {
     bool xRow_;
     const float* x_ = nullptr;
     size_t points_ = 0;
+    // The x of the kept points: the caller's own when every point is kept, else keptX_.
+    const float* kept_ = nullptr;
+    size_t keptCount_ = 0;
     std::vector<float> keptX_;
     // Where the row being written stands: its number, next column and next point.
     int row_ = 0;

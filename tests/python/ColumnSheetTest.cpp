@@ -5,6 +5,7 @@
 
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -15,6 +16,7 @@
 #include "formats/spectral/GalacticSPCFile.h"
 #include "formats/spectral/JCAMPFile.h"
 #include "formats/spectral/NetCDFFile.h"
+#include "formats/spectral/SpectrumSheet.h"
 #include "formats/text/CsvFile.h"
 #include "framework/host/FormatChoice.h"
 #include "framework/host/ReaderSession.h"
@@ -64,6 +66,8 @@ void ExpectSameSheet(const zmpy::ColumnSheet& bulk, const zmpy::ColumnSheet& cel
                 ASSERT_EQ(bulk.TextOfIndex(bulk.TextIndexAt(col, row)), cells.TextAt(col, row));
             }
         }
+        for (int first = 1; first <= 3; ++first)
+            ASSERT_EQ(bulk.NumbersOnlyFrom(col, first), cells.NumbersOnlyFrom(col, first)) << col;
         bulk.CopyNumbers(col, 1, rows, a.data());
         cells.CopyNumbers(col, 1, rows, b.data());
         for (int i = 0; i < rows; ++i)
@@ -118,6 +122,29 @@ TEST(ColumnSheetRuns, SameCellsAsPerCellStores) {
     EXPECT_EQ(p.bulk.Sheet().Rows(), 12);
     EXPECT_EQ(p.bulk.Sheet().TextAt(2, 2), "label");
     EXPECT_TRUE(std::isnan(p.bulk.Sheet().NumberAt(2, 5)));
+}
+
+// A spectrum's row goes to the sink in runs of finite values, each other value on its own
+// (a NaN not at all when skipped), as if written value by value.
+TEST(ColumnSheetRuns, SpectrumRowsAsWrittenValueByValue) {
+    std::vector<float> y(70);
+    for (size_t i = 0; i < y.size(); ++i)
+        y[i] = 0.25f * static_cast<float>(i) - 3.1f;
+    y[20] = kInfF;
+    y[37] = std::numeric_limits<float>::quiet_NaN();
+    y[69] = -kInfF;
+    for (const bool skipNaN : {false, true}) {
+        Pair p;
+        p.Size(72, 2);
+        zm::WriteNumbersAcross(&p.bulk, 2, 2, y.data(), y.size(), skipNaN);
+        for (size_t i = 0; i < y.size(); ++i) {
+            if (!(skipNaN && std::isnan(y[i])))
+                p.cells.Set(2 + static_cast<int>(i), 2, y[i]);
+        }
+        ExpectSameSheet(p.bulk.Sheet(), p.cells.Sheet(), skipNaN ? "NaN skipped" : "NaN kept");
+        EXPECT_EQ(p.bulk.Sheet().KindAt(39, 2),
+                  skipNaN ? zmpy::ColumnSheet::Kind::kMissing : zmpy::ColumnSheet::Kind::kNumber);
+    }
 }
 
 // Headings kept as their x give the texts written cell by cell, in the grid and after a
@@ -258,10 +285,12 @@ TEST(ColumnSheetRuns, SpectraKeepTheirHeadingsAsTheTextsWrittenCellByCell) {
     EXPECT_GE(compared, 5);
 }
 
-// A float's value in Python is its shortest text read as a double: every float of a
-// sweep over all exponents and many mantissas, of a run of consecutive floats and of
-// an axis in steps of 0.01 (short texts) reads as the text does.
+// A float's value in Python is its shortest text read as a double. Floats of a sweep
+// over all exponents and many mantissas, of a run of consecutive floats, of an axis in
+// steps of 0.01 (short texts), and those around every power of ten and of two (where
+// the digits, the interval or the text's form change) read as the text does.
 TEST(ColumnSheetFloats, WidenedIsTheShortestTextReadBack) {
+    std::vector<float> floats;
     uint32_t bits = 0;
     for (long long i = 0; i < 1'400'000; ++i) {
         if (i < 256)
@@ -272,15 +301,49 @@ TEST(ColumnSheetFloats, WidenedIsTheShortestTextReadBack) {
             bits = std::bit_cast<uint32_t>(1000.0f) + static_cast<uint32_t>(i);
         else
             bits = std::bit_cast<uint32_t>(0.5f + 0.01f * static_cast<float>(i - 1'200'000));
-        const float value = std::bit_cast<float>(bits);
-        if (!std::isfinite(value))
+        floats.push_back(std::bit_cast<float>(bits));
+    }
+    for (int e = -45; e <= 38; ++e) {
+        const uint32_t ten =
+            std::bit_cast<uint32_t>(std::strtof(("1e" + std::to_string(e)).c_str(), nullptr));
+        const uint32_t two = std::bit_cast<uint32_t>(std::ldexp(1.0f, e * 3));
+        for (uint32_t d = 0; d < 128; ++d)
+            floats.insert(floats.end(), {std::bit_cast<float>(ten + d - 64),
+                                         std::bit_cast<float>(two + d % 8 - 4)});
+    }
+    // A run is widened as its floats one by one, the odd lengths and the lanes left to the
+    // one-by-one route included.
+    std::vector<double> run(floats.size());
+    zmpy::WidenFloats(floats.data(), floats.size() - 3, run.data());
+    for (size_t i = 0; i + 3 < floats.size(); ++i) {
+        const float value = floats[i];
+        if (!std::isfinite(value)) {
+            ASSERT_EQ(std::bit_cast<uint64_t>(run[i]),
+                      std::bit_cast<uint64_t>(static_cast<double>(value)));
             continue;
+        }
         char text[32];
         const auto end = std::to_chars(text, text + sizeof text, value).ptr;
         double expected = 0;
         std::from_chars(text, end, expected);
         ASSERT_EQ(std::bit_cast<uint64_t>(zmpy::Widened(value)), std::bit_cast<uint64_t>(expected))
             << std::string(text, end);
+        ASSERT_EQ(std::bit_cast<uint64_t>(run[i]), std::bit_cast<uint64_t>(expected))
+            << std::string(text, end);
+    }
+    // Every 509th float of all 2^32, a run at a time, as one by one.
+    std::vector<float> sweep(1 << 16);
+    for (uint64_t first = 0; first < (uint64_t{1} << 32); first += sweep.size() * 509) {
+        for (size_t i = 0; i < sweep.size(); ++i)
+            sweep[i] = std::bit_cast<float>(static_cast<uint32_t>(first + i * 509));
+        run.resize(sweep.size());
+        zmpy::WidenFloats(sweep.data(), sweep.size(), run.data());
+        for (size_t i = 0; i < sweep.size(); ++i) {
+            const double one = zmpy::Widened(sweep[i]);
+            ASSERT_TRUE(std::bit_cast<uint64_t>(run[i]) == std::bit_cast<uint64_t>(one) ||
+                        (std::isnan(one) && std::isnan(run[i])))
+                << std::bit_cast<uint32_t>(sweep[i]);
+        }
     }
 }
 

@@ -118,7 +118,7 @@ def test_missing_text_and_number_cells_keep_their_kind(tmp_path):
     assert numpy.signbit(zmimport.read(matrix).cells[0][1])
 
 
-def test_arrays_share_the_sheets_block_where_it_holds_only_numbers(tmp_path):
+def test_arrays_share_the_sheets_block(tmp_path):
     import scipy.io
 
     path = tmp_path / "block.mat"
@@ -130,25 +130,29 @@ def test_arrays_share_the_sheets_block_where_it_holds_only_numbers(tmp_path):
     numpy.testing.assert_array_equal(first, matrix)
     # What the array writes reads back as cells without harm, a NaN that looks like a
     # text marker included, and the array keeps the block alive.
-    first.view(numpy.uint64)[0, 0] = 0x7FF1000000000005
+    first.view(numpy.uint64)[0, 0] = 0x7FF9000000000005
     first[0, 1] = 42.0
     for cells in (sheet.cells, pickle.loads(pickle.dumps(sheet)).cells):
         assert numpy.isnan(cells[0][0]) and cells[0][1:3] == [42.0, 2.0]
     del sheet, second
     assert first[2, 3] == 11.0
-    # A sheet with a missing cell, text or a wide grid is copied, NaN where no number is.
+    # Sheets with missing and text cells, tall and wide, share their block too: the cells
+    # that hold no number are NaNs that arithmetic takes without an invalid operation.
     csv = tmp_path / "mixed.csv"
     csv.write_text("h,i\n1,\n2,3\n")
     mixed = zmimport.read(csv)
-    assert not numpy.shares_memory(mixed.to_numpy(), mixed.to_numpy())
+    wide = zmimport.read(CORPUS / "netcdf" / "agilent_hplc.cdf")
+    for read in (mixed, wide):
+        numbers = read.to_numpy()
+        assert numpy.shares_memory(numbers, read.to_numpy())
+        cells = numpy.array([[c if isinstance(c, float) else numpy.nan for c in row]
+                             for row in read.cells])
+        numpy.testing.assert_array_equal(numbers, cells)
+        with numpy.errstate(all="raise"):
+            assert numpy.isnan(numbers + 1.0).sum() == numpy.isnan(cells).sum() > 0
+    assert numbers.shape[1] > 100 * numbers.shape[0]
     frame = mixed.to_pandas()
     assert frame["h"].tolist() == [1.0, 2.0] and numpy.isnan(frame["i"][0])
-    wide = zmimport.read(CORPUS / "netcdf" / "agilent_hplc.cdf")
-    numbers = wide.to_numpy()
-    cells = numpy.array([[c if isinstance(c, float) else numpy.nan for c in row]
-                         for row in wide.cells])
-    numpy.testing.assert_array_equal(numbers, cells)
-    assert numbers.shape[1] > 100 * numbers.shape[0]
 
 
 def test_cells_placed_far_apart_are_cut_with_a_warning(tmp_path):
