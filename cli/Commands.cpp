@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -167,15 +168,9 @@ int RunConvert(const Arguments& args, std::ostream&, std::ostream& err) {
     return kExitOk;
 }
 
-int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
-    Arguments args;
-    try {
-        args = ParseArguments(argc, argv);
-    } catch (const UsageError& e) {
-        err << "zmimport: " << e.what() << "\nTry 'zmimport --help'.\n";
-        return kExitUsage;
-    }
-    UsePluginFolder(args.pluginDir);
+namespace {
+
+int RunCommand(const Arguments& args, std::ostream& out, std::ostream& err) {
     switch (args.command) {
         case Command::kHelp:
             out << UsageText();
@@ -195,6 +190,28 @@ int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
             return RunConvert(args, out, err);
     }
     return kExitUsage;
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+    Arguments args;
+    try {
+        args = ParseArguments(argc, argv);
+    } catch (const UsageError& e) {
+        err << "zmimport: " << e.what() << "\nTry 'zmimport --help'.\n";
+        return kExitUsage;
+    }
+    UsePluginFolder(args.pluginDir);
+    // What the commands do not answer themselves (a part of the library that cannot be
+    // loaded, memory running out) ends the program with its text, not an abort.
+    try {
+        return RunCommand(args, out, err);
+    } catch (const std::exception& e) {
+        out.flush();
+        err << "zmimport: " << e.what() << '\n';
+        return kExitFailure;
+    }
 }
 
 }  // namespace zmcli

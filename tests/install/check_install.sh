@@ -41,6 +41,12 @@ cmake --build "$scratch/cm/build" > "$scratch/cm-build.log"
 "$scratch/cm/build/host"
 
 "$scratch/prefix/bin/zmimport" formats | grep -q "Unscrambler File"
+# The XML module and libgsf are found from the installed library: an FDC XML file and an
+# .xls workbook read, and options (a settings document) are taken.
+examples="$(dirname "$csv")"
+"$scratch/prefix/bin/zmimport" read "$examples/plasma-etch-fdc.xml" | head -1 | grep -q "^Wafer"
+"$scratch/prefix/bin/zmimport" read "$examples/grain-reference.xls" --set UseIndexes=true \
+  --set Sheets=1 2> /dev/null | head -1 | grep -q .
 
 # The example plug-in, copied out of the tree as a third party would, builds against the
 # installed library with find_package and with pkg-config, and the program reads with it.
@@ -57,4 +63,14 @@ for folder in "$scratch/xy/build" "$scratch/pc-plugins"; do
   "$scratch/prefix/bin/zmimport" read --plugins "$folder" "$scratch/xy/data/sample.xy" \
     --to csv | head -1 | grep -q "^x,"
 done
+# Without its XML module the library still reads what needs no XML (spectra), and a read
+# that takes options ends with the loader's reason instead of an abort.
+rm "$scratch/prefix/lib/libzmimport_xml.so.0"
+"$scratch/prefix/bin/zmimport" read "$examples/nir-spectra.dat" | head -1 | grep -q "^SampleNo"
+if "$scratch/prefix/bin/zmimport" read "$examples/nir-spectra.dat" --set Sheets=x > /dev/null \
+  2> "$scratch/err"; then
+  echo "a read with options succeeded without the XML module" >&2
+  exit 1
+fi
+grep -q "libzmimport_xml.so.0) could not be loaded" "$scratch/err"
 echo "installed tree works with pkg-config, find_package and the command line"
