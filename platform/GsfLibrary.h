@@ -13,13 +13,14 @@
 namespace zm {
 
 // The functions used here, of libgsf and of the GLib libraries it links.
-#define ZM_GSF_FUNCTIONS(X)                                                                       \
-    X(g_error_free)                                                                               \
-    X(g_log_remove_handler) X(g_log_set_handler) X(g_object_unref) X(g_type_check_instance_is_a)  \
-        X(gsf_infile_child_by_index) X(gsf_infile_get_type) X(gsf_infile_msole_new)               \
-            X(gsf_infile_name_by_index) X(gsf_infile_num_children) X(gsf_input_read)              \
-                X(gsf_input_remaining) X(gsf_input_seek) X(gsf_input_size) X(gsf_input_stdio_new) \
-                    X(gsf_input_tell)
+// clang-format off
+#define ZM_GSF_FUNCTIONS(X) \
+    X(g_error_free) X(g_log_remove_handler) X(g_log_set_handler) X(g_object_unref) \
+    X(g_type_check_instance_is_a) X(gsf_infile_child_by_index) X(gsf_infile_get_type) \
+    X(gsf_infile_msole_new) X(gsf_infile_name_by_index) X(gsf_infile_num_children) \
+    X(gsf_input_read) X(gsf_input_remaining) X(gsf_input_seek) X(gsf_input_size) \
+    X(gsf_input_stdio_new) X(gsf_input_tell)
+// clang-format on
 
 struct GsfFunctions {
 #define ZM_GSF_MEMBER(name) decltype(&::name) name = nullptr;

@@ -9,16 +9,16 @@
 
 namespace zm {
 
-#define ZM_NETCDF_FUNCTIONS(X)                                                                   \
-    X(close)                                                                                     \
-    X(free_string)                                                                               \
-    X(get_att) X(get_att_double) X(get_att_string) X(get_att_text) X(get_var) X(get_var1_double) \
-        X(get_vara) X(get_vara_double) X(get_vara_float) X(get_vara_int) X(get_vara_short)       \
-            X(get_vara_text) X(get_vara_uchar) X(inq_att) X(inq_attid) X(inq_attlen)             \
-                X(inq_attname) X(inq_dimid) X(inq_dimlen) X(inq_format) X(inq_nvars) X(inq_type) \
-                    X(inq_var) X(inq_var_chunking) X(inq_vardimid) X(inq_varid) X(inq_varname)   \
-                        X(inq_varnatts) X(inq_varndims) X(inq_vartype) X(open)                   \
-                            X(set_var_chunk_cache)
+// clang-format off
+#define ZM_NETCDF_FUNCTIONS(X) \
+    X(close) X(free_string) X(get_att) X(get_att_double) X(get_att_string) X(get_att_text) \
+    X(get_var) X(get_var1_double) X(get_vara) X(get_vara_double) X(get_vara_float) \
+    X(get_vara_int) X(get_vara_short) X(get_vara_text) X(get_vara_uchar) X(inq_att) \
+    X(inq_attid) X(inq_attlen) X(inq_attname) X(inq_dimid) X(inq_dimlen) X(inq_format) \
+    X(inq_nvars) X(inq_type) X(inq_var) X(inq_var_chunking) X(inq_vardimid) X(inq_varid) \
+    X(inq_varname) X(inq_varnatts) X(inq_varndims) X(inq_vartype) X(open) \
+    X(set_var_chunk_cache)
+// clang-format on
 
 // The library's functions used here, each under its name without the "nc_" prefix.
 struct NetCdfFunctions {

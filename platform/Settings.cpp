@@ -29,6 +29,8 @@ SettingsDocument::SettingsDocument() : impl(std::make_unique<Impl>()) {
     impl->tree = Xml().newSettings();
 }
 
+SettingsDocument::SettingsDocument(std::unique_ptr<Impl> parsed) : impl(std::move(parsed)) {}
+
 SettingsDocument::~SettingsDocument() = default;
 
 std::unique_ptr<SettingsDocument> SettingsDocument::Parse(const std::string& xml) {
@@ -36,9 +38,9 @@ std::unique_ptr<SettingsDocument> SettingsDocument::Parse(const std::string& xml
     // no entity it declares is ever expanded.
     if (HasDocumentTypeDeclaration(xml))
         throw Exception("Invalid file open option format");
-    auto doc = std::unique_ptr<SettingsDocument>(new SettingsDocument());
-    doc->impl->tree = Xml().parseSettings(xml);
-    return doc;
+    auto parsed = std::make_unique<Impl>();
+    parsed->tree = Xml().parseSettings(xml);
+    return std::unique_ptr<SettingsDocument>(new SettingsDocument(std::move(parsed)));
 }
 
 std::string SettingsDocument::ToXml() const {

@@ -47,6 +47,7 @@ class ZMIMPORT_API SettingsDocument {
 
   private:
     struct Impl;
+    explicit SettingsDocument(std::unique_ptr<Impl> parsed);
     std::unique_ptr<Impl> impl;
 };
 

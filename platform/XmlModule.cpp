@@ -64,12 +64,7 @@ void* XmlModuleSymbol(const char* symbol) {
 }
 
 const XmlModule& Xml() {
-    static const XmlModule* const module = [] {
-        if (zm_xml_module != nullptr)
-            return zm_xml_module();
-        using Entry = const XmlModule* (*)();
-        return reinterpret_cast<Entry>(XmlModuleSymbol("zm_xml_module"))();
-    }();
+    static const XmlModule* const module = XmlModuleEntry(zm_xml_module, "zm_xml_module");
     return *module;
 }
 

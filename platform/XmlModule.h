@@ -50,6 +50,16 @@ struct XmlModule {
 // zm::Exception naming the module when it cannot be loaded or lacks the symbol.
 ZMIMPORT_API void* XmlModuleSymbol(const char* symbol);
 
+// The module's entry `symbol`, a function answering a table of type Entry: `linked` when
+// the program links the module's objects (a weak reference, null otherwise), else the one
+// of the loaded module. Throws as XmlModuleSymbol does.
+template <typename Entry>
+const Entry* XmlModuleEntry(const Entry* (*linked)(), const char* symbol) {
+    if (linked != nullptr)
+        return linked();
+    return reinterpret_cast<const Entry* (*)()>(XmlModuleSymbol(symbol))();
+}
+
 // The module's platform entry points.
 ZMIMPORT_API const XmlModule& Xml();
 

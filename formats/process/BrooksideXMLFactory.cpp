@@ -16,12 +16,9 @@ namespace {
 
 // The reader's entry, loading the XML module on first use; null when it cannot be loaded.
 const FdcReaderEntry* Entry() {
-    if (zm_fdc_reader != nullptr)
-        return zm_fdc_reader();
     try {
-        using Function = const FdcReaderEntry* (*)();
         static const FdcReaderEntry* const entry =
-            reinterpret_cast<Function>(zm::XmlModuleSymbol("zm_fdc_reader"))();
+            zm::XmlModuleEntry(zm_fdc_reader, "zm_fdc_reader");
         return entry;
     } catch (const zm::Exception& e) {
         zm::WriteMessage("BrooksideXMLFactory", "Module", zm::LogLevel::kError, e.what());

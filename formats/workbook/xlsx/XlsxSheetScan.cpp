@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/XmlReader.h"
 #include "platform/XmlLimits.h"
+#include "platform/XmlReader.h"
 
 namespace zm::xlsx {
 
